@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+namespace weir {
+
+/// Settings of the backend. Set once at start-up, before the manager's `init`; read everywhere.
+struct Config {
+  static inline std::string STREAM_DIRECTORY = "weir-data/streams";
+  static inline std::string HLS_DIRECTORY = "weir-data/hls";
+  static inline std::string MMCB_DIRECTORY = "weir-data/mmcb";
+  static inline std::string UPLOAD_DIRECTORY = "weir-data/uploads";
+  static inline std::string PROFILE_DIRECTORY = "weir-data/profiles";
+
+  /// The default band of a stream's speed, in multiples of real time.
+  static inline double STREAM_SPEED_MIN = 0.9;
+  static inline double STREAM_SPEED_MAX = 1.2;
+
+  /// The build's version. "qsv" or "nvenc" in it change the transcoders' environment.
+  static inline std::string VERSION = "0.1.0";
+
+  /// The transcoder and the probe: names looked up in PATH, or paths.
+  static inline std::string FFMPEG = "ffmpeg";
+  static inline std::string FFPROBE = "ffprobe";
+
+  /// The port on which the server publishes HLS files.
+  static inline int HTTP_PORT = 8080;
+
+  /// Seconds after which a probe of an input gives up.
+  static inline double PROBE_TIMEOUT = 10;
+};
+
+}  // namespace weir

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "backend/collaborators/error.h"
+#include "backend/collaborators/value.h"
+
+namespace weir {
+
+/// A JSON document kept in one file. Members are addressed by dotted keys: "input.0.url" is member "url" of member "0"
+/// of member "input".
+class JsonConf : public Error {
+ public:
+  /// Reads nothing; the document is empty.
+  explicit JsonConf(std::string filename = {}, Error* error_handler = nullptr);
+  ~JsonConf() override;
+
+  /// Reads the document from the file. False with the reason as error message when the file cannot be read or holds no
+  /// JSON object within the bounds of `parse_json`; the document is unchanged then.
+  virtual bool load_json_conf();
+  /// Applies a form, a mapping of dotted keys to values, in the order of its members: each value replaces or creates
+  /// the member at its key, null is stored as null. False with the reason when a key has an empty segment or leads
+  /// through something that is no mapping; the members before it have been applied then.
+  virtual bool load_json_conf(const Value& form);
+
+  /// The member at the key, null when it is absent. The reference holds until the document changes.
+  const Value& get_json_conf(std::string_view key) const;
+  /// The member at the key, `fallback` when it is absent; a member that is null is null.
+  Value get_json_conf(std::string_view key, Value fallback) const;
+
+  /// Replaces or creates the member, and mappings on the way to it. False with the reason as with a form.
+  bool set_json_conf(std::string_view key, Value value);
+  /// Removes the member. True also when there was none.
+  bool del_json_conf(std::string_view key);
+  /// Replaces the file by the document as indented JSON. False with the reason when it cannot be written, or when the
+  /// document is frozen or retired.
+  bool save_json_conf();
+
+  /// The whole document.
+  const Value& document() const noexcept { return *document_; }
+
+  /// The document of a deleted stream: its file is not written again.
+  void retire() noexcept { retired_ = true; }
+  /// Refuses every further save of every document of the process, so that the files keep what they hold: a server that
+  /// ends must be found as it was.
+  static void freeze_all(bool frozen) noexcept;
+
+  std::string filename;
+
+ private:
+  const Value* find(std::string_view key) const;
+  Value* find_or_create_parent(std::string_view key, std::string_view& last);
+
+  std::unique_ptr<Value> document_;
+  bool retired_ = false;
+};
+
+}  // namespace weir

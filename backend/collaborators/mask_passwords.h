@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace weir {
+
+/// The text with "scheme://user:password@" shown as "scheme://user:***@", and the values of fields of a URL's query
+/// that are credentials ("passphrase=", "token=" …) as "***". For whatever is logged or shown; documents and command
+/// lines keep the real URL. Linear in the text.
+std::string mask_passwords(std::string_view text);
+
+}  // namespace weir

@@ -1,0 +1,10 @@
+#include "backend/collaborators/siblings.h"
+
+namespace weir {
+
+Siblings& siblings() {
+  static Siblings bundle;
+  return bundle;
+}
+
+}  // namespace weir

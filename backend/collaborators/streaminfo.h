@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "backend/collaborators/ffmpeg.h"
+#include "backend/collaborators/value.h"
+#include "backend/platform/async.h"
+
+namespace weir {
+
+/// One media stream of an input or output.
+struct StreamDescription {
+  std::string stream_type;               ///< "v" video, "a" audio, "s" subtitles, "d" data
+  double fps = 0;                        ///< of video; 0 when unknown
+  std::optional<long long> bitrate_avg;  ///< kbit/s
+  std::optional<long long> bitrate;      ///< kbit/s
+  int width = 0;                         ///< of video, in pixels
+  int height = 0;
+};
+
+/// The media streams of one run of a transcoder, read from its standard error.
+class AVStreamInfo {
+ public:
+  virtual ~AVStreamInfo() = default;
+
+  /// Takes what the line says about input and output streams.
+  virtual void parse(std::string_view line) = 0;
+  /// The matching streams of the inputs or of the outputs, possibly none.
+  virtual std::vector<StreamDescription> get_stream_by_specifier(const FFmpegStreamSpecifier& specifier,
+                                                                 bool from_outputs = false) const = 0;
+  /// Descriptions of the media streams for the web layer: a list of mappings.
+  virtual Value dump_inputs() const = 0;
+  virtual Value dump_outputs() const = 0;
+  /// Whether an input answers. `arguments` is "-i '{}'" with the input's URL in place of the braces. Bounded in time;
+  /// a kill of the waiting task leaves no process behind.
+  virtual Async<bool> probe(std::string arguments) = 0;
+};
+
+}  // namespace weir

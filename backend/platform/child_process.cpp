@@ -1,0 +1,219 @@
+#include "backend/platform/child_process.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <sstream>
+
+#include "backend/platform/failure.h"
+#include "backend/platform/poller.h"
+
+extern char** environ;
+
+namespace weir {
+
+namespace {
+
+rlimit original_descriptor_limit{0, 0};
+pid_t parent_of_children = 0;
+
+/// Everything that the child needs, made ready by the parent: between clone and exec nothing may allocate.
+struct Launch {
+  const char* program;
+  char* const* arguments;
+  char* const* environment;
+  void (*before_exec)();
+  std::array<int, 3> standard;
+  sigset_t signal_mask;
+  int error = 0;
+};
+
+struct Pipe {
+  Descriptor read;
+  Descriptor write;
+};
+
+// Above the three standard descriptors, so that the child can put it in the place of any of them.
+Descriptor above_standard(int fd) {
+  if (fd > STDERR_FILENO) return Descriptor(fd);
+  const Descriptor low(fd);
+  Descriptor high(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!high) throw_errno("fcntl");
+  return high;
+}
+
+Pipe make_pipe() {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe2");
+  Descriptor write = above_standard(ends[1]);
+  return {above_standard(ends[0]), std::move(write)};
+}
+
+void set_non_blocking(const Descriptor& descriptor) {
+  const int flags = ::fcntl(descriptor.get(), F_GETFL);
+  if (::fcntl(descriptor.get(), F_SETFL, flags | O_NONBLOCK) != 0) throw_errno("fcntl");
+}
+
+// Handlers of the parent must not run on its memory in the child.
+void reset_signals(const sigset_t& mask) {
+  struct sigaction action{};
+  action.sa_handler = SIG_DFL;
+  for (int signal = 1; signal < NSIG; ++signal) ::sigaction(signal, &action, nullptr);
+  ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+}
+
+int run_child(void* argument) {
+  Launch& launch = *static_cast<Launch*>(argument);
+  for (int target = 0; target < 3; ++target) {
+    if (::dup2(launch.standard[static_cast<std::size_t>(target)], target) < 0) {
+      launch.error = errno;
+      ::_exit(127);
+    }
+  }
+  ::close_range(STDERR_FILENO + 1, ~0U, 0);
+  if (launch.before_exec) launch.before_exec();
+  reset_signals(launch.signal_mask);
+  ::execve(launch.program, launch.arguments, launch.environment);
+  launch.error = errno;
+  ::_exit(127);
+}
+
+std::string find_program(const std::string& name) {
+  if (name.find('/') != std::string::npos) return name;
+  const char* path = std::getenv("PATH");
+  std::istringstream directories(path ? path : "/usr/local/bin:/usr/bin:/bin");
+  for (std::string directory; std::getline(directories, directory, ':');) {
+    const std::string candidate = (directory.empty() ? "." : directory) + "/" + name;
+    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
+  }
+  throw_errno(ENOENT, name);
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  result.reserve(texts.size() + 1);
+  for (const std::string& text : texts) result.push_back(const_cast<char*>(text.c_str()));
+  result.push_back(nullptr);
+  return result;
+}
+
+int decode(const siginfo_t& info) { return info.si_code == CLD_EXITED ? info.si_status : -info.si_status; }
+
+// The parent is suspended until the child has left its memory, as after vfork, but the child has a stack of its own.
+pid_t clone_child(Launch& launch, int& pidfd) {
+  alignas(16) static std::array<char, 64 * 1024> stack;
+  sigset_t all;
+  ::sigfillset(&all);
+  ::sigprocmask(SIG_SETMASK, &all, &launch.signal_mask);
+  const pid_t pid =
+      ::clone(run_child, stack.data() + stack.size(), CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &launch, &pidfd);
+  const int error = errno;
+  ::sigprocmask(SIG_SETMASK, &launch.signal_mask, nullptr);
+  if (pid < 0) throw_errno(error, "clone");
+  return pid;
+}
+
+class RealChild : public ChildProcess {
+ public:
+  RealChild(pid_t pid, Descriptor pidfd, std::array<Descriptor, 3> pipes)
+      : pid_(pid), pidfd_(std::move(pidfd)), pipes_(std::move(pipes)), ended_(pidfd_.get()) {}
+
+  ~RealChild() override {
+    if (reaped_) return;
+    ::killpg(pid_, SIGKILL);
+    ::kill(pid_, SIGKILL);
+    ::waitid(P_PIDFD, static_cast<id_t>(pidfd_.get()), nullptr, WEXITED);
+  }
+
+  pid_t pid() const noexcept override { return pid_; }
+  int stderr_fd() const noexcept override { return pipes_[2].get(); }
+
+  std::optional<int> poll() override {
+    if (status_) return status_;
+    siginfo_t info{};
+    const auto id = static_cast<id_t>(pidfd_.get());
+    if (::waitid(P_PIDFD, id, &info, WEXITED | WNOHANG | WNOWAIT) != 0) throw_errno("waitid");
+    if (info.si_pid != 0) status_ = decode(info);
+    return status_;
+  }
+
+  Async<int> wait() override {
+    while (!poll()) co_await ended_.readable();
+    co_return *status_;
+  }
+
+  void signal_group(int signal) override {
+    if (::killpg(pid_, signal) != 0) throw_errno("killpg");
+  }
+
+  void reap() override {
+    siginfo_t info{};
+    if (::waitid(P_PIDFD, static_cast<id_t>(pidfd_.get()), &info, WEXITED | WNOHANG) != 0) throw_errno("waitid");
+    reaped_ = info.si_pid != 0;
+  }
+
+ private:
+  pid_t pid_;
+  Descriptor pidfd_;
+  std::array<Descriptor, 3> pipes_;
+  ReadWatch ended_;
+  std::optional<int> status_;
+  bool reaped_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options) {
+  if (options.command.empty()) throw ValueError("no program to start");
+  const std::string program = find_program(options.command.front());
+  const std::vector<char*> arguments = pointers(options.command);
+  const std::vector<char*> environment = pointers(options.environment.value_or(std::vector<std::string>()));
+  Pipe input = make_pipe();
+  Pipe output = make_pipe();
+  Pipe error = make_pipe();
+  set_non_blocking(error.read);
+
+  Launch launch{};
+  launch.program = program.c_str();
+  launch.arguments = arguments.data();
+  launch.environment = options.environment ? environment.data() : environ;
+  launch.before_exec = options.before_exec;
+  launch.standard = {input.read.get(), options.standard_output < 0 ? output.write.get() : options.standard_output,
+                     options.standard_error < 0 ? error.write.get() : options.standard_error};
+  parent_of_children = ::getpid();
+  int pidfd = -1;
+  const pid_t pid = clone_child(launch, pidfd);
+  Descriptor owned_pidfd(pidfd);
+  if (launch.error != 0) {
+    ::waitid(P_PIDFD, static_cast<id_t>(pidfd), nullptr, WEXITED);
+    throw_errno(launch.error, program);
+  }
+  return std::make_unique<RealChild>(pid, std::move(owned_pidfd),
+                                     std::array{std::move(input.write), std::move(output.read), std::move(error.read)});
+}
+
+void lead_group_and_die_with_parent() {
+  ::setpgid(0, 0);
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // The parent may have died before the line above.
+  if (::getppid() != parent_of_children) ::_exit(127);
+  if (original_descriptor_limit.rlim_max != 0) ::setrlimit(RLIMIT_NOFILE, &original_descriptor_limit);
+}
+
+void raise_descriptor_limit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) throw_errno("getrlimit");
+  original_descriptor_limit = limit;
+  limit.rlim_cur = limit.rlim_max;
+  if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) throw_errno("setrlimit");
+}
+
+}  // namespace weir

@@ -1,0 +1,104 @@
+#include "backend/platform/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "backend/platform/descriptor.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/helper_thread.h"
+
+namespace weir {
+
+namespace {
+
+/// A file that is removed again unless it was renamed to its place.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(std::string path)
+      : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {
+    if (!file_) throw_errno(path_);
+  }
+  ~TemporaryFile() {
+    if (!renamed_) ::unlink(path_.c_str());
+  }
+
+  void write(std::string_view content) {
+    while (!content.empty()) {
+      const ssize_t size = ::write(file_.get(), content.data(), content.size());
+      if (size < 0 && errno == EINTR) continue;
+      if (size < 0) throw_errno(path_);
+      content.remove_prefix(static_cast<std::size_t>(size));
+    }
+  }
+
+  void rename(const std::string& target) {
+    if (::rename(path_.c_str(), target.c_str()) != 0) throw_errno(target);
+    renamed_ = true;
+  }
+
+ private:
+  std::string path_;
+  Descriptor file_;
+  bool renamed_ = false;
+};
+
+bool holds(const std::filesystem::path& path, std::string_view content) {
+  try {
+    return read_file(path, content.size()) == content;
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
+void sync_path(const std::filesystem::path& path, int flags) {
+  const Descriptor file(::open(path.c_str(), flags | O_CLOEXEC));
+  if (!file || ::fsync(file.get()) != 0) throw_errno(path.string());
+}
+
+}  // namespace
+
+std::string read_file(const std::filesystem::path& path, std::size_t limit) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status{};
+  if (!file || ::fstat(file.get(), &status) != 0) throw_errno(path.string());
+  if (S_ISDIR(status.st_mode)) throw_errno(EISDIR, path.string());
+  if (!S_ISREG(status.st_mode)) throw_errno(EINVAL, path.string());
+  if (static_cast<std::size_t>(status.st_size) > limit) throw_errno(EFBIG, path.string());
+  std::string content(static_cast<std::size_t>(status.st_size), '\0');
+  std::size_t filled = 0;
+  while (filled < content.size()) {
+    const ssize_t size = ::read(file.get(), content.data() + filled, content.size() - filled);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) throw_errno(path.string());
+    if (size == 0) break;
+    filled += static_cast<std::size_t>(size);
+  }
+  content.resize(filled);
+  return content;
+}
+
+void replace_file(const std::filesystem::path& path, std::string_view content) {
+  if (holds(path, content)) return;
+  TemporaryFile file(path.string() + ".tmp");
+  file.write(content);
+  file.rename(path.string());
+}
+
+Async<> sync_file(std::filesystem::path path) {
+  co_await on_helper_thread([path] {
+    sync_path(path, O_RDONLY);
+    sync_path(path.has_parent_path() ? path.parent_path() : std::filesystem::path("."), O_RDONLY | O_DIRECTORY);
+  });
+}
+
+std::string join_path(std::string_view directory, std::string_view name) {
+  std::string path(directory);
+  if (path.empty() || path.back() != '/') path += '/';
+  return path += name;
+}
+
+}  // namespace weir

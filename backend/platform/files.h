@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "backend/platform/async.h"
+
+namespace weir {
+
+/// The content of a regular file. Throws `std::system_error`, also for a directory (EISDIR), anything that is no
+/// regular file (EINVAL) and a file larger than `limit` bytes (EFBIG).
+std::string read_file(const std::filesystem::path& path, std::size_t limit);
+
+/// Replaces the file whole: written beside under a temporary name, then renamed. A crash leaves the old file or the
+/// new one. A file that holds the content already is not written. Throws `std::system_error`.
+void replace_file(const std::filesystem::path& path, std::string_view content);
+
+/// Makes the file's content and name durable; the disk is waited for on a helper thread. Throws `std::system_error`.
+Async<> sync_file(std::filesystem::path path);
+
+/// The two joined by one "/", unless `directory` ends with one.
+std::string join_path(std::string_view directory, std::string_view name);
+
+}  // namespace weir

@@ -1,0 +1,169 @@
+#include "backend/platform/loop.h"
+
+#include <fmt/core.h>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <cstdio>
+#include <stdexcept>
+#include <vector>
+
+#include "backend/platform/directory_watch.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/poller.h"
+#include "backend/platform/task_state.h"
+
+namespace weir {
+
+namespace asio = boost::asio;
+
+namespace {
+
+Loop* current_loop = nullptr;
+
+void print_failure(std::string_view task, const std::exception_ptr& failure) {
+  fmt::print(stderr, "{}\n", format_traceback(failure, task));
+}
+
+}  // namespace
+
+struct Loop::RealTimer {
+  explicit RealTimer(asio::io_context& context) : timer(context) {}
+  asio::steady_timer timer;
+  bool expiring = false;
+};
+
+Loop::Loop(std::unique_ptr<Clock> clock)
+    : context_(std::make_unique<asio::io_context>(1)),
+      clock_(std::move(clock)),
+      real_timer_(std::make_unique<RealTimer>(*context_)),
+      poller_(std::make_unique<Poller>(*context_, timers_, *clock_)),
+      failure_handler_(print_failure) {
+  if (current_loop) throw std::logic_error("one event loop at a time");
+  current_loop = this;
+  timers_.on_earlier([this] {
+    if (!real_timer_->expiring) arm_real_timer();
+  });
+}
+
+Loop::~Loop() {
+  destroy_tasks();
+  if (helper_thread_) helper_thread_->join();
+  directory_watcher_.reset();
+  poller_.reset();
+  real_timer_.reset();
+  context_.reset();
+  current_loop = nullptr;
+}
+
+Loop& Loop::current() { return *current_loop; }
+
+void Loop::run() {
+  const auto work = asio::make_work_guard(*context_);
+  context_->restart();
+  context_->run();
+}
+
+void Loop::stop() { context_->stop(); }
+
+void Loop::settle() {
+  do {
+    run_ready();
+    poller_->poll();
+    context_->restart();
+    context_->poll();
+  } while (!ready_.empty());
+}
+
+void Loop::advance(std::chrono::nanoseconds duration) {
+  auto& movable = dynamic_cast<MovableClock&>(*clock_);
+  const TimePoint target = movable.now() + duration;
+  settle();
+  while (timers_.next() && *timers_.next() <= target) {
+    movable.move_to(*timers_.next());
+    timers_.expire(movable.now());
+    settle();
+  }
+  movable.move_to(target);
+}
+
+bool Loop::run_until(const std::function<bool()>& condition, std::chrono::nanoseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  const auto work = asio::make_work_guard(*context_);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (!clock_->runs()) settle();
+    context_->restart();
+    context_->run_one_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+DirectoryWatcher& Loop::directory_watcher() {
+  if (!directory_watcher_) directory_watcher_ = std::make_unique<DirectoryWatcher>();
+  return *directory_watcher_;
+}
+
+asio::thread_pool& Loop::helper_thread() {
+  if (!helper_thread_) helper_thread_ = std::make_unique<asio::thread_pool>(1);
+  return *helper_thread_;
+}
+
+void Loop::schedule(TaskState& task) {
+  intrusive_ptr_add_ref(&task);
+  ready_.push_back(&task);
+  if (drain_posted_) return;
+  drain_posted_ = true;
+  asio::post(*context_, [this] { run_ready(); });
+}
+
+// Runs the tasks that are ready now. What they make ready runs in the next round, after I/O had its turn.
+void Loop::run_ready() {
+  std::deque<TaskState*> batch;
+  batch.swap(ready_);
+  drain_posted_ = false;
+  for (TaskState* task : batch) {
+    task->run();
+    intrusive_ptr_release(task);
+  }
+}
+
+void Loop::arm_real_timer() {
+  if (!clock_->runs()) return;
+  const auto next = timers_.next();
+  if (!next) return;
+  real_timer_->timer.expires_at(*next);
+  real_timer_->timer.async_wait([this](const boost::system::error_code& error) {
+    if (error) return;
+    real_timer_->expiring = true;
+    timers_.expire(clock_->now());
+    real_timer_->expiring = false;
+    arm_real_timer();
+  });
+}
+
+void Loop::report(std::string_view task, const std::exception_ptr& failure) { failure_handler_(task, failure); }
+
+// The coroutines' frames go before what their destructors use.
+void Loop::destroy_tasks() {
+  while (!tasks_.empty()) {
+    TaskState* task = *tasks_.begin();
+    tasks_.erase(tasks_.begin());
+    task->destroy();
+    intrusive_ptr_release(task);
+  }
+  for (TaskState* task : ready_) intrusive_ptr_release(task);
+  ready_.clear();
+}
+
+TimePoint now() { return Loop::current().clock().now(); }
+
+long long wall_seconds() {
+  const auto since_epoch = Loop::current().clock().wall().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::seconds>(since_epoch).count();
+}
+
+}  // namespace weir

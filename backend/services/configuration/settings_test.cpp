@@ -1,0 +1,101 @@
+#include "backend/services/configuration/settings.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace weir {
+namespace {
+
+class SettingsTest : public testing::Test {
+ protected:
+  SettingsTest() { std::filesystem::create_directories(directory_); }
+  ~SettingsTest() override { std::filesystem::remove_all(directory_); }
+
+  std::string write(const std::string& text) const {
+    std::ofstream(file_) << text;
+    return file_;
+  }
+  static std::string failure(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
+    try {
+      read_settings(arguments, environment);
+      return "none";
+    } catch (const SettingsError& error) {
+      return error.what();
+    }
+  }
+
+  const std::string directory_ = testing::TempDir() + "settings_" + std::to_string(::getpid());
+  const std::string file_ = directory_ + "/weir.conf";
+};
+
+TEST_F(SettingsTest, AreTheDefaultsWhenNothingNamesThem) {
+  const Settings settings = *read_settings({"serve"}, {}).serve;
+  EXPECT_EQ(settings.data, "./weir-data");
+  EXPECT_EQ(settings.bind, "127.0.0.1");
+  EXPECT_EQ(settings.port, 8080);
+  EXPECT_TRUE(settings.assertions);
+}
+
+TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile) {
+  write("# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n");
+  const Settings settings =
+      *read_settings({"serve", "--port", "3", "--config", file_}, {"WEIR_PORT=2", "WEIR_LOG_LEVEL=debug"}).serve;
+  EXPECT_EQ(settings.port, 3);
+  EXPECT_EQ(settings.log_level, LogLevel::debug);
+  EXPECT_EQ(settings.ffmpeg, "/opt/my ffmpeg");
+  EXPECT_FALSE(settings.assertions);
+}
+
+TEST_F(SettingsTest, TheEnvironmentNamesTheFileToo) {
+  write("port = 77\n");
+  EXPECT_EQ(read_settings({"serve"}, {"WEIR_CONFIG=" + file_}).serve->port, 77);
+}
+
+TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::vector<std::string> environment;
+    std::string file;
+    std::vector<std::string> parts;
+  } cases[] = {
+      {{"serve", "--port", "http"}, {}, "", {"--port", "\"http\"", "65535"}},
+      {{"serve", "--port", "65536"}, {}, "", {"65536"}},
+      {{"serve"}, {"WEIR_PORT=-1"}, "", {"WEIR_PORT", "\"-1\""}},
+      {{"serve", "--config", file_}, {}, "log-level = loud\n", {file_, "log-level", "\"loud\""}},
+      {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "unknown setting prot"}},
+      {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
+      {{"serve", "--config", directory_}, {}, "", {directory_}},
+      {{"serve", "--bind", "0.0.0.0"}, {}, "", {"0.0.0.0", "authentication"}},
+      {{"serve", "--bind", "192.0.2.1"}, {}, "", {"loopback"}},
+      {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},
+      {{"serve", "--probe-timeout", "inf"}, {}, "", {"seconds"}},
+      {{"serve", "--data", ""}, {}, "", {"data"}},
+      {{"serve", "--verbose"}, {}, "", {"--verbose"}},
+      {{"run"}, {}, "", {"run"}},
+      {{}, {}, "", {"subcommand"}},
+  };
+  for (const auto& c : cases) {
+    write(c.file);
+    const std::string message = failure(c.arguments, c.environment);
+    for (const std::string& part : c.parts)
+      EXPECT_NE(message.find(part), std::string::npos) << "expected " << part << " in: " << message;
+  }
+}
+
+TEST_F(SettingsTest, LoopbackAddressesOfBothFamiliesCanBeBound) {
+  for (const auto& [given, bound] : {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"},
+                                     {"localhost", "127.0.0.1"}})
+    EXPECT_EQ(read_settings({"serve", "--bind", given}, {}).serve->bind, bound);
+}
+
+TEST_F(SettingsTest, TheHelpNamesEverySettingAndItsVariable) {
+  const Invocation help = read_settings({"--help"}, {});
+  EXPECT_FALSE(help.serve);
+  for (const char* text : {"--data DIR", "--port N", "WEIR_PROBE_TIMEOUT", "--no-assertions", "--config FILE"})
+    EXPECT_NE(help.output.find(text), std::string::npos) << text << " is not in:\n" << help.output;
+}
+
+}  // namespace
+}  // namespace weir

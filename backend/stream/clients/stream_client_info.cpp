@@ -1,0 +1,145 @@
+#include "backend/stream/clients/stream_client_info.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <list>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+
+#include "backend/platform/clock.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/sleep.h"
+
+namespace weir {
+
+namespace {
+
+// The texts that are given, joined by ":".
+std::string client_key(const Value& addr, const Value& port) {
+  std::string key;
+  for (const Value* part : {&addr, &port}) {
+    if (!is_set(*part)) continue;
+    if (!part->is_string()) throw TypeError("a client's address and port have to be texts");
+    if (!key.empty()) key += ':';
+    key += part->get_ref<const std::string&>();
+  }
+  return key;
+}
+
+}  // namespace
+
+struct StreamClientInfo::Client {
+  std::string key;
+  Value addr;
+  long long start_time;  ///< in seconds since the Unix epoch, as `last_access`
+  long long last_access;
+  std::optional<long long> timeout;  ///< seconds of silence after which the client is forgotten
+};
+
+struct StreamClientInfo::Output {
+  std::string filename;
+  std::string protocol;
+  int index;
+  std::list<Client> clients{};  ///< in order of first arrival
+  std::unordered_map<std::string, std::list<Client>::iterator> by_key{};
+
+  void forget(std::list<Client>::iterator client) {
+    by_key.erase(client->key);
+    clients.erase(client);
+  }
+};
+
+StreamClientInfo::StreamClientInfo(const JsonConf& conf) {
+  const auto* stream_conf = dynamic_cast<const StreamConfig*>(&conf);
+  if (assertions_enabled() && !stream_conf) throw AssertionError("clients are tracked for a stream's document only");
+  thread_ = spawn("clients", timeout_monitor());
+  if (stream_conf) track(*stream_conf);
+}
+
+StreamClientInfo::~StreamClientInfo() { thread_.kill(); }
+
+void StreamClientInfo::track(const StreamConfig& conf) {
+  for (int index = 0; index < conf.nb_outputs; ++index) {
+    const Value& output = conf.get_json_conf(fmt::format("output.{}", index));
+    const Value& protocol = member(output, "protocol");
+    const bool hls = protocol == "hls";
+    if (!hls && protocol != "http") continue;
+    const std::string filename = to_text(member(output, hls ? "playlist_name" : "filename"));
+    // Of two outputs of one name the later one is tracked, in the place of the earlier.
+    if (Output* earlier = find_output(filename)) {
+      *earlier = {filename, to_text(protocol), index};
+    } else {
+      outputs_.push_back({filename, to_text(protocol), index});
+    }
+  }
+}
+
+bool StreamClientInfo::add(const Value& filename, const Value& addr, const Value& port, const Value& timeout) {
+  Output* output = find_output(filename);
+  if (!output) return true;
+  const long long time = wall_seconds();
+  const std::string key = client_key(addr, port);
+  const auto known = output->by_key.find(key);
+  if (known != output->by_key.end()) {
+    known->second->last_access = time;
+    return true;
+  }
+  Client client{key, addr, time, time, std::nullopt};
+  if (timeout.is_number_integer()) client.timeout = timeout.get<long long>();
+  output->by_key[key] = output->clients.insert(output->clients.end(), std::move(client));
+  return true;
+}
+
+bool StreamClientInfo::remove(const Value& filename, const Value& addr, const Value& port) {
+  const std::string key = client_key(addr, port);
+  Output* output = find_output(filename);
+  if (!output) return true;
+  const auto known = output->by_key.find(key);
+  if (known != output->by_key.end()) output->forget(known->second);
+  return true;
+}
+
+Value StreamClientInfo::dumps() const {
+  const long long time = wall_seconds();
+  Value summary = Value::object();
+  for (const Output& output : outputs_) {
+    Value clients = Value::array();
+    for (const Client& client : output.clients) {
+      clients.push_back({{"addr", client.addr}, {"duration", time - client.start_time}});
+    }
+    summary[std::to_string(output.index)] = {{"protocol", output.protocol}, {"clients", std::move(clients)}};
+  }
+  return summary;
+}
+
+Async<bool> StreamClientInfo::cleanup() {
+  co_await thread_.kill_and_wait();
+  co_return true;
+}
+
+StreamClientInfo::Output* StreamClientInfo::find_output(const Value& filename) {
+  if (!filename.is_string()) return nullptr;
+  const auto found = std::ranges::find(outputs_, filename.get_ref<const std::string&>(), &Output::filename);
+  return found == outputs_.end() ? nullptr : &*found;
+}
+
+Async<> StreamClientInfo::timeout_monitor() {
+  for (;;) {
+    expire_clients();
+    // One sweep a second; those of all streams at once, so that they cost one wake-up.
+    co_await sleep_to_next(std::chrono::seconds(1));
+  }
+}
+
+void StreamClientInfo::expire_clients() {
+  const long long time = wall_seconds();
+  for (Output& output : outputs_) {
+    for (auto client = output.clients.begin(); client != output.clients.end();) {
+      const auto candidate = client++;
+      if (candidate->timeout && time - candidate->last_access > *candidate->timeout) output.forget(candidate);
+    }
+  }
+}
+
+}  // namespace weir

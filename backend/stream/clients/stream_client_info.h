@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/collaborators/value.h"
+#include "backend/platform/async.h"
+#include "backend/platform/task.h"
+#include "backend/stream/config/stream_config.h"
+
+namespace weir {
+
+/// The clients that watch the HLS and HTTP outputs of one run of a stream, per output file. Clients that were not heard
+/// of for longer than their own timeout are forgotten.
+class StreamClientInfo {
+ public:
+  /// Tracks the outputs that the document has now. `conf` has to be a `StreamConfig` (checked as an assertion) and to
+  /// outlive the registry. Spawns the expiry task, which `cleanup` or the registry's end stops.
+  explicit StreamClientInfo(const JsonConf& conf);
+  ~StreamClientInfo();
+  StreamClientInfo(const StreamClientInfo&) = delete;
+  StreamClientInfo& operator=(const StreamClientInfo&) = delete;
+
+  /// A client fetched the file. An untracked file changes nothing. A client is named by address and port; the timeout,
+  /// in seconds, counts when it is an integer and comes with the client's first fetch. Returns true; throws `TypeError`
+  /// when address or port is given but no text.
+  bool add(const Value& filename, const Value& addr, const Value& port, const Value& timeout);
+  /// Forgets a client, named exactly as it was added. Returns true; throws `TypeError` as `add`.
+  bool remove(const Value& filename, const Value& addr, const Value& port);
+
+  /// Per tracked output, under its index: its protocol and its clients' addresses and durations in seconds, in order of
+  /// first arrival. In order of the outputs.
+  Value dumps() const;
+
+  /// Ends the expiry task and waits for its end. Returns true.
+  Async<bool> cleanup();
+
+ private:
+  struct Client;
+  struct Output;
+
+  Output* find_output(const Value& filename);
+  void track(const StreamConfig& conf);
+  Async<> timeout_monitor();
+  void expire_clients();
+
+  std::vector<Output> outputs_;
+  Task thread_;
+};
+
+}  // namespace weir

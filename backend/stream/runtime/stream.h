@@ -1,0 +1,105 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "backend/collaborators/error.h"
+#include "backend/collaborators/siblings.h"
+#include "backend/collaborators/utils.h"
+#include "backend/platform/semaphore.h"
+#include "backend/platform/task.h"
+#include "backend/stream/clients/stream_client_info.h"
+#include "backend/stream/config/stream_config.h"
+#include "backend/stream/runtime/stream_stats.h"
+
+namespace weir {
+
+/// One configured stream at run time: its document, the supervision task that launches its transcoder cycle after
+/// cycle, the monitors of the current cycle, and the queries about it.
+///
+/// The status word is the document's member "status":
+/// - "starting": the supervision task runs, no progress line yet
+/// - "running": the transcoder makes progress
+/// - "restarting": a cycle has ended and the next is due, or the loop is about to end
+/// - "stopped": no supervision task
+///
+/// Shared by the registry, the supervision task and whoever waits inside one of the operations.
+class Stream : public Error, public std::enable_shared_from_this<Stream> {
+ public:
+  /// Empties and creates the stream's working directories. Throws when that fails. `error_handler` outlives the stream.
+  Stream(long long id, std::shared_ptr<StreamConfig> conf, Error* error_handler = nullptr);
+  ~Stream() override;
+
+  /// "Stream", the id and the label.
+  std::string get_class_name() const override;
+
+  /// The status word; null while the document has none.
+  const Value& get_status() const;
+  /// Stores the status in the document and saves it at once; a failed save is ignored.
+  void set_status(std::string_view status);
+
+  /// Spawns the supervision task, which launches after `delay` seconds. True when it runs after the call, also when it
+  /// ran before; false with the reason when no command can be made of the document (unless `check_config` is false).
+  Async<bool> start(double delay = 0, bool check_config = true);
+  /// Asks the supervision task to end. Returns true without waiting for that.
+  Async<bool> stop();
+  /// Asks the supervision task to end the cycle and to launch again at once, with this input. Returns true without
+  /// waiting for that.
+  Async<bool> restart(int input_next = 0);
+
+  /// Resource use of the transcoder; empty between runs. Figures that are not known are absent.
+  Value get_process_info() const;
+  /// Input and output URLs and the index of the input in use. `host`: see `StreamConfig::get_output_urls`.
+  Value get_url_info(std::string_view host) const;
+  /// Media streams of input and output.
+  Value get_codec_info() const;
+  /// The clients that watch the outputs: `StreamClientInfo::dumps`.
+  Value get_client_info() const;
+
+  /// Empties and creates the HLS and the MMCB directory. Throws when that fails.
+  void cleanup_dirs() const;
+
+  Semaphore lock{1};  ///< serialises start, kill, launch, clean-up and the change to "running"; not re-entrant
+
+  const long long id;
+  const std::shared_ptr<StreamConfig> conf;
+  StandardBuffer stdbuf;  ///< the transcoder's output lines
+
+  Task thread;               ///< the supervision task, or none
+  std::vector<Task> spawns;  ///< the monitors of the current cycle, in spawn order
+  std::unique_ptr<ChildProcess> proc;
+  double delay = 0;    ///< seconds before the next cycle
+  int input_next = 0;  ///< the input that the next launch asks for
+  StreamStats stats;
+  std::unique_ptr<FFmpeg> ffmpeg;  ///< the command builder of the current or last cycle
+  std::unique_ptr<ProcessInfo> procinfo;
+  std::unique_ptr<AVStreamInfo> streaminfo;
+  std::unique_ptr<StreamClientInfo> clientinfo;
+
+ private:
+  enum class CycleEnd { next, stop };
+
+  Async<bool> kill(Kill exception, std::optional<int> input_next);
+
+  // The supervision task.
+  static Async<> supervise(std::shared_ptr<Stream> self);
+  Async<> run();
+  Async<> run_cycles(const std::vector<std::string>& environment);
+  Async<> run_transcoder(const std::vector<std::string>& environment);
+  Async<> launch(const std::vector<std::string>& environment);
+  Async<> clean_up_cycle();
+  Async<> drain_stderr();
+
+  // The monitors of a cycle; each is killed at its end.
+  using Monitor = Async<> (Stream::*)();
+  static Async<> guard(std::shared_ptr<Stream> self, Monitor monitor);
+  Async<> progress_monitor();
+  Async<> timeout_monitor();
+  Async<> speed_monitor();
+  Async<> segment_monitor();
+  Async<> master_playlist_monitor();
+};
+
+}  // namespace weir

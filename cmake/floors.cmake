@@ -1,0 +1,23 @@
+# A floor of the house is a static library of its folder; the test of a file lies beside it as …_test.cpp and goes
+# into one test program per floor. LINK names the floors below (and the libraries) that its headers may include.
+function(weir_floor name)
+  cmake_parse_arguments(FLOOR "" "" "LINK;PRIVATE_LINK" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  set(tests ${sources})
+  list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$")
+  add_library(weir_${name} STATIC ${sources})
+  target_include_directories(weir_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(weir_${name} PUBLIC ${FLOOR_LINK} PRIVATE ${FLOOR_PRIVATE_LINK})
+  if(tests)
+    weir_tests(${name}_test ${tests})
+    target_link_libraries(${name}_test PRIVATE weir_${name})
+  endif()
+endfunction()
+
+# A GoogleTest program whose cases ctest knows one by one.
+function(weir_tests name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE weir_test_support GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()
