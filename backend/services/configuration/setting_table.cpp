@@ -36,10 +36,8 @@ bool to_switch(const std::string& value) {
 }
 
 LogLevel to_log_level(const std::string& value) {
-  static const std::map<std::string, LogLevel> levels{{"debug", LogLevel::debug},
-                                                      {"info", LogLevel::info},
-                                                      {"warning", LogLevel::warning},
-                                                      {"error", LogLevel::error}};
+  static const std::map<std::string, LogLevel> levels{
+      {"debug", LogLevel::debug}, {"info", LogLevel::info}, {"warning", LogLevel::warning}, {"error", LogLevel::error}};
   const auto level = levels.find(value);
   if (level == levels.end()) throw std::invalid_argument("debug, info, warning or error");
   return level->second;
@@ -57,7 +55,8 @@ std::string to_bind_address(const std::string& value) {
   const std::string address = value == "localhost" ? "127.0.0.1" : value;
   if (!is_loopback(address))
     throw std::invalid_argument(
-        "a loopback address (127.0.0.1 or ::1), as the server has no authentication and whoever reaches it controls it");
+        "a loopback address (127.0.0.1 or ::1), as the server has no authentication and whoever reaches it controls "
+        "it");
   return address;
 }
 

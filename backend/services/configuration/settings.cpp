@@ -38,8 +38,8 @@ class CommandLine {
     app_.set_version_flag("--version", "weir " + Config::VERSION);
     app_.require_subcommand(1);
     serve_ = app_.add_subcommand("serve", "run the server");
-    serve_->set_help_flag("-h,--help", "print this help");
-    config_ = serve_->add_option("--config", "configuration file: lines of NAME = VALUE, the names as here (WEIR_CONFIG)");
+    config_ =
+        serve_->add_option("--config", "configuration file: lines of NAME = VALUE, the names as here (WEIR_CONFIG)");
     config_->type_name("FILE")->expected(1);
     for (const Setting& setting : setting_table()) add(setting);
     app_.footer(

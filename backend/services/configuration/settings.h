@@ -17,8 +17,8 @@ struct Settings {
   int port = 8080;                   ///< 0 lets the system choose a free one
   std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
   std::string ffprobe = "ffprobe";
-  double probe_timeout = 10;         ///< seconds
-  std::string gpu_patch_library;     ///< LD_PRELOAD of the transcoders of an "nvenc" build
+  double probe_timeout = 10;      ///< seconds
+  std::string gpu_patch_library;  ///< LD_PRELOAD of the transcoders of an "nvenc" build
   LogLevel log_level = LogLevel::info;
   bool assertions = true;
 };

@@ -73,7 +73,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--probe-timeout", "inf"}, {}, "", {"seconds"}},
       {{"serve", "--data", ""}, {}, "", {"data"}},
       {{"serve", "--verbose"}, {}, "", {"--verbose"}},
-      {{"run"}, {}, "", {"run"}},
+      {{"run"}, {}, "", {"subcommand"}},
       {{}, {}, "", {"subcommand"}},
   };
   for (const auto& c : cases) {
@@ -85,8 +85,8 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
 }
 
 TEST_F(SettingsTest, LoopbackAddressesOfBothFamiliesCanBeBound) {
-  for (const auto& [given, bound] : {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"},
-                                     {"localhost", "127.0.0.1"}})
+  for (const auto& [given, bound] :
+       {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"}, {"localhost", "127.0.0.1"}})
     EXPECT_EQ(read_settings({"serve", "--bind", given}, {}).serve->bind, bound);
 }
 

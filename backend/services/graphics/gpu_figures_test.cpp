@@ -1,0 +1,46 @@
+#include "backend/services/graphics/gpu_figures.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/loop.h"
+
+namespace weir {
+namespace {
+
+class ScriptedSource : public GpuSource {
+ public:
+  explicit ScriptedSource(int& reads) : reads_(reads) {}
+  std::vector<GpuProcess> read() override {
+    const unsigned figure = static_cast<unsigned>(++reads_);
+    return {{.pid = 7, .gpu = 1, .sm = figure, .encoder = 0, .decoder = std::nullopt, .memory_mib = 300}};
+  }
+
+ private:
+  int& reads_;
+};
+
+TEST(GpuFigures, AreNullWithoutASource) {
+  GpuFigures figures(nullptr);
+  EXPECT_EQ(figures.query_gpu(7), nullptr);
+  EXPECT_EQ(figures.query_fb(7), nullptr);
+}
+
+TEST(GpuFigures, AreReadOnceASecondForAllProcesses) {
+  Loop loop(std::make_unique<MovableClock>());
+  int reads = 0;
+  GpuFigures figures(std::make_unique<ScriptedSource>(reads));
+  EXPECT_EQ(figures.query_gpu(7), 1);
+  EXPECT_EQ(figures.query_sm(7), 1);
+  EXPECT_EQ(figures.query_enc(7), 0);
+  EXPECT_EQ(figures.query_dec(7), nullptr);
+  EXPECT_EQ(figures.query_fb(7), 300);
+  EXPECT_EQ(figures.query_gpu(8), nullptr);
+  EXPECT_EQ(reads, 1);
+  loop.advance(std::chrono::seconds(1));
+  EXPECT_EQ(figures.query_sm(7), 2);
+}
+
+}  // namespace
+}  // namespace weir

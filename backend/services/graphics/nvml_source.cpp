@@ -1,0 +1,126 @@
+#include "backend/services/graphics/nvml_source.h"
+
+#include <dlfcn.h>
+
+#include <array>
+
+namespace weir {
+
+namespace {
+
+// The few declarations of the library that are needed, as its binary interface has them.
+using Device = void*;
+constexpr int success = 0;
+constexpr unsigned long long unknown_memory = ~0ULL;
+constexpr unsigned most_processes = 1024;
+
+struct ProcessMemory {
+  unsigned pid;
+  unsigned long long used_bytes;
+  unsigned gpu_instance;
+  unsigned compute_instance;
+};
+
+struct ProcessUse {
+  unsigned pid;
+  unsigned long long time_stamp;
+  unsigned sm;
+  unsigned memory;
+  unsigned encoder;
+  unsigned decoder;
+};
+
+struct CloseLibrary {
+  void operator()(void* handle) const { ::dlclose(handle); }
+};
+
+}  // namespace
+
+struct NvmlSource::Library {
+  using ReadMemory = int (*)(Device, unsigned*, ProcessMemory*);
+
+  std::unique_ptr<void, CloseLibrary> handle{::dlopen("libnvidia-ml.so.1", RTLD_NOW | RTLD_LOCAL)};
+  int (*init)() = find<int (*)()>("nvmlInit_v2");
+  int (*shutdown)() = find<int (*)()>("nvmlShutdown");
+  int (*count)(unsigned*) = find<int (*)(unsigned*)>("nvmlDeviceGetCount_v2");
+  int (*device)(unsigned, Device*) = find<int (*)(unsigned, Device*)>("nvmlDeviceGetHandleByIndex_v2");
+  int (*use)(Device, ProcessUse*, unsigned*,
+             unsigned long long) = find<decltype(use)>("nvmlDeviceGetProcessUtilization");
+  std::array<ReadMemory, 2> memory{find<ReadMemory>("nvmlDeviceGetComputeRunningProcesses_v3"),
+                                   find<ReadMemory>("nvmlDeviceGetGraphicsRunningProcesses_v3")};
+
+  bool complete() const { return init && shutdown && count && device; }
+
+ private:
+  template <class Function>
+  Function find(const char* name) const {
+    return handle ? reinterpret_cast<Function>(::dlsym(handle.get(), name)) : nullptr;
+  }
+};
+
+NvmlSource::NvmlSource(std::unique_ptr<Library> library) : library_(std::move(library)) {
+  unsigned count = 0;
+  if (library_->count(&count) != success) return;
+  for (unsigned index = 0; index < count; ++index) {
+    Device device = nullptr;
+    devices_.push_back(library_->device(index, &device) == success ? device : nullptr);
+  }
+}
+
+NvmlSource::~NvmlSource() { library_->shutdown(); }
+
+std::unique_ptr<GpuSource> NvmlSource::open() {
+  auto library = std::make_unique<Library>();
+  if (!library->complete() || library->init() != success) return nullptr;
+  std::unique_ptr<NvmlSource> source(new NvmlSource(std::move(library)));
+  if (source->devices_.empty()) return nullptr;
+  return source;
+}
+
+std::vector<GpuProcess> NvmlSource::read() {
+  std::vector<GpuProcess> result;
+  for (std::size_t index = 0; index < devices_.size(); ++index) {
+    if (!devices_[index]) continue;
+    Processes processes;
+    read_memory(devices_[index], static_cast<int>(index), processes);
+    read_use(devices_[index], static_cast<int>(index), processes);
+    for (const auto& [pid, process] : processes) result.push_back(process);
+  }
+  return result;
+}
+
+void NvmlSource::read_memory(void* device, int index, Processes& processes) const {
+  for (const Library::ReadMemory read : library_->memory) {
+    std::vector<ProcessMemory> entries(most_processes);
+    unsigned count = most_processes;
+    if (!read || read(device, &count, entries.data()) != success) continue;
+    entries.resize(count);
+    for (const ProcessMemory& entry : entries) {
+      GpuProcess& process = processes[static_cast<pid_t>(entry.pid)];
+      process.pid = static_cast<pid_t>(entry.pid);
+      process.gpu = index;
+      if (entry.used_bytes != unknown_memory) process.memory_mib = static_cast<unsigned>(entry.used_bytes >> 20);
+    }
+  }
+}
+
+void NvmlSource::read_use(void* device, int index, Processes& processes) const {
+  std::vector<ProcessUse> samples(most_processes);
+  unsigned count = most_processes;
+  if (!library_->use || library_->use(device, samples.data(), &count, 0) != success) return;
+  samples.resize(count);
+  // The samples go back in time over several seconds; the latest of a process counts.
+  std::map<pid_t, unsigned long long> latest;
+  for (const ProcessUse& sample : samples) {
+    const auto pid = static_cast<pid_t>(sample.pid);
+    const auto process = processes.find(pid);
+    if (process == processes.end() || sample.time_stamp < latest[pid]) continue;
+    latest[pid] = sample.time_stamp;
+    process->second.gpu = index;
+    process->second.sm = sample.sm;
+    process->second.encoder = sample.encoder;
+    process->second.decoder = sample.decoder;
+  }
+}
+
+}  // namespace weir

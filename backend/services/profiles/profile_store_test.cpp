@@ -1,0 +1,97 @@
+#include "backend/services/profiles/profile_store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+namespace weir {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ProfileStoreTest : public testing::Test {
+ protected:
+  ~ProfileStoreTest() override { fs::remove_all(directory_); }
+
+  void write(const std::string& name, const std::string& text) const {
+    fs::create_directories(directory_);
+    std::ofstream(directory_ + "/" + name) << text;
+  }
+
+  const std::string directory_ = testing::TempDir() + "profiles_" + std::to_string(::getpid());
+  ProfileStore store_{directory_};
+};
+
+TEST_F(ProfileStoreTest, ANewDirectoryGetsTheShippedProfilesOnce) {
+  store_.load();
+  ASSERT_EQ(store_.list().size(), 4U);
+  for (const Value& record : store_.list()) EXPECT_FALSE(record.at("video").empty() && record.at("audio").empty());
+  ASSERT_TRUE(store_.remove(1));
+  ProfileStore again(directory_);
+  again.load();
+  EXPECT_EQ(again.list().size(), 3U);
+}
+
+TEST_F(ProfileStoreTest, AProfileIsAddedChangedReadBackAndRemoved) {
+  fs::create_directories(directory_);
+  store_.load();
+  EXPECT_EQ(store_.add(Value{{"name", "Small"}, {"video.codec", "libx264"}}), 1);
+  EXPECT_TRUE(store_.change(1, Value{{"video.width", 640}}));
+  ProfileStore again(directory_);
+  again.load();
+  const Value expected = Value::parse(R"({"id":1,"name":"Small","video":{"codec":"libx264","width":640}})");
+  EXPECT_EQ(again.read(1), expected);
+  EXPECT_TRUE(again.remove(1));
+  EXPECT_EQ(again.read(1), nullptr);
+  EXPECT_EQ(again.get_error_msg(), "There is no profile 1");
+  EXPECT_EQ(again.add(Value{{"name", "Next"}}), 2);
+}
+
+TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
+  fs::create_directories(directory_);
+  store_.load();
+  store_.add(Value{{"name", "Good"}});
+  const Value before = store_.read(1);
+  for (const Value& form : {Value{{"name", ""}}, Value{{"name", 3}}, Value{{"video", "libx264"}}, Value{{"", 1}},
+                            Value{{"video.codec", "x"}, {"input.0.url", "udp://a"}}, Value{{"name.first", "x"}}}) {
+    EXPECT_FALSE(store_.change(1, form)) << form;
+    EXPECT_EQ(store_.read(1), before) << form;
+  }
+  EXPECT_FALSE(store_.add(Value::object()));
+  EXPECT_FALSE(fs::exists(store_.path(2)));
+}
+
+TEST_F(ProfileStoreTest, AProfileThatWasHandedOutOutlivesItsChange) {
+  fs::create_directories(directory_);
+  store_.load();
+  store_.add(Value{{"name", "A"}, {"video.codec", "copy"}, {"audio.codec", "copy"}});
+  const auto handed_out = store_.get_profile(1);
+  store_.change(1, Value{{"audio.codec", "aac"}});
+  EXPECT_EQ(handed_out->get_encoders(), Value::parse(R"(["copy"])"));
+  EXPECT_EQ(store_.get_profile(1)->get_encoders(), Value::parse(R"(["copy","aac"])"));
+}
+
+TEST_F(ProfileStoreTest, BrokenFilesAreLeftAloneAndTheirIdsNotReused) {
+  write("3.conf", R"({"name": "Three", "id": 99})");
+  write("7.conf", "{");
+  write("8.conf", R"({"name": "Eight", "video": []})");
+  write("notes.txt", "{}");
+  store_.load();
+  EXPECT_EQ(store_.list(), Value::parse(R"([{"id":3,"name":"Three"}])"));
+  EXPECT_EQ(store_.add(Value{{"name", "Nine"}}), 9);
+}
+
+TEST_F(ProfileStoreTest, TheSettingsAreCopiedInOrderWithoutTheIgnoredOnes) {
+  write("1.conf", R"({"name": "P", "video": {"codec": "copy"}, "version": 2, "audio": {"codec": "aac"}})");
+  store_.load();
+  JsonConf stream;
+  stream.set_json_conf("name", "stream's own");
+  store_.get_profile(1)->copy_to(stream, {"id", "name", "version"});
+  EXPECT_EQ(to_json(stream.document()),
+            to_json(Value::parse(R"({"name":"stream's own","video":{"codec":"copy"},"audio":{"codec":"aac"}})")));
+}
+
+}  // namespace
+}  // namespace weir
