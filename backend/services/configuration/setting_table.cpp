@@ -69,7 +69,7 @@ std::string Setting::environment_name() const {
 }
 
 const std::vector<Setting>& setting_table() {
-  using S = Settings;
+  using S = ServerSettings;
   using Text = std::string;
   static const std::vector<Setting> table{
       {"data", "DIR", "data directory: streams/ hls/ mmcb/ profiles/ uploads/ (default ./weir-data)",
@@ -94,7 +94,8 @@ const std::vector<Setting>& setting_table() {
   return table;
 }
 
-void apply_setting(Settings& settings, const Setting& setting, const std::string& value, std::string_view origin) {
+void apply_setting(ServerSettings& settings, const Setting& setting, const std::string& value,
+                   std::string_view origin) {
   try {
     setting.set(settings, value);
   } catch (const std::invalid_argument& expected) {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "backend/services/configuration/settings.h"
+#include "backend/services/configuration/server_settings.h"
 
 namespace weir {
 
@@ -16,7 +16,7 @@ struct Setting {
   std::string value_name;  ///< how the help shows the value; empty for a switch
   std::string description;
   /// Stores the value. Throws `std::invalid_argument` with what is expected instead.
-  std::function<void(Settings&, const std::string&)> set;
+  std::function<void(ServerSettings&, const std::string&)> set;
 
   std::string environment_name() const;
 };
@@ -25,6 +25,6 @@ struct Setting {
 const std::vector<Setting>& setting_table();
 
 /// Stores one value; `origin` says where it was found. Throws `SettingsError`.
-void apply_setting(Settings& settings, const Setting& setting, const std::string& value, std::string_view origin);
+void apply_setting(ServerSettings& settings, const Setting& setting, const std::string& value, std::string_view origin);
 
 }  // namespace weir

@@ -1,4 +1,4 @@
-#include "backend/services/configuration/settings.h"
+#include "backend/services/configuration/server_settings.h"
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ class SettingsTest : public testing::Test {
 };
 
 TEST_F(SettingsTest, AreTheDefaultsWhenNothingNamesThem) {
-  const Settings settings = *read_settings({"serve"}, {}).serve;
+  const ServerSettings settings = *read_settings({"serve"}, {}).serve;
   EXPECT_EQ(settings.data, "./weir-data");
   EXPECT_EQ(settings.bind, "127.0.0.1");
   EXPECT_EQ(settings.port, 8080);
@@ -40,7 +40,7 @@ TEST_F(SettingsTest, AreTheDefaultsWhenNothingNamesThem) {
 
 TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile) {
   write("# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n");
-  const Settings settings =
+  const ServerSettings settings =
       *read_settings({"serve", "--port", "3", "--config", file_}, {"WEIR_PORT=2", "WEIR_LOG_LEVEL=debug"}).serve;
   EXPECT_EQ(settings.port, 3);
   EXPECT_EQ(settings.log_level, LogLevel::debug);

@@ -11,7 +11,7 @@ namespace weir {
 
 /// What the server is started with. Each setting is taken from the strongest source that names it: the command line,
 /// then the environment (WEIR_…), then the configuration file, then the default here.
-struct Settings {
+struct ServerSettings {
   std::string data = "./weir-data";  ///< the data directory
   std::string bind = "127.0.0.1";    ///< the address to listen on; a loopback address
   int port = 8080;                   ///< 0 lets the system choose a free one
@@ -30,8 +30,8 @@ struct SettingsError : std::runtime_error {
 
 /// What a command line asks for.
 struct Invocation {
-  std::optional<Settings> serve;  ///< run the server
-  std::string output;             ///< otherwise: a text to print, such as the help
+  std::optional<ServerSettings> serve;  ///< run the server
+  std::string output;                   ///< otherwise: a text to print, such as the help
 };
 
 /// Reads the command line ("weir serve --port 9000"), `environment` ("NAME=value" texts) and the configuration file

@@ -1,4 +1,4 @@
-#include "backend/services/configuration/settings.h"
+#include "backend/services/configuration/server_settings.h"
 
 #include <fmt/core.h>
 
@@ -62,7 +62,7 @@ class CommandLine {
 
   std::string config_file() const { return config_->empty() ? std::string() : config_->results().front(); }
 
-  void apply(Settings& settings) const {
+  void apply(ServerSettings& settings) const {
     for (const Setting& setting : setting_table()) {
       const CLI::Option* option = options_.at(setting.name);
       if (!option->empty()) apply_setting(settings, setting, option->results().back(), "--" + setting.name);
@@ -106,7 +106,7 @@ std::vector<CLI::ConfigItem> parse_configuration(const std::string& path) {
   }
 }
 
-void apply_configuration(Settings& settings, const std::string& path) {
+void apply_configuration(ServerSettings& settings, const std::string& path) {
   for (const CLI::ConfigItem& item : parse_configuration(path)) {
     const Setting* setting = find_setting(item.fullname());
     if (!setting) throw SettingsError(fmt::format("configuration file {}: unknown setting {}", path, item.fullname()));
@@ -116,7 +116,7 @@ void apply_configuration(Settings& settings, const std::string& path) {
   }
 }
 
-void apply_environment(Settings& settings, const Variables& variables) {
+void apply_environment(ServerSettings& settings, const Variables& variables) {
   for (const Setting& setting : setting_table()) {
     const auto variable = variables.find(setting.environment_name());
     if (variable != variables.end()) apply_setting(settings, setting, variable->second, variable->first);
@@ -136,7 +136,7 @@ Invocation read_settings(const std::vector<std::string>& arguments, const std::v
   const std::string output = command_line.parse(arguments);
   if (!output.empty()) return {std::nullopt, output};
   const Variables variables = parse_environment(environment);
-  Settings settings;
+  ServerSettings settings;
   const std::string path = configuration_path(command_line, variables);
   if (!path.empty()) apply_configuration(settings, path);
   apply_environment(settings, variables);
