@@ -43,6 +43,7 @@ class JsonConf : public Error {
 
   /// The document of a deleted stream: its file is not written again.
   void retire() noexcept { retired_ = true; }
+  bool retired() const noexcept { return retired_; }
   /// Refuses every further save of every document of the process, so that the files keep what they hold: a server that
   /// ends must be found as it was.
   static void freeze_all(bool frozen) noexcept;

@@ -34,7 +34,7 @@ class StreamManager : public Error {
   Async<> stop_thread();
   /// Starts what was active when the server last ran, `interval` seconds apart. Returns true.
   Async<bool> restore_streams(double interval = 3);
-  /// Orders the registry by id. Returns true.
+  /// Whether the registry is in the order of the ids, which it keeps by itself: true.
   bool sort_streams();
   /// An empty document for a file of the stream directory.
   std::shared_ptr<StreamConfig> new_stream_config(const std::string& filename);
@@ -93,12 +93,15 @@ class StreamManager : public Error {
   std::vector<std::string> get_stream_output_urls(const StreamConfig& conf, std::string_view host,
                                                   const std::optional<std::set<std::string>>& protocols = std::nullopt);
 
+  /// The streams that are registered now, held: for loops that wait.
+  std::vector<std::shared_ptr<Stream>> all_streams() const;
+
   std::map<long long, std::shared_ptr<Stream>> streams;  ///< the registry, ascending by id
   long long stream_next_id = 0;                          ///< never decreases while the process runs
   Task thread;                                           ///< the batch-restart task, running or ended
 };
 
-/// The manager of the process; null before the program has made it.
+/// The manager of the process: the first one that was made; null before.
 extern StreamManager* stream_manager;
 
 }  // namespace weir

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,8 +80,6 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   std::unique_ptr<StreamClientInfo> clientinfo;
 
  private:
-  enum class CycleEnd { next, stop };
-
   Async<bool> kill(Kill exception, std::optional<int> input_next);
 
   // The supervision task.
@@ -90,16 +89,33 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   Async<> run_transcoder(const std::vector<std::string>& environment);
   Async<> launch(const std::vector<std::string>& environment);
   Async<> clean_up_cycle();
-  Async<> drain_stderr();
+  Async<> end_transcoder();
+  static Async<> drain_stderr(std::shared_ptr<Stream> self);
 
-  // The monitors of a cycle; each is killed at its end.
+  // The monitors of a cycle, tasks of their own. Each lasts until the cycle's end at most.
   using Monitor = Async<> (Stream::*)();
-  static Async<> guard(std::shared_ptr<Stream> self, Monitor monitor);
+  void spawn_monitors();
+  static Async<> run_monitor(std::shared_ptr<Stream> self, Monitor monitor);
+  /// Reports the body's failures on the stream; the monitor ends and the stream runs on.
+  Async<> guarded(Async<> body);
+
+  /// Reads the transcoder's standard error into the figures, the media information and the log; sets "running".
   Async<> progress_monitor();
+  Async<> follow_progress();
+  /// Restarts the stream when its media time stands still.
   Async<> timeout_monitor();
+  Async<> watch_media_time();
+  /// Restarts the stream when its speed stays outside the band.
   Async<> speed_monitor();
+  Async<> watch_speed(double min_speed, double max_speed);
+  /// Deletes the HLS segments that have left their playlist.
   Async<> segment_monitor();
+  Async<> watch_segments(std::string directory);
+  /// Writes the HLS master playlist once every variant has its playlist.
   Async<> master_playlist_monitor();
+  Async<> write_master_playlist();
+
+  std::unique_ptr<LineReader> stderr_lines;  ///< of `proc`; goes before it
 };
 
 }  // namespace weir

@@ -1,0 +1,128 @@
+#include <fmt/args.h>
+#include <fmt/core.h>
+
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/sleep.h"
+#include "backend/stream/manager/active_status.h"
+#include "backend/stream/manager/stream_manager.h"
+#include "backend/stream/manager/stream_manager_check_params.h"
+
+namespace weir {
+
+namespace {
+
+// Each holds the stream while it waits in it.
+Async<bool> start_checked(StreamManager& manager, Value stream_id) {
+  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
+  co_return co_await stream->start();
+}
+
+Async<bool> stop_checked(StreamManager& manager, Value stream_id) {
+  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
+  co_return co_await stream->stop();
+}
+
+Async<bool> restart_checked(StreamManager& manager, Value stream_id) {
+  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
+  co_return co_await stream->restart();
+}
+
+std::string restart_line(const std::string& log_format, const Value& stream_id, const Value& label) {
+  fmt::dynamic_format_arg_store<fmt::format_context> arguments;
+  arguments.push_back(fmt::arg("id", to_text(stream_id)));
+  arguments.push_back(fmt::arg("label", to_text(label)));
+  return fmt::vformat(log_format, arguments);
+}
+
+Async<> restart_each(StreamManager& manager, std::vector<Value> stream_ids, double interval,
+                     std::optional<std::string> log_format) {
+  for (const Value& stream_id : stream_ids) {
+    const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
+    if (!stream || !is_active(stream->get_status())) continue;
+    if (log_format) manager.info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));
+    co_await stream->restart();
+    co_await sleep_seconds(interval);
+  }
+}
+
+}  // namespace
+
+Async<bool> StreamManager::start_stream(Value stream_id) {
+  return stream_manager_check_params(false)(start_checked)(*this, stream_id);
+}
+
+Async<bool> StreamManager::stop_stream(Value stream_id) {
+  return stream_manager_check_params(false)(stop_checked)(*this, stream_id);
+}
+
+Async<bool> StreamManager::restart_stream(Value stream_id) {
+  return stream_manager_check_params(false)(restart_checked)(*this, stream_id);
+}
+
+std::optional<std::string> StreamManager::get_stream_log(const Value& id) {
+  const auto read = [](StreamManager& manager, const Value& stream_id) -> std::optional<std::string> {
+    return manager.get_stream(stream_id)->stdbuf.read();
+  };
+  return stream_manager_check_params(std::nullopt)(read)(*this, id);
+}
+
+bool StreamManager::delete_stream_log(const Value& id) {
+  const auto truncate = [](StreamManager& manager, const Value& stream_id) {
+    return manager.get_stream(stream_id)->stdbuf.truncate();
+  };
+  return stream_manager_check_params(false)(truncate)(*this, id);
+}
+
+std::shared_ptr<StreamConfig> StreamManager::get_stream_config(const Value& id) {
+  const auto document = [](StreamManager& manager, const Value& stream_id) {
+    return manager.get_stream(stream_id)->conf;
+  };
+  return stream_manager_check_params(nullptr)(document)(*this, id);
+}
+
+bool StreamManager::add_stream_client_info(const Value& id, const Value& filename, const Value& addr, const Value& port,
+                                           const Value& timeout) {
+  const auto add = [](StreamManager& manager, const Value& stream_id, const auto&... arguments) {
+    return manager.get_stream(stream_id)->clientinfo->add(arguments...);
+  };
+  return stream_manager_check_params(false)(add)(*this, id, filename, addr, port, timeout);
+}
+
+bool StreamManager::remove_stream_client_info(const Value& id, const Value& filename, const Value& addr,
+                                              const Value& port) {
+  const auto remove = [](StreamManager& manager, const Value& stream_id, const auto&... arguments) {
+    return manager.get_stream(stream_id)->clientinfo->remove(arguments...);
+  };
+  return stream_manager_check_params(false)(remove)(*this, id, filename, addr, port);
+}
+
+Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, double interval) {
+  co_await stop_thread();
+  double delay = 0;
+  for (const Value& stream_id : stream_ids) {
+    const std::shared_ptr<Stream> stream = get_stream(stream_id);
+    if (!stream || stream->get_status() != "stopped") continue;
+    co_await stream->start(delay);
+    delay += interval;
+  }
+  co_return true;
+}
+
+Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
+  co_await stop_thread();
+  for (const Value& stream_id : stream_ids) {
+    const std::shared_ptr<Stream> stream = get_stream(stream_id);
+    if (stream) co_await stream->stop();
+  }
+  co_return true;
+}
+
+Async<bool> StreamManager::batch_restart_streams(std::vector<Value> stream_ids, double interval,
+                                                 std::optional<std::string> log_format) {
+  co_await stop_thread();
+  thread = spawn("batch restart", restart_each(*this, std::move(stream_ids), interval, std::move(log_format)));
+  co_return true;
+}
+
+}  // namespace weir

@@ -1,0 +1,163 @@
+#include "backend/stream/manager/stream_manager.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/version.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+#include "backend/stream/manager/active_status.h"
+#include "backend/stream/manager/stream_manager_check_params.h"
+
+namespace weir {
+
+StreamManager* stream_manager = nullptr;
+
+namespace {
+
+constexpr std::string_view stream_file_suffix = ".conf";
+
+// The id of a stream file's name, digits and ".conf"; nothing for any other name and for ids beyond any integer.
+std::optional<long long> stream_id_of(std::string_view filename) {
+  if (!filename.ends_with(stream_file_suffix)) return std::nullopt;
+  filename.remove_suffix(stream_file_suffix.size());
+  if (!is_number(filename)) return std::nullopt;
+  return parse_integer(filename);
+}
+
+std::optional<long long> to_integer(const Value& stream_id) {
+  if (stream_id.is_string()) return parse_integer(stream_id.get_ref<const std::string&>());
+  if (stream_id.is_boolean()) return stream_id.get<bool>() ? 1 : 0;
+  if (stream_id.is_number_float() && std::abs(stream_id.get<double>()) < 9e18) {
+    return static_cast<long long>(std::trunc(stream_id.get<double>()));
+  }
+  if (stream_id.is_number_integer()) return stream_id.get<long long>();
+  return std::nullopt;
+}
+
+bool delete_checked_stream(StreamManager& manager, const Value& stream_id) {
+  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
+  const Value status = stream->get_status();
+  if (is_active(status)) {
+    manager.set_error_msg(fmt::format("Can not delete stream {}: it's {}", to_text(stream_id), to_text(status)));
+    return false;
+  }
+  try {
+    std::filesystem::remove(stream->conf->filename);
+    manager.streams.erase(stream->id);
+  } catch (const std::system_error& failure) {
+    manager.set_error_msg(fmt::format("Failed to delete stream {}: {}", to_text(stream_id), failure.what()));
+    return false;
+  }
+  // Whoever still waits in one of its operations can neither bring the file back nor start a transcoder.
+  stream->conf->retire();
+  stream->thread.kill();
+  return true;
+}
+
+}  // namespace
+
+StreamManager::StreamManager() {
+  if (!stream_manager) stream_manager = this;
+}
+
+StreamManager::~StreamManager() {
+  if (stream_manager == this) stream_manager = nullptr;
+}
+
+Async<bool> StreamManager::init() {
+  if (!std::filesystem::exists(Config::STREAM_DIRECTORY)) {
+    std::error_code failure;
+    std::filesystem::create_directories(Config::STREAM_DIRECTORY, failure);
+    if (failure) {
+      error(fmt::format("Failed to create stream directory: {}", failure.message()));
+      co_return false;
+    }
+  }
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(Config::STREAM_DIRECTORY)) {
+    names.push_back(entry.path().filename().string());
+  }
+  for (const std::string& name : names) {
+    if (!load_stream_from_file(name)) error(get_error_msg());
+  }
+  sort_streams();
+  co_return co_await restore_streams();
+}
+
+Async<> StreamManager::stop_thread() {
+  if (!thread.dead()) co_await thread.kill_and_wait();
+}
+
+Async<bool> StreamManager::restore_streams(double interval) {
+  co_await stop_thread();
+  double delay = 0;
+  for (const auto& stream : all_streams()) {
+    if (!is_active(stream->get_status())) continue;
+    stream->set_status("stopped");
+    co_await stream->start(delay, false);
+    delay += interval;
+  }
+  co_return true;
+}
+
+bool StreamManager::sort_streams() {
+  return std::ranges::is_sorted(streams, {}, [](const auto& entry) { return entry.first; });
+}
+
+std::shared_ptr<StreamConfig> StreamManager::new_stream_config(const std::string& filename) {
+  return std::make_shared<StreamConfig>(join_path(Config::STREAM_DIRECTORY, filename), this);
+}
+
+bool StreamManager::load_stream_from_file(const std::string& filename) {
+  const auto id = stream_id_of(filename);
+  if (!id) return true;
+  const std::shared_ptr<StreamConfig> conf = new_stream_config(filename);
+  if (!conf->load_json_conf()) return false;
+  StreamConfigVersionControl(*conf).update();
+  if (!conf->set_json_conf("id", *id) || !conf->save_json_conf()) return false;
+  streams[*id] = std::make_shared<Stream>(*id, conf, this);
+  stream_next_id = std::max(stream_next_id, *id + 1);
+  return true;
+}
+
+std::shared_ptr<Stream> StreamManager::get_stream(const Value& stream_id) {
+  const auto id = to_integer(stream_id);
+  const auto found = id ? streams.find(*id) : streams.end();
+  if (found != streams.end()) return found->second;
+  set_error_msg(fmt::format("Invalid Stream ID {}", to_text(stream_id)));
+  return nullptr;
+}
+
+bool StreamManager::save_stream(const Value& stream_id, const Value& form) {
+  const std::shared_ptr<Stream> stream = get_stream(stream_id);
+  return stream && stream->conf->load_json_conf(form) && stream->conf->save_json_conf();
+}
+
+bool StreamManager::add_stream(const Value& form) {
+  const long long id = stream_next_id;
+  const std::shared_ptr<StreamConfig> conf = new_stream_config(fmt::format("{}.conf", id));
+  if (!conf->load_json_conf(form) || !conf->set_json_conf("id", id) || !conf->save_json_conf()) return false;
+  streams[id] = std::make_shared<Stream>(id, conf, this);
+  stream_next_id = id + 1;
+  return true;
+}
+
+bool StreamManager::delete_stream(const Value& stream_id) {
+  return stream_manager_check_params(false)(delete_checked_stream)(*this, stream_id);
+}
+
+std::vector<std::shared_ptr<Stream>> StreamManager::all_streams() const {
+  std::vector<std::shared_ptr<Stream>> all;
+  all.reserve(streams.size());
+  for (const auto& [id, stream] : streams) all.push_back(stream);
+  return all;
+}
+
+}  // namespace weir

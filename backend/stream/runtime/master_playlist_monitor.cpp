@@ -1,0 +1,51 @@
+#include <fmt/core.h>
+
+#include <filesystem>
+
+#include "backend/platform/files.h"
+#include "backend/platform/sleep.h"
+#include "backend/stream/runtime/stream.h"
+
+namespace weir {
+
+namespace {
+
+std::string variant_playlist(std::size_t variant) { return fmt::format("playlist_{}.m3u8", variant); }
+
+// The entry of one variant: bandwidth in bit/s of all its streams, and the size of its picture (RFC 8216, 4.3.4.2).
+std::string variant_entry(const AVStreamInfo& info, const std::vector<FFmpegStreamSpecifier>& specifiers,
+                          std::size_t variant) {
+  long long bandwidth = 0;
+  std::string resolution;
+  for (const FFmpegStreamSpecifier& specifier : specifiers) {
+    for (const StreamDescription& stream : info.get_stream_by_specifier(specifier, true)) {
+      if (stream.stream_type == "v" && stream.bitrate_avg) {
+        bandwidth += *stream.bitrate_avg;
+        resolution = fmt::format("{}x{}", stream.width, stream.height);
+      } else if (stream.stream_type == "a" && stream.bitrate) {
+        bandwidth += *stream.bitrate;
+      }
+    }
+  }
+  return fmt::format("#EXT-X-STREAM-INF:BANDWIDTH={},RESOLUTION={}\n{}\n\n", bandwidth * 1024, resolution,
+                     variant_playlist(variant));
+}
+
+}  // namespace
+
+Async<> Stream::master_playlist_monitor() { return guarded(write_master_playlist()); }
+
+Async<> Stream::write_master_playlist() {
+  if (!ffmpeg->hls_master_playlist) co_return;
+  for (std::size_t variant = 0; variant < ffmpeg->hls_variants.size(); ++variant) {
+    while (!std::filesystem::exists(get_hls_path(id, variant_playlist(variant))))
+      co_await sleep(std::chrono::seconds(1));
+  }
+  std::string playlist = "#EXTM3U\n#EXT-X-VERSION:3\n";
+  for (std::size_t variant = 0; variant < ffmpeg->hls_variants.size(); ++variant) {
+    playlist += variant_entry(*streaminfo, ffmpeg->hls_variants[variant], variant);
+  }
+  replace_file(get_hls_path(id, *ffmpeg->hls_master_playlist), playlist);
+}
+
+}  // namespace weir

@@ -1,0 +1,87 @@
+#include "backend/stream/runtime/stream.h"
+
+#include <fmt/core.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/exception.h"
+#include "backend/platform/files.h"
+
+namespace weir {
+
+namespace {
+
+/// A command builder that is cleaned up at the end of its scope.
+struct ScopedBuilder {
+  std::unique_ptr<FFmpeg> builder;
+  ~ScopedBuilder() { builder->cleanup(); }
+};
+
+}  // namespace
+
+Stream::Stream(long long stream_id, std::shared_ptr<StreamConfig> stream_conf, Error* error_handler)
+    : Error(error_handler),
+      id(stream_id),
+      conf(std::move(stream_conf)),
+      ffmpeg(siblings().ffmpeg(*conf, 0, this)),
+      streaminfo(siblings().streaminfo()),
+      clientinfo(std::make_unique<StreamClientInfo>(*conf)) {
+  cleanup_dirs();
+}
+
+Stream::~Stream() = default;
+
+std::string Stream::get_class_name() const {
+  return fmt::format("Stream {} {}", id, to_text(conf->get_json_conf("label")));
+}
+
+const Value& Stream::get_status() const { return conf->get_json_conf("status"); }
+
+void Stream::set_status(std::string_view status) {
+  conf->set_json_conf("status", status);
+  conf->save_json_conf();
+}
+
+Async<bool> Stream::start(double start_delay, bool check_config) {
+  const auto guard = co_await lock.acquire();
+  if (!thread.dead()) co_return true;
+  if (check_config) {
+    const ScopedBuilder scoped{siblings().ffmpeg(*conf, 0, this)};
+    const bool valid = co_await scoped.builder->generate_command();
+    if (!valid) co_return false;
+  }
+  if (conf->retired()) {
+    set_error_msg(fmt::format("Stream {} was deleted", id));
+    co_return false;
+  }
+  delay = start_delay;
+  input_next = 0;
+  thread = spawn(get_class_name(), supervise(shared_from_this()));
+  co_return true;
+}
+
+Async<bool> Stream::kill(Kill exception, std::optional<int> next_input) {
+  const auto guard = co_await lock.acquire();
+  thread.kill(exception);
+  if (next_input) input_next = *next_input;
+  delay = 0;
+  co_return true;
+}
+
+Async<bool> Stream::stop() { return kill(Kill::with<GreenletStopException>(), 0); }
+
+Async<bool> Stream::restart(int next_input) { return kill(Kill::with<GreenletRestartException>(), next_input); }
+
+void Stream::cleanup_dirs() const {
+  const std::string name = std::to_string(id);
+  const std::filesystem::path hls = join_path(Config::HLS_DIRECTORY, name);
+  const std::filesystem::path mmcb = join_path(Config::MMCB_DIRECTORY, name);
+  std::filesystem::remove_all(hls);
+  std::filesystem::remove_all(mmcb);
+  std::filesystem::create_directories(hls);
+  std::filesystem::create_directories(mmcb);
+}
+
+}  // namespace weir

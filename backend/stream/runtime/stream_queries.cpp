@@ -1,0 +1,46 @@
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/failure.h"
+#include "backend/stream/runtime/stream.h"
+
+namespace weir {
+
+Value Stream::get_process_info() const {
+  Value result = Value::object();
+  if (procinfo) {
+    try {
+      result["cpu_percent"] = procinfo->cpu_percent();
+      result["mem_rss"] = procinfo->memory_info().rss >> 20;
+    } catch (const NoSuchProcess&) {
+      // The process went between two figures; those that were taken stand.
+    }
+  }
+  NvidiaProcessManager& graphics = *siblings().nvidia_process_manager;
+  if (proc && !proc->poll() && !graphics.query_gpu(proc->pid()).is_null()) {
+    const pid_t pid = proc->pid();
+    result["gpu_dec"] = graphics.query_dec(pid);
+    result["gpu_sm"] = graphics.query_sm(pid);
+    result["gpu_enc"] = graphics.query_enc(pid);
+    result["gpu_mem"] = graphics.query_fb(pid);
+  }
+  return result;
+}
+
+Value Stream::get_url_info(std::string_view host) const {
+  Value result = Value::object();
+  result["inputs"] = conf->get_input_urls();
+  result["outputs"] = conf->get_output_urls(host);
+  result["input_index"] = ffmpeg->input_index;
+  return result;
+}
+
+Value Stream::get_codec_info() const {
+  Value result = Value::object();
+  result["inputs"] = streaminfo->dump_inputs();
+  result["outputs"] = streaminfo->dump_outputs();
+  return result;
+}
+
+Value Stream::get_client_info() const { return clientinfo->dumps(); }
+
+}  // namespace weir

@@ -1,0 +1,178 @@
+#include <fmt/core.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/exception.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/sleep.h"
+#include "backend/platform/timeout.h"
+#include "backend/stream/runtime/stream.h"
+
+extern char** environ;
+
+namespace weir {
+
+namespace {
+
+constexpr double delay_between_cycles = 3;
+// A process that the transcoder left behind in a group of its own may hold the pipe for ever.
+constexpr std::chrono::seconds longest_drain{2};
+
+void set_variable(std::vector<std::string>& environment, std::string_view name, std::string_view value) {
+  const std::string prefix = fmt::format("{}=", name);
+  std::erase_if(environment, [&](const std::string& variable) { return variable.starts_with(prefix); });
+  environment.push_back(prefix + std::string(value));
+}
+
+std::vector<std::string> transcoder_environment() {
+  std::vector<std::string> environment;
+  for (char** variable = environ; *variable; ++variable) environment.emplace_back(*variable);
+  set_variable(environment, "AV_LOG_FORCE_COLOR", "");
+  set_variable(environment, "AV_LOG_FORCE_256COLOR", "");
+  if (Config::VERSION.find("qsv") != std::string::npos) {
+    set_variable(environment, "LIBVA_DRIVER_NAME", "iHD");
+    set_variable(environment, "LIBVA_DRIVERS_PATH", "/opt/intel/mediasdk/lib64");
+  }
+  if (Config::VERSION.find("nvenc") != std::string::npos) {
+    set_variable(environment, "LD_PRELOAD", siblings().nvidia_driver_manager->get_patch_library());
+  }
+  return environment;
+}
+
+}  // namespace
+
+Async<> Stream::supervise(std::shared_ptr<Stream> self) { co_await self->run(); }
+
+// Runs cycles until one ends the loop. A failure of the environment or of a clean-up ends the task without a report.
+Async<> Stream::run() {
+  std::exception_ptr leaving;
+  try {
+    const std::vector<std::string> environment = transcoder_environment();
+    set_status("starting");
+    co_await run_cycles(environment);
+  } catch (const std::exception&) {
+  } catch (...) {
+    leaving = std::current_exception();
+  }
+  set_status("stopped");
+  if (leaving) std::rethrow_exception(leaving);
+}
+
+Async<> Stream::run_cycles(const std::vector<std::string>& environment) {
+  bool stopped = false;
+  while (!stopped) {
+    std::exception_ptr leaving;
+    try {
+      co_await run_transcoder(environment);
+    } catch (const GreenletRestartException&) {
+    } catch (const NoSuchProcess&) {
+    } catch (const GreenletStopException&) {
+      stopped = true;
+    } catch (const std::exception&) {
+      error(format_traceback(std::current_exception()));
+    } catch (...) {
+      leaving = std::current_exception();
+    }
+    co_await clean_up_cycle();
+    cleanup_dirs();
+    set_status("restarting");
+    if (leaving) std::rethrow_exception(leaving);
+  }
+}
+
+// One cycle: launches the transcoder and waits for its end.
+Async<> Stream::run_transcoder(const std::vector<std::string>& environment) {
+  co_await sleep_seconds(delay);
+  {
+    const auto guard = co_await lock.acquire();
+    delay = delay_between_cycles;
+    ffmpeg = siblings().ffmpeg(*conf, input_next, this);
+  }
+  const bool generated = co_await ffmpeg->generate_command(true);
+  if (!generated) {
+    error(get_error_msg());
+    co_return;
+  }
+  co_await launch(environment);
+  co_await proc->wait();
+}
+
+Async<> Stream::launch(const std::vector<std::string>& environment) {
+  const auto guard = co_await lock.acquire();
+  input_next = 0;
+  SpawnOptions options{.command = ffmpeg->command, .environment = environment};
+  options.before_exec = preexec_fn;
+  proc = siblings().spawn_child(options);
+  stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
+  procinfo = siblings().process_info(proc->pid());
+  spawn_monitors();
+}
+
+void Stream::spawn_monitors() {
+  struct NamedMonitor {
+    const char* name;
+    Monitor body;
+  };
+  static constexpr std::array monitors{
+      NamedMonitor{"progress", &Stream::progress_monitor},
+      NamedMonitor{"timeout", &Stream::timeout_monitor},
+      NamedMonitor{"speed", &Stream::speed_monitor},
+      NamedMonitor{"segments", &Stream::segment_monitor},
+      NamedMonitor{"master playlist", &Stream::master_playlist_monitor},
+  };
+  for (const NamedMonitor& monitor : monitors) {
+    spawns.push_back(
+        spawn(fmt::format("{} of stream {}", monitor.name, id), run_monitor(shared_from_this(), monitor.body)));
+  }
+}
+
+Async<> Stream::run_monitor(std::shared_ptr<Stream> self, Monitor monitor) { co_await (self.get()->*monitor)(); }
+
+Async<> Stream::guarded(Async<> body) {
+  try {
+    co_await body;
+  } catch (const GreenletRestartException&) {
+  } catch (const GreenletStopException&) {
+  } catch (const std::exception&) {
+    error(format_traceback(std::current_exception()));
+  }
+}
+
+Async<> Stream::clean_up_cycle() {
+  const KillShield shield;
+  const auto guard = co_await lock.acquire();
+  kill_all(spawns);
+  if (proc) co_await end_transcoder();
+  if (ffmpeg) ffmpeg->cleanup();
+  if (clientinfo) co_await clientinfo->cleanup();
+  // A monitor ends at its next wait; what it reads is replaced after that.
+  for (const Task& monitor : spawns) co_await monitor.wait();
+  spawns.clear();
+  stderr_lines = nullptr;
+  proc = nullptr;
+  procinfo = nullptr;
+  stats = {};
+  streaminfo = siblings().streaminfo();
+  clientinfo = std::make_unique<StreamClientInfo>(*conf);
+}
+
+// The group is killed also when the transcoder has ended by itself, for what it may have started; until the transcoder
+// is reaped the group's id cannot mean another one.
+Async<> Stream::end_transcoder() {
+  proc->signal_group(SIGKILL);
+  co_await proc->wait();
+  proc->reap();
+  if (stderr_lines) co_await run_at_most("log of " + get_class_name(), drain_stderr(shared_from_this()), longest_drain);
+}
+
+Async<> Stream::drain_stderr(std::shared_ptr<Stream> self) {
+  while (auto line = co_await self->stderr_lines->next()) {
+    if (!self->stats.update(*line)) self->stdbuf.write(*line);
+  }
+}
+
+}  // namespace weir
