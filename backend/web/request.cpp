@@ -1,0 +1,26 @@
+#include "backend/web/request.h"
+
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/failure.h"
+#include "backend/web/response.h"
+
+namespace weir {
+
+std::string_view Request::query(std::string_view name) const {
+  const auto found = target.query.find(name);
+  return found == target.query.end() ? std::string_view() : std::string_view(found->second);
+}
+
+Value read_form(const Request& request) {
+  Value form;
+  try {
+    form = parse_json(request.body);
+  } catch (const ValueError& failure) {
+    throw HttpError(400, std::string("Invalid JSON: ") + failure.what());
+  }
+  if (!form.is_object()) throw HttpError(400, "Invalid form: a JSON object is needed");
+  return form;
+}
+
+}  // namespace weir

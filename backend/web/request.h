@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "backend/collaborators/value.h"
+#include "backend/web/url.h"
+
+namespace weir {
+
+/// A request as the routes see it, without its connection.
+struct Request {
+  std::string method;  ///< "GET", …
+  Target target;
+  std::string host;    ///< the Host header, or the address that the client reached
+  std::string origin;  ///< the Origin header; empty when there is none
+  std::string range;   ///< the Range header; empty when there is none
+  std::string body;
+  std::string client_address;  ///< without a port
+
+  /// A parameter of the query; empty when it is absent.
+  std::string_view query(std::string_view name) const;
+};
+
+/// The body as a mapping. Throws `HttpError` with 400 for any other body.
+Value read_form(const Request& request);
+
+}  // namespace weir

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "backend/collaborators/value.h"
+#include "backend/platform/descriptor.h"
+
+namespace weir {
+
+/// A part of an open file.
+struct FilePart {
+  Descriptor file;
+  std::uint64_t offset = 0;
+  std::uint64_t size = 0;
+};
+
+/// An answer, without its connection. The body is the text, or the part of a file.
+struct Response {
+  int status = 200;
+  std::string content_type;
+  std::string body;
+  std::optional<FilePart> file;
+  std::vector<std::pair<std::string, std::string>> headers;
+};
+
+/// A request that can't be answered as it asks; the router makes an error response of it.
+class HttpError : public std::runtime_error {
+ public:
+  HttpError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
+  int status() const noexcept { return status_; }
+
+ private:
+  int status_;
+};
+
+Response json_response(const Value& value, int status = 200);
+Response text_response(std::string text, int status = 200);
+Response empty_response(int status = 204);
+/// {"error": "…"}
+Response error_response(int status, std::string_view message);
+/// {"ok": true}
+Response ok_response();
+
+}  // namespace weir

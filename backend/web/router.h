@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "backend/platform/async.h"
+#include "backend/web/request.h"
+#include "backend/web/response.h"
+
+namespace weir {
+
+/// The texts that stand in the place of a pattern's "{…}", in order.
+using PathParameters = std::vector<std::string>;
+
+/// Answers one kind of request. Request and parameters outlive the call.
+using RouteHandler = std::function<Async<Response>(const Request&, const PathParameters&)>;
+
+/// Finds who answers a request by its method and path, and makes answers of failures.
+class Router {
+ public:
+  /// `pattern` is a path whose segments may be "{name}", which stands for any text that is not empty. Of several
+  /// patterns that fit a path the one added first answers. A handler of GET answers HEAD too.
+  void add(std::string_view method, std::string_view pattern, RouteHandler handler);
+
+  /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then.
+  Async<Response> route(const Request& request) const;
+
+ private:
+  struct Route {
+    std::string method;
+    std::vector<std::string> pattern;
+    RouteHandler handler;
+  };
+
+  Async<Response> dispatch(const Request& request) const;
+
+  std::vector<Route> routes_;
+};
+
+}  // namespace weir

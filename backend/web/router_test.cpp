@@ -1,0 +1,107 @@
+#include "backend/web/router.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/log.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/loop.h"
+#include "backend/platform/task.h"
+
+namespace weir {
+namespace {
+
+Async<Response> echo(const Request&, const PathParameters& parameters) {
+  std::string text;
+  for (const std::string& parameter : parameters) text += "[" + parameter + "]";
+  co_return text_response(text);
+}
+
+class RouterTest : public testing::Test {
+ protected:
+  RouterTest() {
+    set_log_sink([this](LogLevel, std::string_view, std::string_view text) { logged_ += text; });
+    router_.add("GET", "/api/things", [](const Request&, const PathParameters&) { return echo({}, {"list"}); });
+    router_.add("GET", "/api/things/{id}", echo);
+    router_.add("DELETE", "/api/things/{id}", echo);
+    router_.add("POST", "/api/fail", [](const Request&, const PathParameters&) -> Async<Response> {
+      throw ValueError("a thing broke");
+      co_return Response();
+    });
+    router_.add("POST", "/api/refuse", [](const Request&, const PathParameters&) -> Async<Response> {
+      throw HttpError(409, "not now");
+      co_return Response();
+    });
+    router_.add("GET", "/{id}/{file}", echo);
+  }
+  ~RouterTest() override { set_log_sink({}); }
+
+  static Async<> ask(const Router& router, const Request& request, Response& response) {
+    response = co_await router.route(request);
+  }
+  Response ask(const std::string& method, const std::string& target, const std::string& origin = {}) {
+    Request request;
+    request.method = method;
+    request.target = *parse_target(target);
+    request.host = "localhost:8080";
+    request.origin = origin;
+    Response response;
+    const Task task = spawn("request", ask(router_, request, response));
+    loop_.settle();
+    EXPECT_TRUE(task.dead());
+    return response;
+  }
+
+  Loop loop_{std::make_unique<MovableClock>()};
+  Router router_;
+  std::string logged_;
+};
+
+TEST_F(RouterTest, FindsTheFirstRouteThatFits) {
+  const struct {
+    const char *method, *target;
+    int status;
+    const char* body;
+  } cases[] = {
+      {"GET", "/api/things/7", 200, "[7]"},
+      {"HEAD", "/api/things/7", 200, "[7]"},
+      {"DELETE", "/api/things/a%20b", 200, "[a b]"},
+      {"GET", "/7/index.m3u8", 200, "[7][index.m3u8]"},
+      {"PATCH", "/api/things/7", 405, nullptr},
+      {"OPTIONS", "/api/things/7", 204, nullptr},
+      {"GET", "/", 404, nullptr},
+      {"GET", "/api/things/", 404, nullptr},
+      {"GET", "/7/", 404, nullptr},
+      {"GET", "//x", 404, nullptr},
+      {"GET", "/api/things/7/x", 404, nullptr},
+      {"POST", "/api/refuse", 409, "{\"error\":\"not now\"}\n"},
+  };
+  for (const auto& c : cases) {
+    const Response response = ask(c.method, c.target);
+    EXPECT_EQ(response.status, c.status) << c.method << " " << c.target;
+    if (c.body) EXPECT_EQ(response.body, c.body);
+  }
+}
+
+TEST_F(RouterTest, NamesTheMethodsThatArePossible) {
+  const Response response = ask("PUT", "/api/things/7");
+  EXPECT_EQ(response.headers.back(), std::pair(std::string("Allow"), std::string("DELETE, GET")));
+}
+
+TEST_F(RouterTest, AnUnexpectedFailureIsAnsweredAndLogged) {
+  const Response response = ask("POST", "/api/fail");
+  EXPECT_EQ(response.status, 500);
+  EXPECT_EQ(response.body, "{\"error\":\"a thing broke\"}\n");
+  EXPECT_NE(logged_.find("ValueError"), std::string::npos) << logged_;
+}
+
+TEST_F(RouterTest, PagesOfOtherSitesCanReadButNotChange) {
+  EXPECT_EQ(ask("DELETE", "/api/things/7", "http://localhost:8080").status, 200);
+  EXPECT_EQ(ask("DELETE", "/api/things/7", "http://evil.example").status, 403);
+  EXPECT_EQ(ask("DELETE", "/api/things/7", "null").status, 403);
+  EXPECT_EQ(ask("GET", "/7/index.m3u8", "http://player.example").status, 200);
+}
+
+}  // namespace
+}  // namespace weir
