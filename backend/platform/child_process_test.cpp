@@ -1,0 +1,159 @@
+#include "backend/platform/child_process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <system_error>
+
+#include "backend/platform/failure.h"
+#include "backend/platform/line_reader.h"
+#include "backend/platform/loop.h"
+#include "backend/platform/process_info.h"
+#include "backend/platform/task.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ChildProcessTest : public testing::Test {
+ protected:
+  static std::unique_ptr<ChildProcess> start(std::vector<std::string> command) {
+    SpawnOptions options{.command = std::move(command), .environment = std::nullopt};
+    options.before_exec = lead_group_and_die_with_parent;
+    return spawn_child(options);
+  }
+
+  static Async<> run_to_end(ChildProcess& child, std::string& output, std::optional<int>& status) {
+    LineReader reader(child.stderr_fd());
+    while (auto line = co_await reader.next()) output += *line;
+    status = co_await child.wait();
+    child.reap();
+  }
+
+  std::string output_of(std::vector<std::string> command, std::optional<int>& status) {
+    std::string output;
+    const auto child = start(std::move(command));
+    spawn("test", run_to_end(*child, output, status));
+    EXPECT_TRUE(loop.run_until([&] { return status.has_value(); }, 20s));
+    return output;
+  }
+
+  static bool is_alive(pid_t pid) { return ::kill(pid, 0) == 0; }
+
+  Loop loop;
+};
+
+TEST_F(ChildProcessTest, TellsOutputAndExitStatus) {
+  std::optional<int> status;
+  EXPECT_EQ(output_of({"sh", "-c", "echo news >&2; exit 7"}, status), "news\n");
+  EXPECT_EQ(status, 7);
+}
+
+TEST_F(ChildProcessTest, TellsTheSignalThatEndedIt) {
+  std::optional<int> status;
+  output_of({"sh", "-c", "kill -9 $$"}, status);
+  EXPECT_EQ(status, -SIGKILL);
+}
+
+TEST_F(ChildProcessTest, HoldsNoDescriptorButItsThree) {
+  const int leaked = ::open("/dev/null", O_RDONLY);
+  std::optional<int> status;
+  // The fourth is the listing's own.
+  EXPECT_EQ(output_of({"sh", "-c", "ls /proc/self/fd | tr '\\n' ' ' >&2"}, status), "0 1 2 3 ");
+  ::close(leaked);
+}
+
+TEST_F(ChildProcessTest, ReportsAFailedExec) {
+  const auto error_of = [](const std::string& program) {
+    try {
+      start({program});
+    } catch (const std::system_error& failure) {
+      return failure.code().value();
+    }
+    return 0;
+  };
+  EXPECT_EQ(error_of("no-such-program-of-ours"), ENOENT);
+  EXPECT_EQ(error_of("/no/such/program"), ENOENT);
+  EXPECT_EQ(error_of("/etc/passwd"), EACCES);
+}
+
+TEST_F(ChildProcessTest, GroupDiesWithGrandchildrenAlsoAfterTheLeader) {
+  std::string output;
+  const auto child = start({"sh", "-c", "sleep 1000 & echo $! >&2; exec 2>&-; exit 0"});
+  const auto read = [](ChildProcess& process, std::string& into) -> Async<> {
+    LineReader reader(process.stderr_fd());
+    if (auto line = co_await reader.next()) into = *line;
+    co_await process.wait();
+  };
+  const Task task = spawn("test", read(*child, output));
+  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
+  const pid_t grandchild = std::stoi(output);
+  EXPECT_TRUE(is_alive(grandchild));
+  child->signal_group(SIGKILL);
+  child->reap();
+  EXPECT_TRUE(loop.run_until(
+      [&] {
+        // An orphan that init has not reaped yet shows as a zombie.
+        std::ifstream stat("/proc/" + output.substr(0, output.find('\n')) + "/stat");
+        std::string text((std::istreambuf_iterator<char>(stat)), {});
+        return text.empty() || text.find(") Z") != std::string::npos;
+      },
+      20s));
+}
+
+TEST_F(ChildProcessTest, DestructionKillsAndReaps) {
+  pid_t pid = 0;
+  {
+    const auto child = start({"sleep", "1000"});
+    pid = child->pid();
+    EXPECT_FALSE(child->poll());
+  }
+  EXPECT_FALSE(is_alive(pid));
+}
+
+TEST_F(ChildProcessTest, RunCommandCollectsBothOutputsAndGivesUpInTime) {
+  CommandResult quick;
+  CommandResult slow;
+  const auto body = [](CommandResult& first, CommandResult& second) -> Async<> {
+    first = co_await run_command({"sh", "-c", "printf out; printf err >&2"}, 20.0);
+    second = co_await run_command({"sh", "-c", "printf early; sleep 1000"}, 0.2);
+  };
+  const Task task = spawn("test", body(quick, slow));
+  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
+  EXPECT_EQ(quick.standard_output, "out");
+  EXPECT_EQ(quick.standard_error, "err");
+  EXPECT_FALSE(quick.timed_out);
+  EXPECT_TRUE(slow.timed_out);
+  EXPECT_EQ(slow.standard_output, "early");
+}
+
+TEST_F(ChildProcessTest, RunCommandBoundsTheOutput) {
+  CommandResult result;
+  const auto body = [](CommandResult& into) -> Async<> {
+    into = co_await run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000);
+  };
+  const Task task = spawn("test", body(result));
+  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
+  EXPECT_LE(result.standard_output.size(), 1000u);
+}
+
+TEST_F(ChildProcessTest, ProcessInformationEndsWithTheProcess) {
+  const auto child = start({"sleep", "1000"});
+  Process process(child->pid());
+  EXPECT_EQ(process.cpu_percent(), 0.0);
+  EXPECT_GT(process.memory_info().rss, 0u);
+  child->signal_group(SIGKILL);
+  ASSERT_TRUE(loop.run_until([&] { return child->poll().has_value(); }, 20s));
+  EXPECT_THROW(process.memory_info(), NoSuchProcess);
+  child->reap();
+  EXPECT_THROW(process.cpu_percent(), NoSuchProcess);
+  EXPECT_THROW(Process(child->pid()), NoSuchProcess);
+}
+
+}  // namespace
+}  // namespace weir

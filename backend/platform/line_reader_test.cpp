@@ -1,0 +1,84 @@
+#include "backend/platform/line_reader.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "backend/platform/descriptor.h"
+#include "tests/support/test_loop.h"
+
+namespace weir {
+namespace {
+
+std::vector<std::string> split(const std::vector<std::string>& chunks) {
+  LineSplitter splitter;
+  std::vector<std::string> lines;
+  for (const std::string& chunk : chunks) {
+    splitter.feed(chunk);
+    while (auto line = splitter.next()) lines.push_back(*line);
+  }
+  splitter.finish();
+  while (auto line = splitter.next()) lines.push_back(*line);
+  return lines;
+}
+
+TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
+  struct Case {
+    std::vector<std::string> chunks;
+    std::vector<std::string> lines;
+  };
+  const std::string replaced = "\xEF\xBF\xBD";
+  for (const Case& c : {
+           Case{{"a\nb\rc\r\nd"}, {"a\n", "b\n", "c\n", "d"}},
+           Case{{"a\r", "\nb\n"}, {"a\n", "b\n"}},
+           Case{{"a\r", "b"}, {"a\n", "b"}},
+           Case{{"\n\r\r\n"}, {"\n", "\n", "\n"}},
+           Case{{"a", "b", "\n"}, {"ab\n"}},
+           Case{{""}, {}},
+           Case{{"\xFF\xC3\xA9\xC3\n"}, {replaced + "\xC3\xA9" + replaced + "\n"}},
+           Case{{"\xC3", "\xA9\n"}, {"\xC3\xA9\n"}},
+           Case{{"\xED\xA0\x80\n"}, {replaced + replaced + replaced + "\n"}},
+           Case{{std::string("a\0b\n", 4)}, {std::string("a\0b\n", 4)}},
+       }) {
+    EXPECT_EQ(split(c.chunks), c.lines);
+  }
+}
+
+TEST(LineSplitterTest, CutsEndlessLines) {
+  const std::string half(LineSplitter::longest_line / 2 + 1, 'x');
+  const std::vector<std::string> lines = split({half, half, half, "\nnext\n"});
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], std::string(LineSplitter::longest_line, 'x') + "\n");
+  EXPECT_EQ(lines[1], "next\n");
+}
+
+TEST(LineReaderTest, YieldsUntilALineIsThereAndEndsWithThePipe) {
+  test::TestLoop loop;
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+  const Descriptor read_end(ends[0]);
+  Descriptor write_end(ends[1]);
+  std::vector<std::string> lines;
+  const auto collect = [](int fd, std::vector<std::string>& into) -> Async<> {
+    LineReader reader(fd);
+    while (auto line = co_await reader.next()) into.push_back(*line);
+    into.push_back("end");
+  };
+  spawn("reader", collect(read_end.get(), lines));
+  loop.settle();
+  ASSERT_EQ(::write(write_end.get(), "one\ntwo\nhal", 11), 11);
+  loop.settle();
+  EXPECT_EQ(lines, (std::vector<std::string>{"one\n", "two\n"}));
+  ASSERT_EQ(::write(write_end.get(), "f", 1), 1);
+  write_end.reset();
+  loop.settle();
+  EXPECT_EQ(lines.back(), "end");
+  EXPECT_EQ(lines[2], "half");
+}
+
+}  // namespace
+}  // namespace weir

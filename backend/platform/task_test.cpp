@@ -1,0 +1,329 @@
+#include "backend/platform/task.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "backend/platform/semaphore.h"
+#include "backend/platform/sleep.h"
+#include "backend/platform/timeout.h"
+#include "tests/support/test_loop.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+using Log = std::vector<std::string>;
+
+struct Restart : std::exception {
+  static constexpr int kill_rank = 1;
+};
+struct Stop : std::exception {
+  static constexpr int kill_rank = 2;
+};
+
+Async<> note(Log& log, std::string text) {
+  log.push_back(std::move(text));
+  co_return;
+}
+
+Async<> sleep_then_note(Log& log, std::chrono::seconds duration) {
+  try {
+    co_await sleep(duration);
+    log.push_back("slept");
+  } catch (const TaskExit&) {
+    log.push_back("exit");
+    throw;
+  }
+}
+
+// Sleeps a second at a time and survives every restart.
+Async<> survive_restarts(Log& log) {
+  for (;;) {
+    try {
+      co_await sleep(1s);
+      log.push_back("tick");
+    } catch (const Restart&) {
+      log.push_back("restart");
+    } catch (const Stop&) {
+      log.push_back("stop");
+      co_return;
+    }
+  }
+}
+
+class TaskTest : public testing::Test {
+ protected:
+  test::TestLoop loop;
+  Log log;
+};
+
+TEST_F(TaskTest, FirstRunsWhenTheCallerYields) {
+  const Task task = spawn("task", note(log, "ran"));
+  EXPECT_EQ(log, Log{});
+  loop.settle();
+  EXPECT_EQ(log, Log{"ran"});
+  EXPECT_TRUE(task.dead());
+}
+
+TEST_F(TaskTest, SleepsForNoLessThanItsTime) {
+  spawn("task", sleep_then_note(log, 3s));
+  loop.advance(2999ms);
+  EXPECT_EQ(log, Log{});
+  loop.advance(11ms);
+  EXPECT_EQ(log, Log{"slept"});
+}
+
+TEST_F(TaskTest, KilledWhileSleepingRaisesThere) {
+  const Task task = spawn("task", sleep_then_note(log, 3s));
+  loop.settle();
+  task.kill();
+  EXPECT_FALSE(task.dead());
+  loop.settle();
+  EXPECT_EQ(log, Log{"exit"});
+  EXPECT_TRUE(task.dead());
+  EXPECT_TRUE(loop.failures.empty());
+}
+
+TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRuns) {
+  const Task task = spawn("task", note(log, "ran"));
+  task.kill();
+  EXPECT_TRUE(task.dead());
+  loop.settle();
+  EXPECT_EQ(log, Log{});
+}
+
+TEST_F(TaskTest, KillOfADeadTaskOrOfNoneDoesNothing) {
+  const Task task = spawn("task", note(log, "ran"));
+  loop.settle();
+  task.kill();
+  Task().kill();
+  loop.run(task.kill_and_wait());
+  EXPECT_EQ(log, Log{"ran"});
+}
+
+TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
+  Semaphore lock(1);
+  const auto holder = [](Semaphore& semaphore) -> Async<> {
+    const auto guard = co_await semaphore.acquire();
+    co_await sleep(1s);
+  };
+  const auto waiter = [](Semaphore& semaphore, Log& entries) -> Async<> {
+    const auto guard = co_await semaphore.acquire();
+    entries.push_back("acquired");
+  };
+  spawn("holder", holder(lock));
+  const Task task = spawn("waiter", waiter(lock, log));
+  const auto killer = [](Task target) -> Async<> {
+    co_await sleep(1s);
+    target.kill();  // in the round in which the holder hands the permit over
+  };
+  spawn("killer", killer(task));
+  loop.advance(1100ms);
+  EXPECT_EQ(log, Log{});
+  spawn("next", waiter(lock, log));
+  loop.settle();
+  EXPECT_EQ(log, Log{"acquired"}) << "the permit of the killed waiter was lost";
+}
+
+TEST_F(TaskTest, CanBeKilledAgainAfterItCaughtAKill) {
+  const Task task = spawn("task", survive_restarts(log));
+  loop.settle();
+  for (int i = 0; i < 2; ++i) {
+    task.kill(Kill::with<Restart>());
+    loop.settle();
+  }
+  EXPECT_EQ(log, (Log{"restart", "restart"}));
+}
+
+TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
+  struct Case {
+    std::vector<Kill> kills;
+    Log expected;
+  };
+  const Kill restart = Kill::with<Restart>();
+  const Kill stop = Kill::with<Stop>();
+  for (const Case& c : {Case{{restart, restart}, {"restart"}}, Case{{restart, stop}, {"stop"}},
+                        Case{{stop, restart}, {"stop"}}, Case{{stop, restart, stop}, {"stop"}}}) {
+    log.clear();
+    const Task task = spawn("task", survive_restarts(log));
+    loop.settle();
+    for (const Kill& kill : c.kills) task.kill(kill);
+    loop.settle();
+    EXPECT_EQ(log, c.expected);
+    task.kill(Kill::with<Stop>());
+    loop.settle();
+  }
+}
+
+TEST_F(TaskTest, KillFromItselfIsRaisedAtItsNextWait) {
+  Task self;
+  const auto body = [](Task& own, Log& entries) -> Async<> {
+    own.kill();
+    entries.push_back("before");
+    co_await sleep(0s);
+    entries.push_back("after");
+  };
+  self = spawn("task", body(self, log));
+  loop.settle();
+  EXPECT_EQ(log, Log{"before"});
+  EXPECT_TRUE(self.dead());
+}
+
+TEST_F(TaskTest, ShieldKeepsAKillForTheNextWaitAfterIt) {
+  const auto body = [](Log& entries) -> Async<> {
+    try {
+      const KillShield shield;
+      co_await sleep(1s);
+      entries.push_back("cleaned");
+    } catch (const Stop&) {
+      entries.push_back("torn");
+    }
+    try {
+      co_await sleep(0s);
+    } catch (const Stop&) {
+      entries.push_back("stop");
+    }
+  };
+  const Task task = spawn("task", body(log));
+  loop.settle();
+  task.kill(Kill::with<Restart>());
+  task.kill(Kill::with<Stop>());
+  task.kill(Kill::with<Restart>());
+  loop.advance(1100ms);
+  EXPECT_EQ(log, (Log{"cleaned", "stop"}));
+}
+
+TEST_F(TaskTest, KillAndWaitReturnsAfterTheCleanUp) {
+  const auto body = [](Log& entries) -> Async<> {
+    bool killed = false;
+    try {
+      co_await sleep(1h);
+    } catch (const TaskExit&) {
+      killed = true;
+    }
+    co_await sleep(5s);
+    if (killed) entries.push_back("cleaned");
+  };
+  const Task task = spawn("task", body(log));
+  loop.settle();
+  const auto waiter = [](Task target, Log& entries) -> Async<> {
+    co_await target.kill_and_wait();
+    entries.push_back("waited");
+  };
+  spawn("waiter", waiter(task, log));
+  loop.advance(4s);
+  EXPECT_EQ(log, Log{});
+  loop.advance(2s);
+  EXPECT_EQ(log, (Log{"cleaned", "waited"}));
+}
+
+TEST_F(TaskTest, AWaiterThatIsKilledLeavesTheTaskAlone) {
+  const Task task = spawn("task", sleep_then_note(log, 10s));
+  const auto waiter = [](Task target) -> Async<> { co_await target.wait(); };
+  const Task waiting = spawn("waiter", waiter(task));
+  loop.settle();
+  loop.run(waiting.kill_and_wait());
+  loop.advance(11s);
+  EXPECT_EQ(log, Log{"slept"});
+}
+
+TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {
+  const auto body = []() -> Async<> {
+    co_await sleep(0s);
+    throw std::runtime_error("no disk");
+  };
+  spawn("writer", body());
+  loop.settle();
+  loop.advance(20ms);
+  ASSERT_EQ(loop.failures.size(), 1u);
+  EXPECT_NE(loop.failures[0].find("task writer"), std::string::npos);
+  EXPECT_NE(loop.failures[0].find("no disk"), std::string::npos);
+}
+
+TEST_F(TaskTest, ExceptionOfACalleeReachesItsCaller) {
+  const auto callee = []() -> Async<int> {
+    co_await sleep(0s);
+    throw std::runtime_error("inner");
+  };
+  const auto caller = [](Async<int> inner, Log& entries) -> Async<> {
+    try {
+      co_await inner;
+    } catch (const std::runtime_error& failure) {
+      entries.push_back(failure.what());
+    }
+  };
+  spawn("caller", caller(callee(), log));
+  loop.advance(20ms);
+  EXPECT_EQ(log, Log{"inner"});
+}
+
+TEST_F(TaskTest, RunAtMostKillsWhatTakesTooLong) {
+  const auto body = [](Log& entries, std::chrono::seconds duration) -> Async<> {
+    const bool in_time = co_await run_at_most("work", sleep_then_note(entries, duration), 2s);
+    entries.push_back(in_time ? "in time" : "late");
+  };
+  spawn("fast", body(log, 1s));
+  loop.advance(5s);
+  spawn("slow", body(log, 9s));
+  loop.advance(5s);
+  EXPECT_EQ(log, (Log{"slept", "in time", "exit", "late"}));
+}
+
+TEST_F(TaskTest, SemaphoreServesInOrderAndNeverInsideTheRelease) {
+  Semaphore lock(1);
+  const auto body = [](Semaphore& semaphore, Log& entries, std::string name) -> Async<> {
+    {
+      const auto guard = co_await semaphore.acquire();
+      co_await sleep(1s);
+      entries.push_back(name + " in");
+    }
+    entries.push_back(name + " out");
+  };
+  for (const char* name : {"a", "b"}) spawn(name, body(lock, log, name));
+  loop.advance(3s);
+  EXPECT_EQ(log, (Log{"a in", "a out", "b in", "b out"}));
+}
+
+TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {
+  Semaphore lock(1);
+  const auto holder = [](Semaphore& semaphore, bool fail) -> Async<> {
+    const auto guard = co_await semaphore.acquire();
+    if (fail) throw std::runtime_error("failed");
+    co_await sleep(1h);
+  };
+  const Task killed = spawn("killed", holder(lock, false));
+  spawn("failing", holder(lock, true));
+  Task last = spawn("last", holder(lock, false));
+  const Task waiter = spawn("killed waiter", holder(lock, false));
+  loop.settle();
+  waiter.kill();
+  killed.kill();
+  loop.settle();
+  EXPECT_TRUE(killed.dead());
+  EXPECT_FALSE(last.dead());
+  last.kill();
+  loop.settle();
+  loop.run([](Semaphore& semaphore) -> Async<> { const auto guard = co_await semaphore.acquire(); }(lock));
+}
+
+TEST(LoopTest, DropsTasksThatStillWaitAtItsEnd) {
+  Log log;
+  Semaphore lock(1);
+  {
+    test::TestLoop loop;
+    const auto holder = [](Semaphore& semaphore) -> Async<> {
+      const auto guard = co_await semaphore.acquire();
+      co_await sleep(1h);
+    };
+    spawn("holder", holder(lock));
+    spawn("waiter", holder(lock));
+    spawn("never run", note(log, "ran"));
+  }
+  EXPECT_EQ(log, Log{});
+}
+
+}  // namespace
+}  // namespace weir
