@@ -1,0 +1,95 @@
+#include "backend/web/batch_routes.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace weir {
+
+namespace {
+
+constexpr double default_interval = 3;
+
+/// What a batch call asks for.
+struct Batch {
+  std::vector<Value> ids;
+  double interval = default_interval;
+  std::optional<std::string> log_format;
+};
+
+std::vector<Value> read_ids(const Value& form) {
+  const Value& ids = member(form, "ids");
+  if (!ids.is_array()) throw HttpError(400, "\"ids\" has to be a list of stream ids");
+  return {ids.begin(), ids.end()};
+}
+
+double read_interval(const Value& form) {
+  const Value& interval = member(form, "interval");
+  if (interval.is_null()) return default_interval;
+  if (!interval.is_number() || !(interval.get<double>() >= 0) || !std::isfinite(interval.get<double>()))
+    throw HttpError(400, "\"interval\" has to be a number of seconds, 0 or more");
+  return interval.get<double>();
+}
+
+std::optional<std::string> read_log_format(const Value& form) {
+  const Value& format = member(form, "log_format");
+  if (format.is_null()) return std::nullopt;
+  if (!format.is_string() || !is_log_format(format.get_ref<const std::string&>()))
+    throw HttpError(400, "\"log_format\" has to be a text with no other fields than {id} and {label}");
+  return format.get<std::string>();
+}
+
+Batch read_batch(const Request& request) {
+  const Value form = read_form(request);
+  return {read_ids(form), read_interval(form), read_log_format(form)};
+}
+
+}  // namespace
+
+bool is_log_format(std::string_view text) {
+  while (!text.empty()) {
+    std::size_t taken = 1;
+    if (text.starts_with("{{") || text.starts_with("}}"))
+      taken = 2;
+    else if (text.starts_with("{id}"))
+      taken = 4;
+    else if (text.starts_with("{label}"))
+      taken = 7;
+    else if (text.front() == '{' || text.front() == '}')
+      return false;
+    text.remove_prefix(taken);
+  }
+  return true;
+}
+
+void BatchRoutes::add_to(Router& router) {
+  using Parameters = const PathParameters&;
+  router.add("POST", "/api/batch/start", [this](const Request& r, Parameters) { return start(r); });
+  router.add("POST", "/api/batch/stop", [this](const Request& r, Parameters) { return stop(r); });
+  router.add("POST", "/api/batch/restart", [this](const Request& r, Parameters) { return restart(r); });
+  router.add("GET", "/api/stats", [this](const Request& r, Parameters) { return stats(r); });
+}
+
+Async<Response> BatchRoutes::start(const Request& request) {
+  Batch batch = read_batch(request);
+  co_await manager_.batch_start_streams(std::move(batch.ids), batch.interval);
+  co_return ok_response();
+}
+
+Async<Response> BatchRoutes::stop(const Request& request) {
+  Batch batch = read_batch(request);
+  co_await manager_.batch_stop_streams(std::move(batch.ids));
+  co_return ok_response();
+}
+
+Async<Response> BatchRoutes::restart(const Request& request) {
+  Batch batch = read_batch(request);
+  co_await manager_.batch_restart_streams(std::move(batch.ids), batch.interval, std::move(batch.log_format));
+  co_return ok_response();
+}
+
+Async<Response> BatchRoutes::stats(const Request& request) {
+  const std::string_view gpu = request.query("gpu");
+  co_return json_response(manager_.get_all_stream_stats(gpu.empty() ? Value() : Value(std::string(gpu))));
+}
+
+}  // namespace weir

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "backend/stream/manager/stream_manager.h"
+#include "backend/web/router.h"
+
+namespace weir {
+
+/// /api/batch and /api/stats: what concerns many streams at once.
+class BatchRoutes {
+ public:
+  /// The manager outlives the routes.
+  explicit BatchRoutes(StreamManager& manager) : manager_(manager) {}
+  void add_to(Router& router);
+
+ private:
+  Async<Response> start(const Request& request);
+  Async<Response> stop(const Request& request);
+  Async<Response> restart(const Request& request);
+  Async<Response> stats(const Request& request);
+
+  StreamManager& manager_;
+};
+
+/// Whether a log format holds no other fields than {id} and {label}, "{{" and "}}" standing for braces.
+bool is_log_format(std::string_view text);
+
+}  // namespace weir

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "backend/stream/manager/stream_manager.h"
+#include "backend/web/router.h"
+
+namespace weir {
+
+/// /{id}/{file}: publishes the playlists and segments of the streams, to players on pages of any site, and reports who
+/// fetches them.
+class HlsFiles {
+ public:
+  /// The manager outlives the routes.
+  explicit HlsFiles(StreamManager& manager) : manager_(manager) {}
+  void add_to(Router& router);
+
+ private:
+  Async<Response> read(const Request& request, const PathParameters& parameters);
+  Async<Response> preflight();
+  void count_client(const Stream& stream, const Request& request);
+
+  StreamManager& manager_;
+};
+
+}  // namespace weir

@@ -1,0 +1,40 @@
+#include "backend/web/web_application.h"
+
+namespace weir {
+
+namespace {
+
+bool asks_for_state(const Request& request) {
+  return request.target.path.size() == 1 && (request.target.path[0] == "healthz" || request.target.path[0] == "readyz");
+}
+
+Response not_ready() {
+  Response response = error_response(503, "The server is starting or ending");
+  response.headers.emplace_back("Retry-After", "2");
+  return response;
+}
+
+}  // namespace
+
+WebApplication::WebApplication(StreamManager& manager, ProfileAccess profiles, ProbeFunction probe)
+    : streams_(manager, broken_files_),
+      batches_(manager),
+      profiles_(manager, std::move(profiles)),
+      server_routes_(std::move(probe)),
+      hls_files_(manager),
+      server_([this](const Request& request) { return answer(request); }) {
+  streams_.add_to(router_);
+  batches_.add_to(router_);
+  profiles_.add_to(router_);
+  server_routes_.add_to(router_);
+  // Last: its pattern fits many addresses.
+  hls_files_.add_to(router_);
+}
+
+Async<Response> WebApplication::answer(const Request& request) const {
+  if (!server_routes_.ready() && !asks_for_state(request)) co_return not_ready();
+  Response response = co_await router_.route(request);
+  co_return response;
+}
+
+}  // namespace weir
