@@ -1,0 +1,70 @@
+#include "backend/services/transcoder/audio_arguments.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "backend/services/transcoder/filter_text.h"
+#include "backend/services/transcoder/stream_map.h"
+
+namespace weir {
+
+namespace {
+
+constexpr long long default_bitrate = 128;
+
+std::string make_filters(const Settings& audio) {
+  const std::string filters = audio.text("filters");
+  if (const std::string name = find_forbidden_filter(filters); !name.empty()) {
+    audio.refuse("filters", fmt::format("holds the filter \"{}\", which is not for documents", name));
+  }
+  // Sound that a live source has lost is filled, or picture and sound would drift apart.
+  return filters.empty() ? "aresample=async=1" : filters + ",aresample=async=1";
+}
+
+void append_codec(const Settings& audio, const std::string& codec, long long bitrate, int index,
+                  std::vector<std::string>& arguments) {
+  auto add = [&](std::string_view option, std::string value) {
+    arguments.push_back(fmt::format("-{}:a:{}", option, index));
+    arguments.push_back(std::move(value));
+  };
+  add("c", codec);
+  if (codec == "copy") return;
+  add("b", fmt::format("{}k", bitrate));
+  add("ac", std::to_string(audio.whole("channels", 1, 16).value_or(2)));
+  if (auto rate = audio.whole("sample_rate", 4000, 192'000)) add("ar", std::to_string(*rate));
+  add("filter", make_filters(audio));
+}
+
+}  // namespace
+
+AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates) {
+  AudioArguments result;
+  result.renditions.resize(rendition_bitrates.size());
+  const std::string codec = audio.word("codec", "aac");
+  const long long bitrate = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
+  if (codec == "none") return result;
+  const std::vector<std::string> maps = read_stream_maps(audio, 'a');
+  std::vector<long long> encodes;
+  for (std::size_t i = 0; i < rendition_bitrates.size(); ++i) {
+    const long long wanted = rendition_bitrates[i] == 0 || codec == "copy" ? bitrate : rendition_bitrates[i];
+    if (std::ranges::find(encodes, wanted) == encodes.end()) encodes.push_back(wanted);
+    const auto encode = std::ranges::find(encodes, wanted) - encodes.begin();
+    for (std::size_t m = 0; m < maps.size(); ++m) {
+      result.renditions[i].push_back(static_cast<int>(static_cast<std::size_t>(encode) * maps.size() + m));
+    }
+  }
+  if (encodes.size() > 1 && maps.size() > 1) {
+    // A map may be absent from the input, and the streams of the encodes after it would be counted wrongly.
+    audio.refuse("map", "can name one stream only where renditions have their own audio_bitrate");
+  }
+  for (long long encode : encodes) {
+    for (const std::string& map : maps) {
+      result.arguments.insert(result.arguments.end(), {"-map", map});
+      append_codec(audio, codec, encode, result.streams++, result.arguments);
+    }
+  }
+  return result;
+}
+
+}  // namespace weir

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/services/transcoder/settings.h"
+
+namespace weir {
+
+struct AudioArguments {
+  int streams = 0;
+  std::vector<std::string> arguments;
+  std::vector<std::vector<int>> renditions;  ///< per rendition, the sound streams that go with it
+};
+
+/// The sound of the encode from "audio". `rendition_bitrates` has the bit rate that each rendition asks for, 0 for that
+/// of "audio"; renditions with equal bit rates share one encode. Throws `ValueError`.
+AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates);
+
+}  // namespace weir

@@ -1,0 +1,178 @@
+#include "backend/services/transcoder/transcoder_command.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <system_error>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/log.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+#include "backend/services/transcoder/encoding.h"
+#include "backend/services/transcoder/hls_output.h"
+#include "backend/services/transcoder/input_probe.h"
+#include "backend/services/transcoder/output_arguments.h"
+#include "backend/services/transcoder/recording.h"
+
+namespace weir {
+
+namespace {
+
+/// Runs a step; gives the reason why it could not be done, empty when it was.
+template <class Step>
+std::string try_step(Step step) {
+  try {
+    step();
+    return {};
+  } catch (const ValueError& failure) {
+    return failure.what();
+  } catch (const std::system_error& failure) {
+    return failure.what();
+  }
+}
+
+void append(std::vector<std::string>& arguments, const std::vector<std::string>& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+}
+
+void refuse_shared_files(const std::vector<OutputTarget>& targets) {
+  std::set<std::string> files;
+  for (const OutputTarget& target : targets) {
+    if (!target.recording.empty() && !files.insert(target.recording).second) {
+      throw ValueError(fmt::format("Two outputs write the file {}", target.recording));
+    }
+  }
+}
+
+}  // namespace
+
+TranscoderCommand::TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler)
+    : conf_(conf), error_handler_(error_handler) {
+  input_index = requested_input;
+}
+
+Async<bool> TranscoderCommand::generate_command(bool probe) {
+  std::string problem;
+  if (probe && count_inputs() > 1) problem = co_await settle_input();
+  if (problem.empty()) problem = try_step([this] { build(); });
+  if (problem.empty() && probe) problem = try_step([this] { keep_recordings(); });
+  if (!problem.empty() && error_handler_ != nullptr) error_handler_->set_error_msg(mask_passwords(problem));
+  co_return problem.empty();
+}
+
+int TranscoderCommand::count_inputs() const {
+  int count = 0;
+  while (conf_.get_json_conf(fmt::format("input.{}", count)).is_object()) ++count;
+  return count;
+}
+
+InputSource TranscoderCommand::read_input(int index) const {
+  const int count = count_inputs();
+  if (count == 0) throw ValueError("The stream has no input");
+  if (index < 0 || index >= count) {
+    throw ValueError(fmt::format("There is no input #{}: the stream has {} of them", index, count));
+  }
+  const std::string key = fmt::format("input.{}", index);
+  return read_input_source(Settings(conf_.get_json_conf(key), key));
+}
+
+void TranscoderCommand::build() {
+  const InputSource source = read_input(input_index);
+  const Outputs outputs = read_outputs();
+  targets_ = outputs.targets;
+  const bool subtitles = std::ranges::any_of(targets_, &OutputTarget::carries_subtitles);
+  const double segment_time = outputs.hls ? outputs.hls->segment_time : 0;
+  const Encoding encoding = make_encoding(Settings(conf_.document(), ""), segment_time, subtitles);
+  publish_variants(outputs, encoding);
+  command = {Config::FFMPEG, "-hide_banner", "-nostdin", "-stats", "-n"};
+  append(command, encoding.device_arguments);
+  append(command, make_pace_arguments(source));
+  append(command, make_open_arguments(source));
+  append(command, encoding.arguments);
+  // The titles of a source are its makers' words: they are not ours to hand on, nor to print as if they were ours.
+  append(command, {"-map_metadata:g", "-1", "-map_chapters", "-1", "-max_muxing_queue_size", "4096"});
+  append(command, make_output_arguments(targets_, encoding, has_own_pace(source)));
+}
+
+TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
+  Outputs outputs;
+  for (int i = 0; conf_.get_json_conf(fmt::format("output.{}", i)).is_object(); ++i) {
+    const std::string key = fmt::format("output.{}", i);
+    const Settings output(conf_.get_json_conf(key), key);
+    if (i == 0 && output.text("protocol") == "hls") {
+      outputs.hls = read_hls_output(output);
+      continue;
+    }
+    outputs.targets.push_back(read_output_target(output));
+    outputs.targets.back().rendition = static_cast<std::size_t>(output.whole("rendition", 0, 100).value_or(0));
+  }
+  if (!outputs.hls && outputs.targets.empty()) throw ValueError("The stream has no output");
+  refuse_shared_files(outputs.targets);
+  return outputs;
+}
+
+void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding& encoding) {
+  hls_list_sizes.clear();
+  hls_variants.clear();
+  hls_master_playlist.reset();
+  const std::size_t count = encoding.renditions.size();
+  for (const OutputTarget& target : targets_) {
+    if (target.rendition >= count) throw ValueError(fmt::format("There is no rendition {}", target.rendition));
+  }
+  if (!outputs.hls) return;
+  hls_list_sizes.assign(count, outputs.hls->list_size);
+  hls_variants = encoding.renditions;
+  hls_master_playlist = get_master_playlist(*outputs.hls, count);
+  const std::string directory = join_path(Config::HLS_DIRECTORY, to_text(conf_.get_json_conf("id")));
+  const auto variants = make_hls_targets(*outputs.hls, directory, count);
+  targets_.insert(targets_.begin(), variants.begin(), variants.end());
+}
+
+/// The requested input, then the others in the order of their priority.
+std::vector<int> TranscoderCommand::get_candidates() const {
+  std::vector<int> candidates = {input_index};
+  for (int i = 0; i < count_inputs(); ++i) {
+    if (i != input_index) candidates.push_back(i);
+  }
+  return candidates;
+}
+
+/// Sets `input_index` to the first input that answers. Gives the reason when none does.
+Async<std::string> TranscoderCommand::settle_input() {
+  const int requested = input_index;
+  std::string problem = try_step([&] { read_outputs(); });
+  if (requested < 0 || requested >= count_inputs()) problem = try_step([&] { read_input(requested); });
+  if (!problem.empty()) co_return problem;
+  const std::vector<int> candidates = get_candidates();
+  for (int index : candidates) {
+    const std::string reason = co_await try_input(index);
+    if (reason.empty()) {
+      input_index = index;
+      co_return "";
+    }
+    const std::string url = to_text(conf_.get_json_conf(fmt::format("input.{}.url", index)));
+    problem += fmt::format("{} #{} {}: {}", problem.empty() ? "No input answers:" : ";", index, url, reason);
+  }
+  co_return problem;
+}
+
+/// The reason why the input does not answer; empty when it does.
+Async<std::string> TranscoderCommand::try_input(int index) {
+  std::vector<std::string> arguments;
+  const std::string refusal = try_step([&] { arguments = make_open_arguments(read_input(index)); });
+  if (!refusal.empty()) co_return refusal;
+  const Value answer = co_await probe_input(std::move(arguments));
+  const Value& error = member(answer, "error");
+  co_return error.is_null() ? "" : to_text(error);
+}
+
+void TranscoderCommand::keep_recordings() const {
+  for (const OutputTarget& target : targets_) {
+    if (!target.recording.empty()) keep_existing_recording(target.recording);
+  }
+}
+
+}  // namespace weir

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backend/collaborators/ffmpeg.h"
+#include "backend/collaborators/jsonconf.h"
+#include "backend/services/transcoder/encoding.h"
+#include "backend/services/transcoder/hls_output.h"
+#include "backend/services/transcoder/input_source.h"
+#include "backend/services/transcoder/output_target.h"
+
+namespace weir {
+
+/// Makes the FFmpeg command of one run from a stream's document; docs/stream-document.md lists what it reads.
+///
+/// One encode feeds all outputs. A single receiver is written to directly; several are receivers of FFmpeg's tee muxer,
+/// each behind a queue and a thread of its own, so that one which fails or stands still neither ends nor stalls the
+/// others.
+class TranscoderCommand : public FFmpeg {
+ public:
+  /// The document and the handler outlive the builder; the handler may be null.
+  TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler);
+
+  Async<bool> generate_command(bool probe = false) override;
+  /// Nothing is held between the calls.
+  void cleanup() override {}
+
+ private:
+  /// The outputs as the document has them.
+  struct Outputs {
+    std::optional<HlsOutput> hls;
+    std::vector<OutputTarget> targets;  ///< all but HLS
+  };
+
+  int count_inputs() const;
+  InputSource read_input(int index) const;
+  void build();
+  Outputs read_outputs() const;
+  void publish_variants(const Outputs& outputs, const Encoding& encoding);
+  std::vector<int> get_candidates() const;
+  Async<std::string> settle_input();
+  Async<std::string> try_input(int index);
+  void keep_recordings() const;
+
+  const JsonConf& conf_;
+  Error* error_handler_;
+  std::vector<OutputTarget> targets_;
+};
+
+}  // namespace weir

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/services/transcoder/settings.h"
+
+namespace weir {
+
+struct VideoArguments {
+  int streams = 0;                            ///< one per rendition, or none at all
+  std::vector<std::string> device_arguments;  ///< before the input
+  std::vector<std::string> arguments;         ///< after the input
+  std::vector<long long> audio_bitrates;      ///< per rendition, what it asks for its sound in kbit/s; 0: no wish
+};
+
+/// The picture of the encode from "video". A ladder is decoded and cleaned once, then scaled and encoded per rendition.
+/// `segment_time`: seconds of an HLS segment, 0 when there is none. Throws `ValueError`.
+VideoArguments make_video_arguments(const Settings& video, double segment_time);
+
+/// Seconds between keyframes: about `gop`, so that a whole number of them fits a segment.
+double get_keyframe_interval(double gop, double segment_time);
+
+/// The usual bit rate of a picture in kbit/s; `height` 0 when it is the input's.
+long long get_default_bitrate(long long height);
+
+}  // namespace weir
