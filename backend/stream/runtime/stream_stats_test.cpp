@@ -1,0 +1,160 @@
+#include "backend/stream/runtime/stream_stats.h"
+
+#include <gtest/gtest.h>
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "backend/platform/failure.h"
+#include "backend/stream/runtime/progress_pattern.h"
+
+namespace weir {
+namespace {
+
+struct Figures {
+  double fps = 0;
+  double quality = -1;
+  double bitrate = 0;
+  long long time = 0;
+  double speed = 0;
+};
+
+Figures figures_of(const StreamStats& stats) {
+  return {stats.fps.value, stats.quality, stats.bitrate.value, stats.time, stats.speed.value};
+}
+
+void expect_equal(const Figures& actual, const Figures& expected, const std::string& line) {
+  EXPECT_DOUBLE_EQ(actual.fps, expected.fps) << line;
+  EXPECT_DOUBLE_EQ(actual.quality, expected.quality) << line;
+  EXPECT_DOUBLE_EQ(actual.bitrate, expected.bitrate) << line;
+  EXPECT_EQ(actual.time, expected.time) << line;
+  EXPECT_DOUBLE_EQ(actual.speed, expected.speed) << line;
+}
+
+TEST(StreamStatsTest, TakesTheFiguresOfAProgressLine) {
+  struct Case {
+    std::string line;
+    bool taken;
+    Figures figures;
+  };
+  // What the figures were before.
+  const Figures before{50, 20, 100, 7, 3};
+  for (const Case& c : {
+           Case{"frame=  100 fps= 25 q=28.0 size=    1024kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
+                true,
+                {25, 28, 2097.2, 4, 1}},
+           Case{"fps= 25 q=28.0 q=30.0 size=1024kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x",
+                true,
+                {25, 30, 2097.2, 4, 1}},
+           Case{"size=    1024kB time=00:01:04.57 bitrate= 128.0kbits/s speed=2.5x", true, {0, -1, 128, 64, 2.5}},
+           Case{"frame=0 fps=0.0 q=0.0 size=0kB time=N/A bitrate=N/A speed=N/A", true, {0, 0, 100, 7, 3}},
+           Case{"frame=1 fps=0.0 q=0.0 size=0kB time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A",
+                false,
+                {0, 0, -0.0, 0, 3}},
+           Case{"fps=1 q=2 x time=-00:00:05.5 bitrate=1.0kbits/s speed=1x", true, {1, 2, 1, 5, 1}},
+           Case{"time=00:04 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+           Case{"time=01:00:00.99 bitrate=1.0kbits/s speed=x", false, {0, -1, 1, 3600, 3}},
+           Case{"fps=fast q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x", false, {50, 20, 100, 7, 3}},
+           Case{"time=99999999999999999999:00:00 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+           Case{"time=00:00:nan bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+           Case{"  Stream #0:0: Video: h264, 25 fps, q=2-31, 200 kb/s", false, before},
+           Case{"speed=1x bitrate=1.0kbits/s time=00:00:01", false, before},
+           Case{"", false, before},
+       }) {
+    StreamStats stats;
+    stats.fps = {before.fps, false};
+    stats.quality = before.quality;
+    stats.bitrate = {before.bitrate, false};
+    stats.time = before.time;
+    stats.speed = {before.speed, false};
+    EXPECT_EQ(stats.update(c.line), c.taken) << c.line;
+    expect_equal(figures_of(stats), c.figures, c.line);
+  }
+}
+
+TEST(StreamStatsTest, BeginsWithIntegersAndRaisesBeyondThem) {
+  StreamStats stats;
+  EXPECT_TRUE(stats.fps.integer && stats.bitrate.integer && stats.speed.integer);
+  EXPECT_TRUE(stats.update("fps=1 q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x"));
+  EXPECT_FALSE(stats.fps.integer || stats.bitrate.integer || stats.speed.integer);
+  EXPECT_THROW(stats.update("time=00:00:inf bitrate=1.0kbits/s speed=1x"), OverflowError);
+}
+
+/// The expression as it is given, in an engine that backtracks.
+class BacktrackingEngine {
+ public:
+  BacktrackingEngine() {
+    const std::string text = R"((?:fps=\s*(\S+).+q=\s*(\S+).+)?time=\s*(\S+).+bitrate=\s*(\S+).+speed=\s*(\S+))";
+    int error = 0;
+    PCRE2_SIZE offset = 0;
+    code_ = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, &error, &offset, nullptr);
+    data_ = pcre2_match_data_create_from_pattern(code_, nullptr);
+    pcre2_jit_compile(code_, PCRE2_JIT_COMPLETE);
+  }
+  ~BacktrackingEngine() {
+    pcre2_match_data_free(data_);
+    pcre2_code_free(code_);
+  }
+
+  /// The five groups, "-" where one is absent; nothing when the line does not match.
+  std::vector<std::string> groups(const std::string& line) {
+    const int count = pcre2_match(code_, reinterpret_cast<PCRE2_SPTR>(line.data()), line.size(), 0, 0, data_, nullptr);
+    if (count < 0) return {};
+    std::vector<std::string> result;
+    const PCRE2_SIZE* places = pcre2_get_ovector_pointer(data_);
+    for (int group = 1; group <= 5; ++group) {
+      const PCRE2_SIZE begin = places[2 * group];
+      result.push_back(begin == PCRE2_UNSET ? "-" : line.substr(begin, places[2 * group + 1] - begin));
+    }
+    return result;
+  }
+
+ private:
+  pcre2_code* code_;
+  pcre2_match_data* data_;
+};
+
+std::vector<std::string> our_groups(const std::string& line) {
+  const auto fields = find_progress(line);
+  if (!fields) return {};
+  return {std::string(fields->fps.value_or("-")), std::string(fields->quality.value_or("-")), std::string(fields->time),
+          std::string(fields->bitrate), std::string(fields->speed)};
+}
+
+/// Strings together pieces of progress lines, mostly in the order that matches, so that most lines nearly do.
+std::string generated_line(std::mt19937& random) {
+  static const std::vector<std::string> keys{"fps=", "q=", "time=", "bitrate=", "speed="};
+  static const std::vector<std::string> fillers{" ",  "  ", "1", "x",    "=",     "\t", "",
+                                                "s=", "e=", "q", "time", "freq=", "\v"};
+  const auto any = [&](const std::vector<std::string>& from) { return from[random() % from.size()]; };
+  std::string line;
+  for (const std::string& key : keys) {
+    for (auto repeat = random() % 8 == 0 ? random() % 3 : 1; repeat > 0; --repeat) {
+      for (auto count = random() % 4; count > 0; --count) line += any(fillers);
+      if (random() % 16 == 0) line += any(keys);
+      line += key;
+    }
+  }
+  for (auto count = random() % 4; count > 0; --count) line += any(fillers);
+  return random() % 4 == 0 ? line + "\n" : line;
+}
+
+TEST(ProgressPatternTest, AgreesWithABacktrackingEngineOnAMillionLines) {
+  BacktrackingEngine engine;
+  std::mt19937 random(20260719);
+  int matches = 0;
+  for (int i = 0; i < 1'000'000; ++i) {
+    const std::string line = generated_line(random);
+    const std::vector<std::string> expected = engine.groups(line);
+    matches += expected.empty() ? 0 : 1;
+    ASSERT_EQ(our_groups(line), expected) << "line: [" << line << "]";
+  }
+  EXPECT_GT(matches, 100'000) << "the generated lines have to exercise matches";
+  EXPECT_LT(matches, 900'000) << "and near misses";
+}
+
+}  // namespace
+}  // namespace weir
