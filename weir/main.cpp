@@ -1,0 +1,94 @@
+#include <fmt/core.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/log.h"
+#include "backend/platform/child_process.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/loop.h"
+#include "backend/services/configuration/server_settings.h"
+#include "weir/data_directory.h"
+#include "weir/server.h"
+
+extern char** environ;
+
+namespace weir {
+
+namespace {
+
+bool is_executable(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
+}
+
+bool can_be_run(const std::string& program) {
+  if (program.find('/') != std::string::npos) return is_executable(program);
+  const char* path = std::getenv("PATH");
+  std::istringstream directories(path ? path : "/usr/local/bin:/usr/bin:/bin");
+  for (std::string directory; std::getline(directories, directory, ':');)
+    if (is_executable(directory + "/" + program)) return true;
+  return false;
+}
+
+// The server starts all the same: its streams say what they lack, and run once it is there.
+void warn_of_missing_program(const std::string& name, const std::string& program) {
+  if (!can_be_run(program))
+    log(LogLevel::warning, "Weir", fmt::format("{} can't be run; streams need it (--{})", program, name));
+}
+
+void apply(const ServerSettings& settings) {
+  set_log_level(settings.log_level);
+  enable_assertions(settings.assertions);
+  Config::FFMPEG = settings.ffmpeg;
+  Config::FFPROBE = settings.ffprobe;
+  Config::PROBE_TIMEOUT = settings.probe_timeout;
+  warn_of_missing_program("ffmpeg", settings.ffmpeg);
+  warn_of_missing_program("ffprobe", settings.ffprobe);
+}
+
+int serve(const ServerSettings& settings) {
+  // A log that nobody reads any more is no reason to end.
+  ::signal(SIGPIPE, SIG_IGN);
+  apply(settings);
+  const DataDirectory data(settings.data);
+  data.apply();
+  raise_descriptor_limit();
+  Loop loop;
+  Server server(settings);
+  return server.run();
+}
+
+std::vector<std::string> environment_texts() {
+  std::vector<std::string> texts;
+  for (char** variable = environ; *variable; ++variable) texts.emplace_back(*variable);
+  return texts;
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const Invocation invocation = read_settings(arguments, environment_texts());
+  if (invocation.serve) return serve(*invocation.serve);
+  fmt::print("{}", invocation.output);
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+}  // namespace weir
+
+int main(int argc, char** argv) {
+  try {
+    return weir::run({argv + 1, argv + argc});
+  } catch (const std::exception& failure) {
+    fmt::print(stderr, "weir: {}\n", failure.what());
+    return EXIT_FAILURE;
+  }
+}
