@@ -15,11 +15,14 @@ namespace weir {
 
 namespace {
 
-Value client_request(const Request& request) {
-  Value form = read_form(request);
-  for (const char* name : {"filename", "addr"})
-    if (!member(form, name).is_string()) throw HttpError(400, fmt::format("\"{}\" has to be a text", name));
-  return form;
+// A failure of the operation is one of the values that it was given.
+template <class Operation>
+void blame_form(const Operation& operation) {
+  try {
+    operation();
+  } catch (const std::exception& failure) {
+    throw HttpError(400, failure.what());
+  }
 }
 
 // "hls,http"
@@ -175,16 +178,20 @@ Response StreamRoutes::read_urls(const Request& request, const Value& id) {
 
 Response StreamRoutes::add_client(const Request& request, const Value& id) {
   find(id);
-  const Value form = client_request(request);
-  manager_.add_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"),
-                                  member(form, "timeout"));
+  const Value form = read_form(request);
+  blame_form([&] {
+    manager_.add_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"),
+                                    member(form, "timeout"));
+  });
   return ok_response();
 }
 
 Response StreamRoutes::remove_client(const Request& request, const Value& id) {
   find(id);
-  const Value form = client_request(request);
-  manager_.remove_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"));
+  const Value form = read_form(request);
+  blame_form([&] {
+    manager_.remove_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"));
+  });
   return ok_response();
 }
 
