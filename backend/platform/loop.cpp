@@ -9,7 +9,7 @@
 #include <boost/asio/thread_pool.hpp>
 #include <cstdio>
 #include <stdexcept>
-#include <vector>
+#include <utility>
 
 #include "backend/platform/directory_watch.h"
 #include "backend/platform/failure.h"
@@ -23,6 +23,8 @@ namespace asio = boost::asio;
 namespace {
 
 Loop* current_loop = nullptr;
+
+constexpr std::chrono::milliseconds longest_round{5};
 
 void print_failure(std::string_view task, const std::exception_ptr& failure) {
   fmt::print(stderr, "{}\n", format_traceback(failure, task));
@@ -70,12 +72,13 @@ void Loop::run() {
 void Loop::stop() { context_->stop(); }
 
 void Loop::settle() {
+  bool any_readable = false;
   do {
     run_ready();
-    poller_->poll();
+    any_readable = poller_->poll();
     context_->restart();
     context_->poll();
-  } while (!ready_.empty());
+  } while (any_readable || !ready_.empty());
 }
 
 void Loop::advance(std::chrono::nanoseconds duration) {
@@ -115,20 +118,27 @@ asio::thread_pool& Loop::helper_thread() {
 void Loop::schedule(TaskState& task) {
   intrusive_ptr_add_ref(&task);
   ready_.push_back(&task);
-  if (drain_posted_) return;
-  drain_posted_ = true;
-  asio::post(*context_, [this] { run_ready(); });
+  post_drain();
 }
 
-// Runs the tasks that are ready now. What they make ready runs in the next round, after I/O had its turn.
+// Runs the tasks that are ready now, for a few milliseconds at most: then I/O and timers have their turn before the
+// rest, and before what these tasks make ready.
 void Loop::run_ready() {
-  std::deque<TaskState*> batch;
-  batch.swap(ready_);
   drain_posted_ = false;
-  for (TaskState* task : batch) {
+  const auto deadline = std::chrono::steady_clock::now() + longest_round;
+  for (std::size_t count = ready_.size(); count > 0; --count) {
+    TaskState* task = ready_.front();
+    ready_.pop_front();
     task->run();
     intrusive_ptr_release(task);
+    if (std::chrono::steady_clock::now() > deadline) break;
   }
+  if (!ready_.empty()) post_drain();
+}
+
+void Loop::post_drain() {
+  if (std::exchange(drain_posted_, true)) return;
+  asio::post(*context_, [this] { run_ready(); });
 }
 
 void Loop::arm_real_timer() {

@@ -66,6 +66,7 @@ class Loop {
 
   void schedule(TaskState& task);
   void run_ready();
+  void post_drain();
   void arm_real_timer();
   void report(std::string_view task, const std::exception_ptr& failure);
   void destroy_tasks();

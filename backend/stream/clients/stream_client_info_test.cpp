@@ -1,0 +1,80 @@
+#include "backend/stream/clients/stream_client_info.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/failure.h"
+#include "tests/support/fake_siblings.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+
+class StreamClientInfoTest : public testing::Test {
+ protected:
+  StreamClientInfoTest() {
+    conf.load_json_conf(Value::parse(R"({"input":{},"output":{
+        "0":{"protocol":"hls","playlist_name":"index.m3u8"},
+        "1":{"protocol":"udp","hostname":"h","port":1,"filename":"u.ts"},
+        "2":{"protocol":"http","filename":"a.ts"}}})"));
+  }
+
+  Value clients_of(const StreamClientInfo& info, const char* index) { return info.dumps()[index]["clients"]; }
+
+  test::FakeSiblings world;
+  StreamConfig conf;
+};
+
+TEST_F(StreamClientInfoTest, ListsTrackedOutputsWithTheirClientsInOrderOfArrival) {
+  StreamClientInfo info(conf);
+  EXPECT_EQ(info.dumps().dump(), R"({"0":{"protocol":"hls","clients":[]},"2":{"protocol":"http","clients":[]}})");
+  EXPECT_TRUE(info.add("u.ts", "10.0.0.9", nullptr, nullptr));
+  info.add("index.m3u8", "10.0.0.5", nullptr, nullptr);
+  info.add("index.m3u8", "10.0.0.4", "90", nullptr);
+  world.loop.advance(5s);
+  info.add("index.m3u8", "10.0.0.5", nullptr, 1);
+  EXPECT_EQ(clients_of(info, "0").dump(), R"([{"addr":"10.0.0.5","duration":5},{"addr":"10.0.0.4","duration":5}])");
+}
+
+TEST_F(StreamClientInfoTest, ForgetsClientsAfterTheirOwnTimeout) {
+  StreamClientInfo info(conf);
+  info.add("index.m3u8", "a", nullptr, 10);
+  info.add("index.m3u8", "b", nullptr, "10");
+  info.add("index.m3u8", "c", nullptr, 10);
+  world.loop.advance(10s);
+  EXPECT_EQ(clients_of(info, "0").size(), 3u);
+  info.add("index.m3u8", "c", nullptr, nullptr);
+  world.loop.advance(1s);
+  EXPECT_EQ(clients_of(info, "0").dump(), R"([{"addr":"b","duration":11},{"addr":"c","duration":11}])");
+}
+
+TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {
+  StreamClientInfo info(conf);
+  info.add("a.ts", "a", "1", nullptr);
+  EXPECT_TRUE(info.remove("a.ts", "a", nullptr));
+  EXPECT_EQ(clients_of(info, "2").size(), 1u);
+  info.remove("a.ts", "a", "1");
+  EXPECT_EQ(clients_of(info, "2").size(), 0u);
+  EXPECT_TRUE(info.remove("other.ts", "a", "1"));
+}
+
+TEST_F(StreamClientInfoTest, RaisesForNamesThatAreNoTexts) {
+  StreamClientInfo info(conf);
+  EXPECT_THROW(info.add("a.ts", "a", 8080, nullptr), TypeError);
+  EXPECT_NO_THROW(info.add("other.ts", "a", 8080, nullptr));
+  EXPECT_THROW(info.remove("other.ts", "a", 8080), TypeError);
+  EXPECT_THROW(StreamClientInfo{JsonConf()}, AssertionError);
+}
+
+TEST_F(StreamClientInfoTest, CleanUpEndsTheExpiry) {
+  StreamClientInfo info(conf);
+  info.add("index.m3u8", "a", nullptr, 1);
+  EXPECT_TRUE(world.loop.run(info.cleanup()));
+  world.loop.advance(60s);
+  EXPECT_EQ(clients_of(info, "0").size(), 1u);
+}
+
+}  // namespace
+}  // namespace weir

@@ -1,0 +1,210 @@
+#include "backend/stream/config/stream_config.h"
+
+#include <fmt/core.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/config.h"
+#include "backend/platform/failure.h"
+#include "tests/support/fake_siblings.h"
+
+namespace weir {
+namespace {
+
+class StreamConfigTest : public testing::Test {
+ protected:
+  /// Loads a document of these members and gives it back as JSON.
+  static Value loaded(const char* form) {
+    StreamConfig conf;
+    EXPECT_TRUE(conf.load_json_conf(Value::parse(form))) << conf.get_error_msg();
+    return conf.document();
+  }
+
+  test::FakeSiblings world;
+};
+
+TEST_F(StreamConfigTest, NormalisesInputs) {
+  struct Case {
+    const char* input;
+    const char* expected;
+    int count;
+  };
+  for (const Case& c : {
+           // Blank inputs go; the others inherit from input 0.
+           Case{R"({"0":{"url":"udp://a","format":"mpegts"},"1":{"url":"   "},"2":{"url":"udp://b"}})",
+                R"({"0":{"url":"udp://a","format":"mpegts"},"1":{"url":"udp://b","format":"mpegts"}})", 2},
+           // Input 0 is blank, but its settings were the default already.
+           Case{R"({"0":{"url":"","re":true},"1":{"url":"b"}})", R"({"0":{"url":"b","re":true}})", 1},
+           Case{R"({"0":{"url":"a"},"switch":{"hours":"4"},"restart":{"hours":"5"}})",
+                R"({"switch":{"hours":"4"},"restart":{"hours":"5"},"0":{"url":"a"}})", 1},
+           Case{R"({"10":{"url":"c"},"9":{"url":"b"},"1":{"url":"a"}})",
+                R"({"0":{"url":"a"},"1":{"url":"b"},"2":{"url":"c"}})", 3},
+           // Longer than any integer.
+           Case{R"({"99999999999999999999999":{"url":"b"},"99999999999999999999998":{"url":"a"}})",
+                R"({"0":{"url":"a"},"1":{"url":"b"}})", 2},
+           Case{R"({"7":{"url":"b"},"07":{"url":"c"},"6":{"url":"a"}})",
+                R"({"0":{"url":"a"},"1":{"url":"b"},"2":{"url":"c"}})", 3},
+           // A url of the wrong kind drops its input only. The stored text is not trimmed.
+           Case{R"({"0":{"url":null},"1":{"url":7},"2":{"url":" c "}})", R"({"0":{"url":" c "}})", 1},
+           // A default that is no mapping can't be filled: null stays under the input's own key and is not counted.
+           Case{R"({"0":null,"1":{"url":"b"}})", R"({"0":null,"1":null})", 0},
+           Case{R"({"0":{"url":"a"},"-1":{"url":"x"},"1.5":5})", R"({"-1":{"url":"x"},"1.5":5,"0":{"url":"a"}})", 1},
+       }) {
+    StreamConfig conf;
+    ASSERT_TRUE(conf.load_json_conf({{"input", Value::parse(c.input)}, {"output", Value::object()}}));
+    EXPECT_EQ(conf.get_json_conf("input").dump(), Value::parse(c.expected).dump()) << c.input;
+    EXPECT_EQ(conf.nb_inputs, c.count) << c.input;
+  }
+}
+
+TEST_F(StreamConfigTest, NormalisesOutputs) {
+  const std::string uploads = std::filesystem::absolute(Config::UPLOAD_DIRECTORY).string();
+  struct Case {
+    std::string output;
+    std::string expected;
+  };
+  for (const Case& c : {
+           Case{R"({"protocol":"rtmp","server":"s","port":1935,"app":"/live","playpath":"//cam1"})",
+                R"({"protocol":"rtmp","server":"s","port":1935,"app":"live","playpath":"cam1"})"},
+           Case{R"({"protocol":"rtmp","server":"s","port":1935,"playpath":"cam1"})", ""},
+           Case{R"({"protocol":"rtmp","hostname":"h","port":1935})",
+                R"({"protocol":"rtmp","hostname":"h","port":1935})"},
+           Case{R"({"protocol":"rtsp","hostname":"h","port":554,"path":"/a/b"})",
+                R"({"protocol":"rtsp","hostname":"h","port":554,"path":"a/b"})"},
+           Case{R"({"protocol":"file","filename":"/tmp/x/rec.ts"})",
+                fmt::format(R"({{"protocol":"file","filename":"rec.ts","path":"{}"}})", uploads)},
+           Case{R"({"protocol":"file","filename":"r.ts","path":"/a//b/./../c/"})",
+                R"({"protocol":"file","filename":"r.ts","path":"/a/c"})"},
+           Case{R"({"protocol":"http","filename":"a/b.ts"})", R"({"protocol":"http","filename":"b.ts"})"},
+           Case{R"({"protocol":"hls","playlist_name":"a/b/index.m3u8"})",
+                R"({"protocol":"hls","playlist_name":"index.m3u8"})"},
+           Case{R"({"protocol":"udp","hostname":"h","port":""})", ""},
+           Case{R"({"protocol":"udp","hostname":"h","port":1234})", R"({"protocol":"udp","hostname":"h","port":1234})"},
+           Case{R"({"protocol":"RTP","hostname":"h","port":"5"})", R"({"protocol":"RTP","hostname":"h","port":"5"})"},
+           Case{R"("text")", ""},
+       }) {
+    const Value document = loaded(fmt::format(R"({{"input":{{}},"output":{{"0":{}}}}})", c.output).c_str());
+    EXPECT_EQ(document["output"].dump(), c.expected.empty() ? "{}" : "{\"0\":" + c.expected + "}") << c.output;
+  }
+}
+
+TEST_F(StreamConfigTest, RenumbersOutputsAndKeepsOtherMembers) {
+  const Value document = loaded(R"({"input":{},"output":{"7":{"protocol":"udp","hostname":"b","port":1},
+                                    "3":{"protocol":"udp","hostname":"a","port":1}}})");
+  EXPECT_EQ(document["output"]["0"]["hostname"], "a");
+  EXPECT_EQ(document["output"]["1"]["hostname"], "b");
+}
+
+TEST_F(StreamConfigTest, RaisesForAnHlsOutputThatCannotBe) {
+  const auto load = [](const char* output) {
+    StreamConfig conf;
+    conf.load_json_conf({{"input", Value::object()}, {"output", Value::parse(output)}});
+  };
+  EXPECT_THROW(load(R"({"1":{"protocol":"hls","playlist_name":"a"}})"), AssertionError);
+  EXPECT_THROW(load(R"({"a":{"protocol":"hls","playlist_name":"a"}})"), ValueError);
+  EXPECT_THROW(load(R"({"0":{"protocol":"hls"}})"), KeyError);
+  EXPECT_THROW(load(R"({"0":{"protocol":"rtmp","server":"s","port":1,"app":5,"playpath":"p"}})"), AttributeError);
+  EXPECT_NO_THROW(load(R"({"00":{"protocol":"hls","playlist_name":"a"}})"));
+  enable_assertions(false);
+  EXPECT_NO_THROW(load(R"({"a":{"protocol":"hls","playlist_name":"a"}})"));
+  enable_assertions(true);
+}
+
+TEST_F(StreamConfigTest, RefusesMembersOfTheWrongKind) {
+  StreamConfig conf;
+  EXPECT_FALSE(conf.load_json_conf({{"input", Value::array()}, {"output", 5}}));
+  EXPECT_EQ(conf.get_error_msg(), "Invalid input");
+  EXPECT_FALSE(conf.load_json_conf({{"input", Value::object()}}));
+  EXPECT_EQ(conf.get_error_msg(), "Invalid output");
+}
+
+TEST_F(StreamConfigTest, AppliesTheProfileButKeepsTheStreamsOwn) {
+  world.profiles()[12] = Value::parse(R"({"id":12,"name":"n","version":1,"video":{"codec":"x","map":"p"},"extra":1})");
+  const Value document = loaded(R"({"id":3,"profile":"12","input":{},"output":{},"video":{"map":"m","crf":9},
+                                    "audio":{"map":"a","codec":"old"}})");
+  EXPECT_EQ(document["id"], 3);
+  EXPECT_EQ(document["extra"], 1);
+  EXPECT_EQ(document["video"].dump(), R"({"codec":"x","map":"m","delogo":null,"cvdelogo":{"filename":null}})");
+  EXPECT_EQ(document["audio"].dump(), R"({"map":"a"})");
+  EXPECT_EQ(document["subtitle"].dump(), R"({"map":null})");
+}
+
+TEST_F(StreamConfigTest, ReportsProfilesThatCannotBeApplied) {
+  struct Case {
+    Value profile;
+    std::string message;
+  };
+  for (const Case& c :
+       {Case{"x12", "Invalid profile ID x12"}, Case{"", "Invalid profile ID "}, Case{"9", "no such profile"}}) {
+    StreamConfig conf;
+    EXPECT_FALSE(
+        conf.load_json_conf({{"profile", c.profile}, {"input", Value::object()}, {"output", Value::object()}}));
+    EXPECT_EQ(conf.get_error_msg(), c.message);
+  }
+  StreamConfig conf;
+  EXPECT_THROW(conf.load_json_conf({{"profile", 3}, {"input", Value::object()}, {"output", Value::object()}}),
+               AttributeError);
+}
+
+TEST_F(StreamConfigTest, GivesTheAddressesOfItsOutputs) {
+  StreamConfig conf;
+  ASSERT_TRUE(conf.load_json_conf(Value::parse(R"({"id":5,"input":{},"output":{
+      "0":{"protocol":"hls","playlist_name":"live feed.m3u8"},
+      "1":{"protocol":"http","filename":"\u00e9.ts"},
+      "2":{"protocol":"udp","hostname":"239.0.0.1","port":1234},
+      "3":{"protocol":"file","filename":"a.ts","path":"/srv/rec"},
+      "4":{"protocol":"rtmp","server":"s","port":"0","app":"a","playpath":"p"},
+      "5":{"protocol":"rtsp","hostname":"h","port":554,"path":"x"},
+      "6":{"protocol":"rtmp","server":"s","port":"1935","app":"a","playpath":"p"}}})")));
+  EXPECT_EQ(conf.get_output_urls("192.0.2.10:8080"),
+            (std::vector<std::string>{"http://192.0.2.10:8080/5/live%20feed.m3u8",
+                                      "http://192.0.2.10:8080/stream/5/%C3%A9.ts", "udp://239.0.0.1:1234",
+                                      "/srv/rec/a.ts", "rtmp://s:1935/a/p"}));
+  EXPECT_EQ(conf.get_output_urls("h", std::set<std::string>{"hls"}),
+            (std::vector<std::string>{"http://h:8080/5/live%20feed.m3u8"}));
+}
+
+TEST_F(StreamConfigTest, NamesInputsInPriorityOrder) {
+  StreamConfig conf;
+  EXPECT_TRUE(conf.get_input_urls().empty());
+  ASSERT_TRUE(conf.load_json_conf(Value::parse(R"({"input":{"5":{"url":"b"},"2":{"url":"a"}},"output":{}})")));
+  EXPECT_EQ(conf.get_input_urls(), (std::vector<Value>{"a", "b"}));
+}
+
+TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {
+  const auto path = [&](const char* name) { return (world.directory.path() / name).string(); };
+  const auto write = [&](const char* name, const std::string& content) { std::ofstream(path(name)) << content; };
+  write("empty", "");
+  write("truncated", R"({"input":{)");
+  write("list", "[]");
+  write("utf8", "{\"label\":\"\xFF\"}");
+  write("large", "{\"label\":\"" + std::string(1 << 20, 'x') + "\"}");
+  write("deep", std::string(500, '[') + std::string(500, ']'));
+  std::string many = "{\"a\":0";
+  for (int i = 0; i < 10'000; ++i) many += fmt::format(",\"k{}\":1", i);
+  write("many", many + "}");
+  std::filesystem::create_directory(path("directory"));
+  for (const char* name : {"empty", "truncated", "list", "utf8", "large", "deep", "many", "directory", "missing"}) {
+    StreamConfig conf(path(name));
+    EXPECT_FALSE(conf.load_json_conf()) << name;
+    EXPECT_FALSE(conf.get_error_msg().empty()) << name;
+  }
+}
+
+TEST_F(StreamConfigTest, SavesAndLoadsWhatItHolds) {
+  const std::string path = (world.directory.path() / "0.conf").string();
+  StreamConfig conf(path);
+  ASSERT_TRUE(conf.load_json_conf(Value::parse(R"({"z":1,"a":[0.5,true,null],"input":{},"output":{}})")));
+  ASSERT_TRUE(conf.save_json_conf());
+  StreamConfig again(path);
+  ASSERT_TRUE(again.load_json_conf());
+  EXPECT_EQ(again.document().dump(), conf.document().dump());
+  conf.retire();
+  EXPECT_FALSE(conf.save_json_conf());
+}
+
+}  // namespace
+}  // namespace weir

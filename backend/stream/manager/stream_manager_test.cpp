@@ -1,0 +1,268 @@
+#include "backend/stream/manager/stream_manager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/config.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+#include "backend/stream/manager/stream_manager_check_params.h"
+#include "tests/support/fake_siblings.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+using Ids = std::vector<long long>;
+
+class StreamManagerTest : public testing::Test {
+ protected:
+  static Value form(const char* status = "stopped") {
+    return {{"label", "News"},
+            {"status", status},
+            {"profile", "5"},
+            {"input", {{"0", {{"url", "udp://a"}}}}},
+            {"output", {{"0", {{"protocol", "hls"}, {"playlist_name", "index.m3u8"}}}}}};
+  }
+  static std::string path(const std::string& name) { return join_path(Config::STREAM_DIRECTORY, name); }
+  static void write(const std::string& name, const std::string& content) {
+    std::ofstream(path(name).c_str()) << content;
+  }
+  static void write_document(const std::string& name, const Value& document) { write(name, document.dump()); }
+
+  StreamManagerTest() {
+    std::filesystem::create_directories(Config::STREAM_DIRECTORY);
+    world.profiles()[5] = Value::object();
+  }
+
+  void add(int count) {
+    for (int i = 0; i < count; ++i) ASSERT_TRUE(manager.add_stream(form())) << manager.get_error_msg();
+  }
+  Ids registered() const {
+    Ids ids;
+    for (const auto& [id, stream] : manager.streams) ids.push_back(id);
+    return ids;
+  }
+  std::string status(long long id) { return to_text(manager.get_stream(id)->get_status()); }
+  void run(const std::vector<long long>& ids) {
+    for (const long long id : ids) ASSERT_TRUE(world.loop.run(manager.start_stream(id)));
+    world.loop.advance(10ms);
+    for (const auto& child : world.children) child->print(test::progress_line("00:00:01"));
+    world.loop.settle();
+  }
+
+  test::FakeSiblings world;
+  StreamManager manager;
+};
+
+TEST_F(StreamManagerTest, CreatesTheStreamDirectoryAndBeginsWithStreamZero) {
+  std::filesystem::remove_all(Config::STREAM_DIRECTORY);
+  EXPECT_TRUE(world.loop.run(manager.init()));
+  add(1);
+  EXPECT_TRUE(std::filesystem::exists(path("0.conf")));
+  EXPECT_EQ(registered(), Ids{0});
+}
+
+TEST_F(StreamManagerTest, ReportsADirectoryThatCannotBeCreated) {
+  std::filesystem::remove_all(Config::STREAM_DIRECTORY);
+  std::ofstream((world.directory.path() / "file").c_str()) << "x";
+  Config::STREAM_DIRECTORY = (world.directory.path() / "file" / "streams").string();
+  EXPECT_FALSE(world.loop.run(manager.init()));
+  EXPECT_EQ(world.log_lines,
+            std::vector<std::string>{"error Weir: Failed to create stream directory: Not a directory"});
+}
+
+TEST_F(StreamManagerTest, LoadsStreamFilesInTheOrderOfTheirIds) {
+  for (const char* name : {"10.conf", "3.conf", "007.conf", "notes.txt", "5.conf.bak", "a5.conf", "-1.conf"}) {
+    write_document(name, form());
+  }
+  write("12.conf", "{broken");
+  ASSERT_TRUE(world.loop.run(manager.init()));
+  EXPECT_EQ(registered(), (Ids{3, 7, 10}));
+  EXPECT_EQ(manager.stream_next_id, 11);
+  ASSERT_EQ(world.log_lines.size(), 1u);
+  EXPECT_NE(world.log_lines[0].find("12.conf"), std::string::npos);
+  StreamConfig rewritten(path("007.conf"));
+  ASSERT_TRUE(rewritten.load_json_conf());
+  EXPECT_EQ(rewritten.get_json_conf("id"), 7);
+  EXPECT_EQ(rewritten.get_json_conf("min_speed"), "") << "the layout update";
+}
+
+TEST_F(StreamManagerTest, PassesOnWhatTheLoadOfAFileRaises) {
+  write_document("1.conf", Value::parse(R"({"input":{},"output":{"1":{"protocol":"hls","playlist_name":"a"}}})"));
+  EXPECT_THROW(world.loop.run(manager.init()), AssertionError);
+}
+
+TEST_F(StreamManagerTest, RestoresWhatWasActiveThreeSecondsApart) {
+  int id = 0;
+  for (const char* status : {"running", "stopped", "starting", "restarting"}) {
+    write_document(std::to_string(id++) + ".conf", form(status));
+  }
+  world.command_can_be_made = false;  // a restored start does not check the configuration
+  ASSERT_TRUE(world.loop.run(manager.init()));
+  world.command_can_be_made = true;
+  std::vector<std::size_t> launched;
+  for (int second = 0; second < 8; ++second) {
+    world.loop.advance(1s);
+    launched.push_back(world.children.size());
+  }
+  EXPECT_EQ(launched, (std::vector<std::size_t>{1, 1, 2, 2, 2, 3, 3, 3}));
+  EXPECT_EQ(status(1), "stopped");
+}
+
+TEST_F(StreamManagerTest, FindsStreamsByNumberAndByText) {
+  add(6);
+  for (const Value& id : {Value(5), Value("5"), Value(" +5 "), Value(5.9), Value("05")}) {
+    EXPECT_EQ(manager.get_stream(id), manager.streams[5]) << id;
+  }
+  for (const Value& id : {Value("x"), Value(nullptr), Value::object(), Value("5.0"), Value(9), Value(1e300)}) {
+    EXPECT_EQ(manager.get_stream(id), nullptr) << id;
+    EXPECT_EQ(manager.get_error_msg(), "Invalid Stream ID " + to_text(id));
+  }
+}
+
+TEST_F(StreamManagerTest, KeepsTheIdWhenAFormIsRejected) {
+  EXPECT_FALSE(manager.add_stream({{"input", 1}}));
+  EXPECT_EQ(manager.get_error_msg(), "Invalid input");
+  add(1);
+  EXPECT_EQ(registered(), Ids{0});
+}
+
+TEST_F(StreamManagerTest, SavesFormsToTheLiveDocumentAndItsFile) {
+  add(1);
+  EXPECT_TRUE(manager.save_stream(0, {{"label", "Sport"}}));
+  StreamConfig saved(path("0.conf"));
+  ASSERT_TRUE(saved.load_json_conf());
+  EXPECT_EQ(saved.get_json_conf("label"), "Sport");
+  EXPECT_EQ(manager.get_stream_config(0)->get_json_conf("label"), "Sport");
+  EXPECT_FALSE(manager.save_stream(0, {{"input", 1}}));
+  EXPECT_FALSE(manager.save_stream(1, {{"label", "x"}}));
+}
+
+TEST_F(StreamManagerTest, DeletesOnlyWhatIsNotActive) {
+  add(2);
+  run({0});
+  EXPECT_FALSE(manager.delete_stream("0"));
+  EXPECT_EQ(manager.get_error_msg(), "Can not delete stream 0: it's running");
+  world.loop.run(manager.stop_stream(0));
+  world.loop.settle();
+  EXPECT_TRUE(manager.delete_stream("0"));
+  EXPECT_FALSE(std::filesystem::exists(path("0.conf")));
+  EXPECT_EQ(registered(), Ids{1});
+  std::filesystem::remove(path("1.conf"));
+  std::filesystem::create_directories(path("1.conf") + "/x");
+  EXPECT_FALSE(manager.delete_stream(1));
+  EXPECT_NE(manager.get_error_msg().find("Failed to delete stream 1: "), std::string::npos);
+  EXPECT_EQ(registered(), Ids{1});
+}
+
+TEST_F(StreamManagerTest, ADeletedStreamIsNeitherStartedNorWrittenAgain) {
+  add(1);
+  const std::shared_ptr<Stream> stream = manager.get_stream(0);
+  world.loop.run(stream->start(5));
+  stream->set_status("stopped");
+  ASSERT_TRUE(manager.delete_stream(0));
+  world.loop.advance(10s);
+  EXPECT_FALSE(world.loop.run(stream->start()));
+  world.loop.advance(10s);
+  EXPECT_TRUE(world.children.empty());
+  EXPECT_FALSE(std::filesystem::exists(path("0.conf")));
+}
+
+TEST_F(StreamManagerTest, GuardedOperationsFallBackForABadId) {
+  EXPECT_FALSE(world.loop.run(manager.start_stream(3)));
+  EXPECT_FALSE(world.loop.run(manager.stop_stream(3)));
+  EXPECT_FALSE(world.loop.run(manager.restart_stream(3)));
+  EXPECT_FALSE(manager.delete_stream(3) || manager.delete_stream_log(3) || manager.get_stream_log(3));
+  EXPECT_EQ(manager.get_stream_config(3), nullptr);
+  EXPECT_FALSE(manager.add_stream_client_info(3, "f", "a", nullptr, nullptr));
+  EXPECT_FALSE(manager.remove_stream_client_info(3, "f", "a", nullptr));
+  EXPECT_EQ(manager.get_stream_info("h", 3), false);
+  EXPECT_FALSE(manager.get_stream_output_urls(3, "h"));
+  EXPECT_EQ(manager.get_error_msg(), "Invalid Stream ID 3");
+  const auto operation = [](StreamManager&, const Value&) { return 1; };
+  EXPECT_THROW(stream_manager_check_params(0, 2)(operation)(manager, Value(0)), IndexError);
+}
+
+TEST_F(StreamManagerTest, KeepsTheLogAndTheClientsOfAStream) {
+  add(1);
+  run({0});
+  world.child().print("a warning\n");
+  world.loop.settle();
+  EXPECT_EQ(manager.get_stream_log("0"), "a warning\n");
+  EXPECT_TRUE(manager.delete_stream_log(0));
+  EXPECT_EQ(manager.get_stream_log(0), "");
+  EXPECT_TRUE(manager.add_stream_client_info("0", "index.m3u8", "10.0.0.5", nullptr, 30));
+  EXPECT_EQ(manager.get_stream(0)->get_client_info()["0"]["clients"].size(), 1u);
+  EXPECT_TRUE(manager.remove_stream_client_info(0, "index.m3u8", "10.0.0.5", nullptr));
+}
+
+TEST_F(StreamManagerTest, BatchStartSpreadsTheStoppedOnes) {
+  add(4);
+  run({1});
+  manager.get_stream(3)->set_status("");
+  EXPECT_TRUE(world.loop.run(manager.batch_start_streams({0, 1, 99, 2, 3})));
+  EXPECT_EQ(manager.get_error_msg(), "Invalid Stream ID 99");
+  world.loop.advance(10ms);
+  EXPECT_EQ(world.children.size(), 2u);
+  world.loop.advance(3s);
+  EXPECT_EQ(world.children.size(), 3u);
+  world.loop.advance(10s);
+  EXPECT_EQ(world.children.size(), 3u) << "a stream without a status is not stopped";
+}
+
+TEST_F(StreamManagerTest, BatchRestartGoesOneByOneUntilAnotherBatchEndsIt) {
+  add(4);
+  run({0, 1, 2});
+  EXPECT_TRUE(world.loop.run(manager.batch_restart_streams({"0", 3, 1, 2}, 3, "restart {id} {label}")));
+  world.loop.advance(2900ms);
+  EXPECT_EQ(world.children.size(), 4u);
+  world.loop.advance(200ms);
+  EXPECT_EQ(world.children.size(), 5u);
+  EXPECT_EQ(world.log_lines, (std::vector<std::string>{"info Weir: restart 0 News", "info Weir: restart 1 News"}));
+  EXPECT_TRUE(world.loop.run(manager.batch_stop_streams({0, 3})));
+  world.loop.advance(10s);
+  EXPECT_EQ(world.children.size(), 5u);
+  EXPECT_EQ(status(0), "stopped");
+  EXPECT_EQ(status(1), "restarting");
+}
+
+TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {
+  EXPECT_EQ(manager.get_stream_info("h").dump(), "[]");
+  add(2);
+  run({1});
+  const Value records = manager.get_stream_info("h:80");
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(
+      records[1].dump(),
+      R"({"id":1,"label":"News","hwaccel":null,"encoders":["libx264"],"bitrate":2097.2,"quality":28.0,"fps":25.0,)"
+      R"("time":1,"speed":1.0,"status":"running","process_info":{"cpu_percent":0.0,"mem_rss":50},)"
+      R"("url_info":{"inputs":["udp://a"],"outputs":["http://h:8080/1/index.m3u8"],"input_index":0},)"
+      R"("codec_info":{"inputs":["input"],"outputs":["output"]},"client_info":{"0":{"protocol":"hls","clients":[]}}})");
+  EXPECT_EQ(manager.get_stream_info("h:80", "1"), records[1]);
+  EXPECT_EQ(records[0]["fps"].dump(), "0");
+}
+
+TEST_F(StreamManagerTest, CountsAndFindsStreams) {
+  add(3);
+  run({0, 1});
+  manager.get_stream(2)->set_status("odd");
+  ASSERT_TRUE(manager.save_stream(1, {{"profile", "05"}}));
+  EXPECT_EQ(manager.get_all_stream_stats(nullptr).dump(),
+            R"({"total":3,"starting":0,"running":2,"restarting":0,"stopped":1})");
+  EXPECT_EQ(manager.get_stream_name_list().dump(), "[0,1,2]");
+  EXPECT_EQ(manager.get_all_stream_by_profile_id(5).size(), 2u);
+  EXPECT_EQ(manager.get_all_stream_by_profile_id("05").size(), 1u);
+  // Loading replaces the video section by the profile's; what is set afterwards stays until the next load.
+  manager.get_stream_config(1)->set_json_conf("video.gpu", "1");
+  manager.get_stream_config(2)->set_json_conf("video.gpu", 1);
+  EXPECT_EQ(manager.get_all_stream_stats(1).dump(),
+            R"({"total":1,"starting":0,"running":1,"restarting":0,"stopped":0,"gpu":1})");
+}
+
+}  // namespace
+}  // namespace weir
