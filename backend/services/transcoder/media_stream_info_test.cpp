@@ -1,0 +1,103 @@
+#include "backend/services/transcoder/media_stream_info.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+namespace weir {
+namespace {
+
+MediaStreamInfo read(std::initializer_list<const char*> lines) {
+  MediaStreamInfo info;
+  for (const char* line : lines) info.parse(std::string(line) + "\n");
+  return info;
+}
+
+TEST(MediaStreamInfoTest, IsNotFooledByTitles) {
+  const MediaStreamInfo info = read({
+      "Input #0, mpegts, from 'udp://239.0.0.1:1':",
+      "  Metadata:",
+      "    title           : x",
+      "    Stream #0:0: Video: h264, yuv420p, 1x1, 9 kb/s, 99 fps",
+      "    Duration: 00:00:01.00, start: 0, bitrate: 7 kb/s",
+      "  Duration: N/A, start: 0.0, bitrate: 3000 kb/s",
+      "  Stream #0:0[0x100]: Video: h264 (Main), yuv420p(tv, bt709, progressive), 720x576 [SAR 16:11 DAR 20:11], 25 "
+      "fps",
+      "Stream mapping:",
+      "  Stream #0:0 -> #0:0 (copy)",
+      "Output #0, mpegts, to 'x':",
+      "  Metadata:",
+      "    Side data       : ",
+      "      cpb: bitrate max/min/avg: 1/1/1000 buffer size: 0",
+      "  Stream #0:0: Video: h264 (Main), yuv420p(tv), 720x576, q=2-31, 25 fps, 90k tbn",
+      "    Metadata:",
+      "      cpb: bitrate max/min/avg: 1/1/1000 buffer size: 0",
+  });
+  EXPECT_EQ(info.dump_inputs().size(), 1U);
+  EXPECT_EQ(info.get_stream_by_specifier({}).at(0).width, 720);
+  EXPECT_EQ(info.get_stream_by_specifier({}, true).at(0).bitrate_avg, 3000);
+}
+
+TEST(MediaStreamInfoTest, GivesACopiedPictureItsOwnSourcesBitRate) {
+  const MediaStreamInfo info = read({
+      "Input #0, mov, from 'x':",
+      "  Duration: 00:01:00.00, start: 0.0, bitrate: 9000 kb/s",
+      "  Stream #0:0: Audio: aac (LC), 48000 Hz, stereo, fltp, 128 kb/s",
+      "  Stream #0:1: Video: h264, yuv420p, 320x180, 300 kb/s, 25 fps",
+      "  Stream #0:2: Video: h264, yuv420p, 1280x720, 2900 kb/s, 25 fps",
+      "Output #0, mpegts, to 'x':",
+      "  Stream #0:0: Video: h264, yuv420p, 1280x720, q=2-31, 25 fps",
+      "Stream mapping:",
+      "  Stream #0:2 -> #0:0 (copy)",
+  });
+  EXPECT_EQ(info.get_stream_by_specifier({}, true).at(0).bitrate_avg, 2900);
+}
+
+TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
+  MediaStreamInfo info;
+  info.parse("Input #0, x, from 'y':\n");
+  for (int i = 0; i < 5000; ++i)
+    info.parse("  Stream #0:" + std::to_string(i) + ": Video: a, b, 99999999999x1, 1e99 fps\n");
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+  for (const char* line :
+       {"  Stream #", "  Stream #0", "  Stream #0:", "  Stream #0:0", "  Stream #0:0:", "  Stream #0:0[",
+        "  Stream #0:0(", "  Stream #0:0: Video:", "  Stream #0:0: Video: ", "  Stream #-1:0: Video: x",
+        "  Stream #0:0: Video: ,,,((((", "  Stream #0:0: Audio: , Hz, kb/s", "  Duration: "}) {
+    info.parse(line);
+  }
+  info.parse("  Stream #0:300: Video: " + std::string(60'000, '(') + "\n");
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+}
+
+TEST(MediaStreamInfoTest, EstimatesByShapeWhatNobodyKnows) {
+  EXPECT_EQ(estimate_bitrate(1280, 720, 25), 1613);
+  EXPECT_EQ(estimate_bitrate(1280, 720, 0), 1613);
+  EXPECT_EQ(estimate_bitrate(16, 16, 1), 64);
+  EXPECT_EQ(estimate_bitrate(0, 0, 25), 1000);
+}
+
+TEST(ProbeArgumentsTest, TakeAUrlOrNothing) {
+  struct Case {
+    const char* text;
+    std::optional<std::string> url;
+  };
+  const Case cases[] = {
+      {"-i 'udp://a:1'", "udp://a:1"},
+      {"-i 'it's a 'file' -y x.ts'", "it's a 'file' -y x.ts"},
+      {"-i '-loglevel'", "-loglevel"},
+      {"-i ''' -f null '", "'' -f null "},
+      {"-i plain.ts", "plain.ts"},
+      {"-i a b", std::nullopt},
+      {"-i \"a\"", std::nullopt},
+      {"-i 'a", std::nullopt},
+      {"-i ''", std::nullopt},
+      {"-i '  '", std::nullopt},
+      {"-i 'a\nb'", std::nullopt},
+      {"-y 'a'", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const Case& c : cases) EXPECT_EQ(parse_probe_arguments(c.text), c.url) << c.text;
+}
+
+}  // namespace
+}  // namespace weir

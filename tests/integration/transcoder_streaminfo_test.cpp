@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "backend/platform/files.h"
+#include "backend/services/transcoder/media_stream_info.h"
+
+namespace weir {
+namespace {
+
+/// What FFmpeg printed about one kind of source, and what is to be read from it: a line for each stream.
+struct Recording {
+  const char* name;
+  std::vector<std::string> inputs;
+  std::vector<std::string> outputs;
+};
+
+// type codec/profile language | shape rate | bit rate/average
+const Recording recordings[] = {
+    {"ts_copied",
+     {"video h264/Constrained Baseline 640x360 25 yuv420p", "audio aac/LC 48000 stereo 98k"},
+     {"video h264/Constrained Baseline 640x360 25 yuv420p avg 1084k", "audio aac/LC 48000 stereo 98k"}},
+    {"ts_from_pipe_copied",
+     {"video h264/Constrained Baseline 640x360 25 yuv420p", "audio aac/LC 48000 stereo 98k"},
+     {"video h264/Constrained Baseline 640x360 25 yuv420p avg 403k", "audio aac/LC 48000 stereo 98k"}},
+    {"mkv_two_languages",
+     {"video hevc/Main 640x360 25 yuv420p", "audio aac/LC eng 48000 mono", "audio aac/LC ger 48000 mono",
+      "subtitle subrip fre"},
+     {"video h264 640x360 25 yuv420p 1200k avg 1200k", "audio aac/LC eng 48000 stereo 96k",
+      "audio aac/LC ger 48000 stereo 96k", "subtitle subrip fre"}},
+    {"mp3_audio_only", {"audio mp3 48000 mono 128k"}, {"audio aac/LC 48000 mono 96k"}},
+    {"webm_vp9",
+     {"video vp9/Profile 0 640x360 25 yuv420p", "audio opus 48000 mono"},
+     {"video h264 640x360 25 yuv420p 1200k avg 1200k", "audio aac/LC 48000 stereo 96k"}},
+    {"slideshow", {"video mjpeg/Baseline 640x360 5 yuvj420p"}, {"video h264 640x360 5 yuv420p 1200k avg 1200k"}},
+    {"mjpeg_avi",
+     {"video mjpeg/Baseline 640x360 25 yuvj420p 1754k avg 1754k"},
+     {"video h264 640x360 25 yuvj420p avg 403k"}},
+    {"lavfi_ladder",
+     {"video rawvideo 1280x720 29.97 yuv420p", "audio pcm_s16le 44100 mono 706k"},
+     {"video h264 1280x720 29.97 yuv420p 1800k avg 1800k", "video h264 640x360 29.97 yuv420p 500k avg 500k",
+      "audio aac/LC 44100 stereo 96k"}},
+};
+
+std::vector<std::string> summarize(const Value& streams) {
+  std::vector<std::string> lines;
+  for (const Value& stream : streams) {
+    std::string line = to_text(stream["type"]) + " " + to_text(stream["codec"]);
+    if (stream.contains("profile")) line += "/" + to_text(stream["profile"]);
+    if (stream.contains("language")) line += " " + to_text(stream["language"]);
+    if (stream.contains("width")) line += " " + to_text(stream["width"]) + "x" + to_text(stream["height"]);
+    if (stream.contains("fps")) line += " " + stream["fps"].dump().substr(0, stream["fps"].dump().find(".0"));
+    for (const char* name : {"pix_fmt", "sample_rate", "channels"}) {
+      if (stream.contains(name)) line += " " + to_text(stream[name]);
+    }
+    if (stream.contains("bitrate")) line += " " + to_text(stream["bitrate"]) + "k";
+    if (stream.contains("bitrate_avg")) line += " avg " + to_text(stream["bitrate_avg"]) + "k";
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+MediaStreamInfo read_recording(const std::string& name) {
+  std::istringstream text(read_file(std::string(WEIR_TEST_DATA) + "/" + name, 1 << 20));
+  MediaStreamInfo info;
+  for (std::string line; std::getline(text, line);) info.parse(line + "\n");
+  return info;
+}
+
+TEST(RecordedStreamInfoTest, ReadsEveryKindOfSourceWithAndWithoutColours) {
+  for (const Recording& recording : recordings) {
+    for (const char* ending : {".txt", ".color.txt"}) {
+      SCOPED_TRACE(recording.name + std::string(ending));
+      const MediaStreamInfo info = read_recording(recording.name + std::string(ending));
+      EXPECT_EQ(summarize(info.dump_inputs()), recording.inputs);
+      EXPECT_EQ(summarize(info.dump_outputs()), recording.outputs);
+    }
+  }
+}
+
+TEST(RecordedStreamInfoTest, FindsTheStreamsOfALadderBySpecifier) {
+  const MediaStreamInfo info = read_recording("lavfi_ladder.color.txt");
+  const auto second = info.get_stream_by_specifier({"v", 1, 0}, true);
+  ASSERT_EQ(second.size(), 1U);
+  EXPECT_EQ(second[0].stream_type, "v");
+  EXPECT_EQ(second[0].height, 360);
+  EXPECT_EQ(second[0].bitrate_avg, 500);
+  EXPECT_EQ(info.get_stream_by_specifier({"a", 0, 0}, true).at(0).bitrate, 96);
+  EXPECT_EQ(info.get_stream_by_specifier({"", 2, 0}, true).at(0).stream_type, "a");
+  EXPECT_NEAR(info.get_stream_by_specifier({}).at(0).fps, 29.97, 0.001);
+  EXPECT_TRUE(info.get_stream_by_specifier({"v", 2, 0}, true).empty());
+  EXPECT_TRUE(info.get_stream_by_specifier({"v", 0, 1}, true).empty());
+}
+
+}  // namespace
+}  // namespace weir
