@@ -1,0 +1,194 @@
+#include "backend/web/http_server.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <system_error>
+
+#include "backend/platform/sleep.h"
+#include "tests/support/test_loop.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A client's end of a connection; it never waits.
+class Client {
+ public:
+  explicit Client(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      throw std::system_error(errno, std::generic_category(), "connect");
+  }
+  void send(const std::string& bytes) const { ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  /// Everything that came so far.
+  const std::string& read() {
+    std::string chunk(1 << 16, '\0');
+    for (;;) {
+      const ssize_t size = ::recv(socket_.get(), chunk.data(), chunk.size(), MSG_DONTWAIT);
+      if (size == 0) closed_ = true;
+      if (size <= 0) return received_;
+      received_.append(chunk, 0, static_cast<std::size_t>(size));
+    }
+  }
+  bool closed() {
+    read();
+    return closed_;
+  }
+
+ private:
+  Descriptor socket_;
+  std::string received_;
+  bool closed_ = false;
+};
+
+std::size_t count(const std::string& text, std::string_view part) {
+  std::size_t found = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+  return found;
+}
+
+// "/slow" takes 5 s, "/large" sends 8 MiB, everything else says what it was asked.
+Async<Response> answer(const Request& request) {
+  if (request.target.path[0] == "slow") co_await sleep(5s);
+  if (request.target.path[0] == "large") co_return text_response(std::string(8 << 20, 'x'));
+  co_return text_response(request.method + " " + request.target.path[0] + " " + request.host + " " + request.body);
+}
+
+class HttpServerTest : public testing::Test {
+ protected:
+  HttpServerTest() {
+    limits_.connections = 3;
+    server_ = std::make_unique<HttpServer>(answer, limits_);
+    server_->listen("127.0.0.1", 0);
+    server_->start();
+  }
+  ~HttpServerTest() override { stop(); }
+
+  void stop() {
+    const Task task = spawn("stop", server_->stop(0ms));
+    EXPECT_TRUE(wait([&] { return task.dead(); }));
+  }
+  bool wait(const std::function<bool()>& condition) { return loop_.run_until(condition, 10s); }
+  bool receives(Client& client, std::string_view text, std::size_t times = 1) {
+    return wait([&] { return count(client.read(), text) == times; });
+  }
+  bool ends(Client& client) {
+    return wait([&] { return client.closed(); });
+  }
+  // What a client has sent is there already; a connection takes a few turns of the loop to be accepted and read.
+  void let_server_read() {
+    for (int turn = 0; turn < 10; ++turn) loop_.settle();
+  }
+  int port() const { return server_->port(); }
+
+  test::TestLoop loop_;
+  HttpLimits limits_;
+  std::unique_ptr<HttpServer> server_;
+};
+
+TEST_F(HttpServerTest, AnswersRequestAfterRequestOnOneConnection) {
+  Client client(port());
+  client.send("GET /a HTTP/1.1\r\nHost: h:1\r\n\r\nPOST /b HTTP/1.1\r\nHost: h:1\r\nContent-Length: 3\r\n\r\nxyz");
+  EXPECT_TRUE(receives(client, "POST b h:1 xyz")) << client.read();
+  EXPECT_EQ(count(client.read(), "GET a h:1 "), 1U);
+  EXPECT_FALSE(client.closed());
+  client.send("GET /c HTTP/1.1\r\nConnection: close\r\n\r\n");
+  EXPECT_TRUE(receives(client, "GET c 127.0.0.1:" + std::to_string(port())));
+  EXPECT_TRUE(ends(client));
+}
+
+TEST_F(HttpServerTest, HeadHasTheHeadersAndNoBody) {
+  Client client(port());
+  client.send("HEAD /a HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+  EXPECT_TRUE(ends(client));
+  EXPECT_EQ(count(client.read(), "Content-Length: 9\r\n"), 1U) << client.read();
+  EXPECT_TRUE(client.read().ends_with("\r\n\r\n"));
+}
+
+TEST_F(HttpServerTest, ABodyIsAskedForWhereTheClientWaits) {
+  Client client(port());
+  client.send("POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+  EXPECT_TRUE(receives(client, "HTTP/1.1 100 Continue\r\n\r\n"));
+  client.send("ok");
+  EXPECT_TRUE(receives(client, "POST b h ok"));
+}
+
+TEST_F(HttpServerTest, RefusesWhatItCannotTake) {
+  const struct {
+    std::string request;
+    const char* status;
+  } cases[] = {
+      {"nonsense\r\n\r\n", "400"},
+      {"GET /../x HTTP/1.1\r\n\r\n", "400"},
+      {"GET /%00 HTTP/1.1\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nContent-Length: -1\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nX: " + std::string(limits_.header_bytes, 'x') + "\r\n\r\n", "431"},
+      {"POST /a HTTP/1.1\r\nContent-Length: 1048577\r\n\r\n", "413"},
+      {"POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n200000\r\n" + std::string(1 << 21, 'x'), "413"},
+  };
+  for (const auto& c : cases) {
+    Client client(port());
+    client.send(c.request);
+    EXPECT_TRUE(receives(client, std::string("HTTP/1.1 ") + c.status)) << c.request.substr(0, 60) << client.read();
+  }
+}
+
+TEST_F(HttpServerTest, ASilentClientIsLetGo) {
+  Client idle(port());
+  Client unfinished(port());
+  unfinished.send("GET /a HTTP/1.1\r\nHos");
+  Client reader(port());
+  reader.send("GET /large HTTP/1.1\r\nHost: h\r\n\r\n");
+  let_server_read();
+  loop_.advance(limits_.read + 2s);
+  EXPECT_TRUE(ends(unfinished));
+  EXPECT_TRUE(ends(reader));
+  EXPECT_LT(reader.read().size(), std::size_t{8} << 20);
+  EXPECT_FALSE(idle.closed());
+  loop_.advance(limits_.idle);
+  EXPECT_TRUE(ends(idle));
+}
+
+TEST_F(HttpServerTest, AnAnswerMayTakeItsTime) {
+  Client client(port());
+  client.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
+  let_server_read();
+  loop_.advance(5s);
+  EXPECT_TRUE(receives(client, "GET slow h"));
+}
+
+TEST_F(HttpServerTest, MoreConnectionsThanTheLimitAreTurnedAway) {
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 4; ++i) clients.push_back(std::make_unique<Client>(port()));
+  EXPECT_TRUE(receives(*clients[3], "HTTP/1.1 503"));
+  clients.erase(clients.begin(), clients.begin() + 2);
+  let_server_read();
+  Client next(port());
+  next.send("GET /a HTTP/1.1\r\nHost: h\r\n\r\n");
+  EXPECT_TRUE(receives(next, "GET a h"));
+}
+
+TEST_F(HttpServerTest, StoppingLetsTheAnswerUnderWayEnd) {
+  const int taken = port();
+  Client idle(port());
+  Client busy(port());
+  busy.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
+  let_server_read();
+  const Task stopping = spawn("stop", server_->stop(10s));
+  EXPECT_TRUE(ends(idle));
+  EXPECT_FALSE(stopping.dead());
+  loop_.advance(6s);
+  EXPECT_TRUE(receives(busy, "Connection: close"));
+  loop_.advance(1s);
+  EXPECT_TRUE(wait([&] { return stopping.dead(); }));
+  EXPECT_THROW(Client{taken}, std::system_error);
+}
+
+}  // namespace
+}  // namespace weir
