@@ -17,7 +17,7 @@ namespace weir {
 
 namespace {
 
-constexpr std::string_view white_space = " \t\n\r\f\v";
+bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 /// Builds a value from the parser's events within the bounds of a document. Finds a repeated key by its hash: the
 /// mapping itself would look through all its members for each new one.
@@ -108,6 +108,30 @@ std::string fraction_text(double number) {
   return text;
 }
 
+// Digits with at most one point, up to 15 of them: both the digits as an integer and the power of ten are exact, so
+// their quotient is rounded correctly (W. D. Clinger, "How to read floating point numbers accurately"). Nothing for the
+// rest.
+std::optional<double> parse_short_decimal(std::string_view text) {
+  static constexpr std::array powers{1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                     1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  if (text.empty() || text.size() > 16) return std::nullopt;
+  long long digits = 0;
+  std::size_t count = 0;
+  std::size_t point = text.size() - 1;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] >= '0' && text[i] <= '9') {
+      digits = digits * 10 + (text[i] - '0');
+      ++count;
+    } else if (text[i] == '.' && count == i) {
+      point = i;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (count == 0 || count > 15) return std::nullopt;
+  return static_cast<double>(digits) / powers[text.size() - 1 - point];
+}
+
 void count_members(const Value& value, std::size_t depth, std::size_t& members) {
   if (!value.is_structured()) return;
   if (depth >= deepest_nesting) throw ValueError(fmt::format("nested deeper than {} levels", deepest_nesting));
@@ -152,9 +176,9 @@ const Value& member(const Value& mapping, std::string_view name) {
 }
 
 std::string_view trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(white_space);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(white_space) - first + 1);
+  while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 std::optional<long long> parse_integer(std::string_view text) {
@@ -171,6 +195,7 @@ std::optional<long long> parse_integer(std::string_view text) {
 
 std::optional<double> parse_float(std::string_view text) {
   text = trim(text);
+  if (const auto number = parse_short_decimal(text)) return number;
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return std::nullopt;

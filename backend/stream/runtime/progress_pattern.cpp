@@ -106,8 +106,16 @@ class BackwardScan {
     if (follows(quality_.at, value)) leftmost_fps_value_ = value;
   }
 
-  bool key_ends_at(std::size_t equals, std::string_view key) const {
-    return equals >= key.size() && line_.compare(equals - key.size(), key.size(), key) == 0;
+  // Letter by letter: shorter than the call of a comparison, and most differ at once.
+  template <std::size_t size>
+  bool key_ends_at(std::size_t equals, const char (&key)[size]) const {
+    constexpr std::size_t length = size - 1;
+    if (equals < length) return false;
+    const char* at = line_.data() + equals - length;
+    for (std::size_t i = 0; i < length; ++i) {
+      if (at[i] != key[i]) return false;
+    }
+    return true;
   }
 
   std::size_t value_after(std::size_t equals) const {
