@@ -1,0 +1,129 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "backend/platform/descriptor.h"
+#include "backend/platform/files.h"
+
+namespace weir::test {
+
+/// Looks again and again, in real time, until the condition holds. False when it does not within `patience`.
+inline bool eventually(const std::function<bool()>& condition,
+                       std::chrono::seconds patience = std::chrono::seconds(30)) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
+/// Whether the process runs; one that only waits to be reaped does not.
+inline bool runs(pid_t pid) {
+  const std::string path = "/proc/" + std::to_string(pid) + "/stat";
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string stat(512, '\0');
+  const ssize_t size = file ? ::read(file.get(), stat.data(), stat.size()) : 0;
+  stat.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  const std::size_t name_end = stat.rfind(')');
+  return name_end != std::string::npos && stat.size() > name_end + 2 && stat[name_end + 2] != 'Z';
+}
+
+/// The real program. What it prints goes to a file; it is killed at the end if it still runs.
+class ServerProcess {
+ public:
+  ServerProcess(std::vector<std::string> arguments, std::string log) : log_(std::move(log)) {
+    arguments.insert(arguments.begin(), {WEIR_PROGRAM, "serve"});
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    const Descriptor output(::open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    pid_ = ::fork();
+    if (pid_ != 0) return;
+    ::dup2(output.get(), STDOUT_FILENO);
+    ::dup2(output.get(), STDERR_FILENO);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
+  }
+  ~ServerProcess() {
+    if (!reaped_) end(SIGKILL);
+  }
+  ServerProcess(const ServerProcess&) = delete;
+  ServerProcess& operator=(const ServerProcess&) = delete;
+
+  pid_t pid() const { return pid_; }
+  std::string log() const { return read_file(log_, 1 << 20); }
+
+  /// Sends the signal and waits for the end.
+  int end(int signal) {
+    ::kill(pid_, signal);
+    return wait();
+  }
+  /// The exit status, or minus the number of the signal that ended it.
+  int wait() {
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    reaped_ = true;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  /// Waits until it is ready. False when it ends instead.
+  bool is_ready() {
+    return eventually([this] { return port() != 0 && request("GET", "/readyz").starts_with("HTTP/1.1 200"); });
+  }
+
+  /// The whole answer; empty when there was none.
+  std::string request(const std::string& method, const std::string& target, const std::string& body = {}) const {
+    const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const timeval patience{10, 0};
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port()));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return {};
+    const std::string text =
+        method + " " + target +
+        " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size()) +
+        "\r\n\r\n" + body;
+    ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL);
+    return receive(socket);
+  }
+
+ private:
+  static std::string receive(const Descriptor& socket) {
+    std::string answer;
+    std::string chunk(1 << 16, '\0');
+    for (ssize_t size = 0; (size = ::recv(socket.get(), chunk.data(), chunk.size(), 0)) > 0;)
+      answer.append(chunk, 0, static_cast<std::size_t>(size));
+    return answer;
+  }
+
+  // The port that the system chose stands in the log.
+  int port() const {
+    const std::string text = log();
+    const std::string before = "Listening on http://127.0.0.1:";
+    const std::size_t at = text.find(before);
+    return at == std::string::npos || text.find('\n', at) == std::string::npos
+               ? 0
+               : std::stoi(text.substr(at + before.size()));
+  }
+
+  std::string log_;
+  pid_t pid_ = 0;
+  bool reaped_ = false;
+};
+
+}  // namespace weir::test
