@@ -36,22 +36,33 @@ void append_codec(const Settings& audio, const std::string& codec, long long bit
   add("filter", make_filters(audio));
 }
 
+/// A map that the input lacks is left out and would shift what follows: the copies come first, all of one map.
+void append_copies(const std::string& map, const std::vector<std::string>& tags, AudioArguments& result) {
+  for (const std::string& tag : tags) {
+    const std::string index = std::to_string(result.streams++);
+    result.arguments.insert(result.arguments.end(), {"-map", map, "-c:a:" + index, "copy", "-tag:a:" + index, tag});
+  }
+}
+
 }  // namespace
 
-AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates) {
+AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates,
+                                    const std::vector<std::string>& copy_tags) {
   AudioArguments result;
   result.renditions.resize(rendition_bitrates.size());
   const std::string codec = audio.word("codec", "aac");
   const long long bitrate = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
   if (codec == "none") return result;
   const std::vector<std::string> maps = read_stream_maps(audio, 'a');
+  if (codec == "copy") append_copies(maps[0], copy_tags, result);
+  const std::size_t first = static_cast<std::size_t>(result.streams);
   std::vector<long long> encodes;
   for (std::size_t i = 0; i < rendition_bitrates.size(); ++i) {
     const long long wanted = rendition_bitrates[i] == 0 || codec == "copy" ? bitrate : rendition_bitrates[i];
     if (std::ranges::find(encodes, wanted) == encodes.end()) encodes.push_back(wanted);
     const auto encode = std::ranges::find(encodes, wanted) - encodes.begin();
     for (std::size_t m = 0; m < maps.size(); ++m) {
-      result.renditions[i].push_back(static_cast<int>(static_cast<std::size_t>(encode) * maps.size() + m));
+      result.renditions[i].push_back(static_cast<int>(first + static_cast<std::size_t>(encode) * maps.size() + m));
     }
   }
   if (encodes.size() > 1 && maps.size() > 1) {

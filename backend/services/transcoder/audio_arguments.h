@@ -14,7 +14,9 @@ struct AudioArguments {
 };
 
 /// The sound of the encode from "audio". `rendition_bitrates` has the bit rate that each rendition asks for, 0 for that
-/// of "audio"; renditions with equal bit rates share one encode. Throws `ValueError`.
-AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates);
+/// of "audio"; renditions with equal bit rates share one encode. `copy_tags`: the first copied sound is mapped once
+/// more for each, ahead, with this codec tag. Throws `ValueError`.
+AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates,
+                                    const std::vector<std::string>& copy_tags);
 
 }  // namespace weir

@@ -1,5 +1,7 @@
 #include "backend/services/transcoder/encoding.h"
 
+#include <algorithm>
+
 #include "backend/platform/failure.h"
 #include "backend/services/transcoder/audio_arguments.h"
 #include "backend/services/transcoder/stream_map.h"
@@ -19,20 +21,52 @@ void append_subtitles(const Settings& subtitle, Encoding& encoding) {
   encoding.has_subtitles = true;
 }
 
+/// The tags of H.264 and of AAC in each family's container.
+std::vector<std::string> get_tags(const std::vector<TagFamily>& families, const char* flv, const char* mp4) {
+  std::vector<std::string> tags;
+  for (TagFamily family : families) tags.emplace_back(family == TagFamily::flv ? flv : mp4);
+  return tags;
+}
+
 }  // namespace
 
-Encoding make_encoding(const Settings& document, double segment_time, bool wants_subtitles) {
+std::vector<FFmpegStreamSpecifier> Encoding::select(std::size_t rendition, TagFamily family) const {
+  const auto found = std::ranges::find(families, family);
+  const int copy = static_cast<int>(found - families.begin());
+  std::vector<FFmpegStreamSpecifier> selected;
+  bool has_audio = false;
+  for (FFmpegStreamSpecifier stream : renditions.at(rendition)) {
+    const bool audio = stream.stream_type == "a";
+    const bool copied = found != families.end() && (audio ? audio_copied : video_copied);
+    // FLV carries one sound, and there is one copy only.
+    if (audio && has_audio && (copied || family == TagFamily::flv)) continue;
+    if (copied) stream.stream_index = copy;
+    has_audio = has_audio || audio;
+    selected.push_back(stream);
+  }
+  return selected;
+}
+
+Encoding make_encoding(const Settings& document, const EncodingDemands& demands) {
   Encoding encoding;
-  const VideoArguments video = make_video_arguments(document.section("video"), segment_time);
-  const AudioArguments audio = make_audio_arguments(document.section("audio"), video.audio_bitrates);
+  const Settings video_settings = document.section("video");
+  const Settings audio_settings = document.section("audio");
+  encoding.families = demands.families;
+  encoding.video_copied = video_settings.word("codec") == "copy";
+  encoding.audio_copied = audio_settings.word("codec") == "copy";
+  const VideoArguments video =
+      make_video_arguments(video_settings, demands.segment_time, get_tags(demands.families, "7", "avc1"));
+  const AudioArguments audio =
+      make_audio_arguments(audio_settings, video.audio_bitrates, get_tags(demands.families, "10", "mp4a"));
   if (video.streams == 0 && audio.streams == 0) throw ValueError("Neither picture nor sound: both codecs are \"none\"");
   encoding.device_arguments = video.device_arguments;
   encoding.arguments = video.arguments;
   encoding.arguments.insert(encoding.arguments.end(), audio.arguments.begin(), audio.arguments.end());
-  if (wants_subtitles) append_subtitles(document.section("subtitle"), encoding);
+  if (demands.wants_subtitles) append_subtitles(document.section("subtitle"), encoding);
   for (std::size_t i = 0; i < video.audio_bitrates.size(); ++i) {
     auto& streams = encoding.renditions.emplace_back();
-    if (video.streams > 0) streams.push_back({"v", static_cast<int>(i), 0});
+    if (video.streams > 0)
+      streams.push_back({"v", video.streams - static_cast<int>(video.audio_bitrates.size() - i), 0});
     for (int index : audio.renditions[i]) streams.push_back({"a", index, 0});
   }
   return encoding;

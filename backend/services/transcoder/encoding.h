@@ -8,6 +8,10 @@
 
 namespace weir {
 
+/// Containers that name codecs each in its own way. Behind the tee muxer a copied stream keeps the codec tag of its
+/// source, which these refuse or write down as it is: for them it is mapped once more, with their tag.
+enum class TagFamily { none, flv, mp4 };
+
 /// The encode that all outputs of a stream share, as arguments of the transcoder.
 struct Encoding {
   std::vector<std::string> device_arguments;  ///< before the input: hardware decoding and devices
@@ -15,11 +19,22 @@ struct Encoding {
   /// Per rendition, the streams of the transcoder's output that belong to it. At least one rendition.
   std::vector<std::vector<FFmpegStreamSpecifier>> renditions;
   bool has_subtitles = false;
+  bool video_copied = false;
+  bool audio_copied = false;
+  std::vector<TagFamily> families;  ///< for which copies of their own are there, the first streams of their type
+
+  /// The streams for an output of the family that carries the rendition.
+  std::vector<FFmpegStreamSpecifier> select(std::size_t rendition, TagFamily family) const;
 };
 
-/// Reads "video", "audio" and "subtitle" of the document. `segment_time`: seconds of an HLS segment, on whose borders
-/// keyframes have to lie, 0 when there is none. `wants_subtitles`: some output can carry them. Throws `ValueError` with
-/// the reason when the settings make no encode.
-Encoding make_encoding(const Settings& document, double segment_time, bool wants_subtitles);
+/// What the outputs ask of the encode.
+struct EncodingDemands {
+  double segment_time = 0;          ///< seconds of an HLS segment, on whose borders keyframes have to lie; 0: none
+  bool wants_subtitles = false;     ///< some output can carry them
+  std::vector<TagFamily> families;  ///< of the outputs behind a tee, each once
+};
+
+/// Reads "video", "audio" and "subtitle" of the document. Throws `ValueError` with the reason when they make no encode.
+Encoding make_encoding(const Settings& document, const EncodingDemands& demands);
 
 }  // namespace weir

@@ -15,7 +15,7 @@ std::vector<std::string> make_plain_output(const OutputTarget& target) {
 
 std::string make_selection(const OutputTarget& target, const Encoding& encoding) {
   std::string selection;
-  for (const FFmpegStreamSpecifier& stream : encoding.renditions.at(target.rendition)) {
+  for (const FFmpegStreamSpecifier& stream : encoding.select(target.rendition, target.family)) {
     selection += fmt::format("{}{}:{}", selection.empty() ? "" : ",", stream.stream_type, stream.stream_index);
   }
   return target.carries_subtitles && encoding.has_subtitles ? selection + ",s" : selection;
@@ -42,6 +42,8 @@ std::string make_slave(const OutputTarget& target, const Encoding& encoding, boo
                         {"use_fifo", "1"},
                         {"fifo_options", make_queue_options(target, paced)}};
   options.insert(options.end(), target.options.begin(), target.options.end());
+  // Lets the tag of a copied stream's source pass, which Matroska does not write down.
+  if (target.format == "matroska") options.emplace_back("strict", "unofficial");
   return make_tee_slave(options, target.address);
 }
 
@@ -49,7 +51,9 @@ std::string make_slave(const OutputTarget& target, const Encoding& encoding, boo
 
 std::vector<std::string> make_output_arguments(const std::vector<OutputTarget>& targets, const Encoding& encoding,
                                                bool paced) {
-  if (targets.size() == 1 && encoding.renditions.size() == 1) return make_plain_output(targets[0]);
+  const bool whole =
+      encoding.renditions.size() == 1 && encoding.select(0, targets[0].family).size() == encoding.renditions[0].size();
+  if (targets.size() == 1 && whole) return make_plain_output(targets[0]);
   std::vector<std::string> slaves;
   for (const OutputTarget& target : targets) slaves.push_back(make_slave(target, encoding, paced));
   // The muxers behind the tee cannot ask the encoders for the headers that some of them need.

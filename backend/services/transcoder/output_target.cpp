@@ -59,6 +59,7 @@ OutputTarget read_rtmp(const Settings& output) {
   if (!url.set_password(output.raw("password"))) output.refuse("password", "holds a blank or one of / ? #");
   OutputTarget target;
   target.format = "flv";
+  target.family = TagFamily::flv;
   target.address = url.get_url();
   // Told apart here: the transcoder's own cut of the address takes "a/b" for an app and an instance of it.
   target.options = {{"rtmp_app", std::string(trim(output.text("app")))},
@@ -117,9 +118,14 @@ OutputTarget read_file(const Settings& output) {
   target.address = target.recording;
   target.carries_subtitles = true;
   target.reopens = false;
+  if (target.format == "flv") target.family = TagFamily::flv;
   if (target.format == "mp4" || target.format == "mov") {
-    // Fragments: a killed transcoder leaves a file that can be read. Sound alone has a keyframe in every packet.
-    target.options = {{"movflags", "+frag_keyframe+empty_moov+default_base_moof"}, {"min_frag_duration", "1000000"}};
+    target.family = TagFamily::mp4;
+    // Fragments, each on disk as soon as it is whole: a killed transcoder leaves a file that can be read.
+    target.options = {{"movflags", "+frag_keyframe+default_base_moof"},
+                      {"min_frag_duration", "500000"},
+                      {"frag_duration", "5000000"},
+                      {"flush_packets", "1"}};
   }
   return target;
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/services/transcoder/encoding.h"
 #include "backend/services/transcoder/settings.h"
 #include "backend/services/transcoder/tee_text.h"
 
@@ -14,6 +15,7 @@ struct OutputTarget {
   std::string address;
   OptionList options;  ///< of muxer and protocol
   std::size_t rendition = 0;
+  TagFamily family = TagFamily::none;
   bool carries_subtitles = false;
   /// Opened again after a failure. Not for recordings: opening one again would overwrite it.
   bool reopens = true;

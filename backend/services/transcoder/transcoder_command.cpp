@@ -38,6 +38,16 @@ void append(std::vector<std::string>& arguments, const std::vector<std::string>&
   arguments.insert(arguments.end(), more.begin(), more.end());
 }
 
+std::vector<TagFamily> get_families(const std::vector<OutputTarget>& targets) {
+  std::vector<TagFamily> families;
+  for (TagFamily family : {TagFamily::flv, TagFamily::mp4}) {
+    if (std::ranges::any_of(targets, [&](const auto& target) { return target.family == family; })) {
+      families.push_back(family);
+    }
+  }
+  return families;
+}
+
 void refuse_shared_files(const std::vector<OutputTarget>& targets) {
   std::set<std::string> files;
   for (const OutputTarget& target : targets) {
@@ -83,9 +93,11 @@ void TranscoderCommand::build() {
   const InputSource source = read_input(input_index);
   const Outputs outputs = read_outputs();
   targets_ = outputs.targets;
-  const bool subtitles = std::ranges::any_of(targets_, &OutputTarget::carries_subtitles);
-  const double segment_time = outputs.hls ? outputs.hls->segment_time : 0;
-  const Encoding encoding = make_encoding(Settings(conf_.document(), ""), segment_time, subtitles);
+  EncodingDemands demands;
+  demands.segment_time = outputs.hls ? outputs.hls->segment_time : 0;
+  demands.wants_subtitles = std::ranges::any_of(targets_, &OutputTarget::carries_subtitles);
+  if (targets_.size() + (outputs.hls ? 1 : 0) > 1) demands.families = get_families(targets_);
+  const Encoding encoding = make_encoding(Settings(conf_.document(), ""), demands);
   publish_variants(outputs, encoding);
   command = {Config::FFMPEG, "-hide_banner", "-nostdin", "-stats", "-n"};
   append(command, encoding.device_arguments);

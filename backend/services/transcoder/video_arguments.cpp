@@ -76,7 +76,7 @@ class VideoOptions {
 
 bool is_x26x(const std::string& codec) { return codec == "libx264" || codec == "libx265"; }
 
-void add_rate(const Rendition& rendition, VideoOptions& options) {
+void add_rate(const Rendition& rendition, const std::string& codec, VideoOptions& options) {
   auto bitrate = rendition.whole("bitrate", 1, highest_bitrate);
   auto ceiling = rendition.whole("max_bitrate", 1, highest_bitrate);
   const auto crf = rendition.whole("crf", 0, 63);
@@ -85,6 +85,11 @@ void add_rate(const Rendition& rendition, VideoOptions& options) {
   if (crf && !rendition.has_own("bitrate")) {
     options.add("crf", crf);
     bitrate = ceiling;
+    // These take the bit rate for the ceiling of their constant quality.
+    if (codec.starts_with("libvpx") || codec.starts_with("libaom")) {
+      options.add("b", ceiling.value_or(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0))), "k");
+      return;
+    }
   } else {
     if (!bitrate) bitrate = get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0));
     options.add("b", bitrate, "k");
@@ -118,7 +123,7 @@ void add_codec(const Settings& video, const Rendition& rendition, const std::str
   options.add("refs", rendition.whole("refs", 1, 16));
   if (!codec.ends_with("_vaapi")) options.add("pix_fmt", video.word("pix_fmt", "yuv420p"));
   if (codec.ends_with("_nvenc")) options.add("gpu", video.whole("gpu", 0, 64));
-  add_rate(rendition, options);
+  add_rate(rendition, codec, options);
   add_keyframes(codec, interval, options);
 }
 
@@ -159,6 +164,16 @@ std::string make_ladder(const Settings& video, const std::vector<std::string>& s
   return graph;
 }
 
+void append_copies(const std::string& map, const std::vector<std::string>& tags, VideoArguments& result) {
+  for (std::size_t i = 0; i <= tags.size(); ++i) {
+    VideoOptions options(result.arguments, i);
+    result.arguments.insert(result.arguments.end(), {"-map", map});
+    options.add("c", "copy");
+    if (i < tags.size()) options.add("tag", tags[i]);
+    ++result.streams;
+  }
+}
+
 }  // namespace
 
 double get_keyframe_interval(double gop, double segment_time) {
@@ -175,7 +190,8 @@ long long get_default_bitrate(long long height) {
   return 12'000;
 }
 
-VideoArguments make_video_arguments(const Settings& video, double segment_time) {
+VideoArguments make_video_arguments(const Settings& video, double segment_time,
+                                    const std::vector<std::string>& copy_tags) {
   VideoArguments result;
   const std::string codec = video.word("codec", "libx264");
   const std::vector<Rendition> renditions = read_renditions(video);
@@ -184,12 +200,12 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time) 
     video.refuse("renditions", fmt::format("need an encoder, the codec is \"{}\"", codec));
   }
   if (codec == "none") return result;
-  result.streams = static_cast<int>(renditions.size());
   const std::string map = read_video_input(video) + "?";
   if (codec == "copy") {
-    result.arguments = {"-map", map, "-c:v:0", "copy"};
+    append_copies(map, copy_tags, result);
     return result;
   }
+  result.streams = static_cast<int>(renditions.size());
   append_devices(video, codec, result.device_arguments);
   std::vector<std::string> scalings;
   for (const Rendition& rendition : renditions) scalings.push_back(make_scaling(rendition, codec));

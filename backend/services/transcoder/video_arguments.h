@@ -8,15 +8,17 @@
 namespace weir {
 
 struct VideoArguments {
-  int streams = 0;                            ///< one per rendition, or none at all
+  int streams = 0;                            ///< the tagged copies, then one per rendition; or none at all
   std::vector<std::string> device_arguments;  ///< before the input
   std::vector<std::string> arguments;         ///< after the input
   std::vector<long long> audio_bitrates;      ///< per rendition, what it asks for its sound in kbit/s; 0: no wish
 };
 
 /// The picture of the encode from "video". A ladder is decoded and cleaned once, then scaled and encoded per rendition.
-/// `segment_time`: seconds of an HLS segment, 0 when there is none. Throws `ValueError`.
-VideoArguments make_video_arguments(const Settings& video, double segment_time);
+/// `segment_time`: seconds of an HLS segment, 0 when there is none. `copy_tags`: a copied picture is mapped once more
+/// for each, ahead, with this codec tag. Throws `ValueError`.
+VideoArguments make_video_arguments(const Settings& video, double segment_time,
+                                    const std::vector<std::string>& copy_tags);
 
 /// Seconds between keyframes: about `gop`, so that a whole number of them fits a segment.
 double get_keyframe_interval(double gop, double segment_time);
