@@ -39,7 +39,7 @@ const Recording recordings[] = {
      {"video mjpeg/Baseline 640x360 25 yuvj420p 1754k avg 1754k"},
      {"video h264 640x360 25 yuvj420p avg 403k"}},
     {"lavfi_ladder",
-     {"video rawvideo 1280x720 29.97 yuv420p", "audio pcm_s16le 44100 mono 706k"},
+     {"video rawvideo 1280x720 29.97 yuv420p", "audio pcm_s16le 44100 mono 705k"},
      {"video h264 1280x720 29.97 yuv420p 1800k avg 1800k", "video h264 640x360 29.97 yuv420p 500k avg 500k",
       "audio aac/LC 44100 stereo 96k"}},
 };

@@ -38,7 +38,7 @@ record() {
   done
 }
 encode="-preset veryfast -pix_fmt yuv420p -b:v 1200k -maxrate 1320k -bufsize 2400k -c:a aac -b:a 96k -ac 2 -map_metadata:g -1"
-both='[f=mpegts:select=v\:0,a\:0]a.ts|[f=mpegts:select=v\:1,a\:0]b.ts'
+both='[f=mpegts:select=v\\:0,a\\:0]a.ts|[f=mpegts:select=v\\:1,a\\:0]b.ts'
 
 record ts_copied -i source.ts -map '0:V:0?' -map '0:a:0?' -c copy -map_metadata:g -1 -f flv copy.flv
 stdin=source.ts record ts_from_pipe_copied -f mpegts -i pipe:0 -map '0:V:0?' -map '0:a:0?' -c copy -f mpegts copy.ts
