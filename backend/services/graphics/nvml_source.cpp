@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <array>
 
 namespace weir {
@@ -11,8 +12,10 @@ namespace {
 // The few declarations of the library that are needed, as its binary interface has them.
 using Device = void*;
 constexpr int success = 0;
+constexpr int insufficient_size = 7;
 constexpr unsigned long long unknown_memory = ~0ULL;
-constexpr unsigned most_processes = 1024;
+constexpr unsigned usual_entries = 256;
+constexpr unsigned most_entries = 65'536;
 
 struct ProcessMemory {
   unsigned pid;
@@ -29,6 +32,23 @@ struct ProcessUse {
   unsigned encoder;
   unsigned decoder;
 };
+
+// Has a function of the library fill a list; it says when the list is too short. Empty when it fails.
+template <class Entry, class Fill>
+std::vector<Entry> read_list(const Fill& fill) {
+  for (unsigned size = usual_entries; size <= most_entries;) {
+    std::vector<Entry> entries(size);
+    unsigned count = size;
+    const int result = fill(entries.data(), &count);
+    if (result == success) {
+      entries.resize(std::min(count, size));
+      return entries;
+    }
+    if (result != insufficient_size) break;
+    size = std::max(count, 2 * size);
+  }
+  return {};
+}
 
 struct CloseLibrary {
   void operator()(void* handle) const { ::dlclose(handle); }
@@ -91,10 +111,9 @@ std::vector<GpuProcess> NvmlSource::read() {
 
 void NvmlSource::read_memory(void* device, int index, Processes& processes) const {
   for (const Library::ReadMemory read : library_->memory) {
-    std::vector<ProcessMemory> entries(most_processes);
-    unsigned count = most_processes;
-    if (!read || read(device, &count, entries.data()) != success) continue;
-    entries.resize(count);
+    if (!read) continue;
+    const auto entries =
+        read_list<ProcessMemory>([&](ProcessMemory* list, unsigned* count) { return read(device, count, list); });
     for (const ProcessMemory& entry : entries) {
       GpuProcess& process = processes[static_cast<pid_t>(entry.pid)];
       process.pid = static_cast<pid_t>(entry.pid);
@@ -105,10 +124,9 @@ void NvmlSource::read_memory(void* device, int index, Processes& processes) cons
 }
 
 void NvmlSource::read_use(void* device, int index, Processes& processes) const {
-  std::vector<ProcessUse> samples(most_processes);
-  unsigned count = most_processes;
-  if (!library_->use || library_->use(device, samples.data(), &count, 0) != success) return;
-  samples.resize(count);
+  if (!library_->use) return;
+  const auto samples =
+      read_list<ProcessUse>([&](ProcessUse* list, unsigned* count) { return library_->use(device, list, count, 0); });
   // The samples go back in time over several seconds; the latest of a process counts.
   std::map<pid_t, unsigned long long> latest;
   for (const ProcessUse& sample : samples) {
