@@ -1,6 +1,7 @@
 #include "backend/platform/child_process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -8,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -31,7 +33,7 @@ struct Launch {
   char* const* arguments;
   char* const* environment;
   void (*before_exec)();
-  std::array<int, 3> standard;
+  const class HandOver* hand_over;
   sigset_t signal_mask;
   int error = 0;
 };
@@ -62,26 +64,59 @@ void set_non_blocking(const Descriptor& descriptor) {
   if (::fcntl(descriptor.get(), F_SETFL, flags | O_NONBLOCK) != 0) throw_errno("fcntl");
 }
 
-// Handlers of the parent must not run on its memory in the child.
+// What this program handles or ignores is as it was before in the child: handlers must not run on the parent's memory.
 void reset_signals(const sigset_t& mask) {
   struct sigaction action{};
   action.sa_handler = SIG_DFL;
-  for (int signal = 1; signal < NSIG; ++signal) ::sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGPIPE, SIGCHLD}) ::sigaction(signal, &action, nullptr);
   ::sigprocmask(SIG_SETMASK, &mask, nullptr);
 }
 
-int run_child(void* argument) {
-  Launch& launch = *static_cast<Launch*>(argument);
-  for (int target = 0; target < 3; ++target) {
-    if (::dup2(launch.standard[static_cast<std::size_t>(target)], target) < 0) {
-      launch.error = errno;
-      ::_exit(127);
+/// The low descriptors through which the ends of the pipes reach a child. The child shares this process's table, which
+/// may be thousands long, until it takes a copy of the low part only: copying and closing all of it would cost more
+/// than everything else of a start.
+class HandOver {
+ public:
+  HandOver() {
+    for (Descriptor& slot : slots_) slot = above_standard(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  }
+
+  void put(const std::array<int, 3>& standard) const {
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+      if (::dup3(standard[i], slots_[i].get(), O_CLOEXEC) < 0) throw_errno("dup3");
     }
   }
-  ::close_range(STDERR_FILENO + 1, ~0U, 0);
-  if (launch.before_exec) launch.before_exec();
-  reset_signals(launch.signal_mask);
-  ::execve(launch.program, launch.arguments, launch.environment);
+
+  /// Leaves nothing of the pipes behind in this process, however the start goes.
+  struct Clearing {
+    const HandOver& hand_over;
+    ~Clearing() {
+      const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+      for (const Descriptor& slot : hand_over.slots_) ::dup3(null.get(), slot.get(), O_CLOEXEC);
+    }
+  };
+
+  // In the child: false with errno when its standard descriptors cannot be set.
+  bool take() const noexcept {
+    const int last = std::max({slots_[0].get(), slots_[1].get(), slots_[2].get()});
+    if (::close_range(static_cast<unsigned>(last) + 1, ~0U, CLOSE_RANGE_UNSHARE) != 0) return false;
+    for (int target = 0; target < 3; ++target) {
+      if (::dup2(slots_[static_cast<std::size_t>(target)].get(), target) < 0) return false;
+    }
+    return ::close_range(STDERR_FILENO + 1, ~0U, 0) == 0;
+  }
+
+ private:
+  std::array<Descriptor, 3> slots_;
+};
+
+int run_child(void* argument) {
+  Launch& launch = *static_cast<Launch*>(argument);
+  if (launch.hand_over->take()) {
+    if (launch.before_exec) launch.before_exec();
+    reset_signals(launch.signal_mask);
+    ::execve(launch.program, launch.arguments, launch.environment);
+  }
   launch.error = errno;
   ::_exit(127);
 }
@@ -186,8 +221,11 @@ std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options) {
   launch.arguments = arguments.data();
   launch.environment = options.environment ? environment.data() : environ;
   launch.before_exec = options.before_exec;
-  launch.standard = {input.read.get(), options.standard_output < 0 ? output.write.get() : options.standard_output,
-                     options.standard_error < 0 ? error.write.get() : options.standard_error};
+  static const HandOver hand_over;
+  const HandOver::Clearing clearing{hand_over};
+  hand_over.put({input.read.get(), options.standard_output < 0 ? output.write.get() : options.standard_output,
+                 options.standard_error < 0 ? error.write.get() : options.standard_error});
+  launch.hand_over = &hand_over;
   parent_of_children = ::getpid();
   int pidfd = -1;
   const pid_t pid = clone_child(launch, pidfd);
