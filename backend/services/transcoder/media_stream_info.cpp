@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "backend/collaborators/utils.h"
 #include "backend/services/transcoder/input_probe.h"
@@ -168,7 +169,11 @@ const MediaStream* MediaStreamInfo::find_source(const MediaStream& output) const
 
 Value MediaStreamInfo::dump(const std::vector<MediaStream>& streams, bool from_outputs) const {
   Value list = Value::array();
+  std::set<const MediaStream*> shown;
   for (const MediaStream& stream : streams) {
+    // Several copies of one source differ by their codec tags alone: they are one stream to whoever looks.
+    const MediaStream* source = from_outputs ? find_source(stream) : nullptr;
+    if (source != nullptr && !shown.insert(source).second) continue;
     const StreamDescription description = describe(stream, from_outputs);
     Value item = {{"index", stream.index}, {"type", get_type_name(stream.type)}, {"codec", stream.codec}};
     auto put = [&item](const char* name, const auto& value, bool known) {

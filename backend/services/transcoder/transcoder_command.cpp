@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <system_error>
@@ -48,11 +49,18 @@ std::vector<TagFamily> get_families(const std::vector<OutputTarget>& targets) {
   return families;
 }
 
-void refuse_shared_files(const std::vector<OutputTarget>& targets) {
+/// No file may have two writers, nor be renamed as an old recording while it is being read.
+void refuse_shared_files(const InputSource& source, const std::vector<OutputTarget>& targets) {
   std::set<std::string> files;
+  const std::string address = get_input_address(source.url, source.format);
+  const std::string read =
+      address.starts_with("file:") ? std::filesystem::absolute(address.substr(5)).lexically_normal().string() : "";
   for (const OutputTarget& target : targets) {
     if (!target.recording.empty() && !files.insert(target.recording).second) {
       throw ValueError(fmt::format("Two outputs write the file {}", target.recording));
+    }
+    if (!target.recording.empty() && target.recording == read) {
+      throw ValueError(fmt::format("The file {} is both input and output", read));
     }
   }
 }
@@ -92,6 +100,7 @@ InputSource TranscoderCommand::read_input(int index) const {
 void TranscoderCommand::build() {
   const InputSource source = read_input(input_index);
   const Outputs outputs = read_outputs();
+  refuse_shared_files(source, outputs.targets);
   targets_ = outputs.targets;
   EncodingDemands demands;
   demands.segment_time = outputs.hls ? outputs.hls->segment_time : 0;
@@ -122,7 +131,6 @@ TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
     outputs.targets.back().rendition = static_cast<std::size_t>(output.whole("rendition", 0, 100).value_or(0));
   }
   if (!outputs.hls && outputs.targets.empty()) throw ValueError("The stream has no output");
-  refuse_shared_files(outputs.targets);
   return outputs;
 }
 

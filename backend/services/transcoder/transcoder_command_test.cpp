@@ -79,6 +79,8 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"output.0.rendition", 1}}, "There is no rendition 1"},
       {{{"output.0", {{"protocol", "file"}, {"filename", ".."}}}},
        "\"output.0.filename\" has to be the name of a file"},
+      {{{"input.0.url", "/srv/./a.ts"}, {"output.0", {{"protocol", "file"}, {"filename", "a.ts"}, {"path", "/srv"}}}},
+       "The file /srv/a.ts is both input and output"},
       {{{"video.codec", "none"}, {"audio.codec", "none"}}, "Neither picture nor sound: both codecs are \"none\""},
       {{{"video.codec", "copy"}, {"video.renditions", Value::array({Value::object(), Value::object()})}},
        "\"video.renditions\" need an encoder, the codec is \"copy\""},
