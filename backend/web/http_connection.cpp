@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::chrono::seconds longest_linger{2};
 constexpr int most_lingering_reads = 256;
+constexpr std::size_t most_joined_bytes = 16 * 1024;
 
 int refusal_status(const error_code& error) {
   if (error == http::error::body_limit) return 413;
@@ -148,14 +149,16 @@ Async<> HttpConnection::refuse(int status, std::string message) {
 
 Async<bool> HttpConnection::send(Response response, std::string_view method, bool keep_alive) {
   std::string bytes = response_head(response, keep_alive);
-  if (method == "HEAD")
+  if (method == "HEAD") {
     response.file.reset();
-  else
-    bytes += response.body;
-  const bool sent = co_await write(std::move(bytes));
-  if (!sent || !response.file) co_return sent;
-  const bool file_sent = co_await send_file(std::move(*response.file));
-  co_return file_sent;
+    response.body.clear();
+  }
+  // One packet for most answers; a large body is not copied.
+  if (response.body.size() <= most_joined_bytes) bytes += std::exchange(response.body, {});
+  const bool begun = co_await write(std::move(bytes));
+  if (!begun) co_return false;
+  if (response.file) co_return co_await send_file(std::move(*response.file));
+  co_return co_await write(std::move(response.body));
 }
 
 Async<bool> HttpConnection::send_file(FilePart file) {

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/collaborators/log.h"
+
 namespace weir {
 
 namespace {
@@ -29,7 +31,8 @@ Response text_response(std::string text, int status) {
 Response empty_response(int status) { return make(status, {}, {}); }
 
 Response error_response(int status, std::string_view message) {
-  return json_response(Value{{"error", std::string(message)}}, status);
+  // A reason may name an input with its password.
+  return json_response(Value{{"error", mask_passwords(message)}}, status);
 }
 
 Response ok_response() { return json_response(Value{{"ok", true}}); }
