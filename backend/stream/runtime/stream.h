@@ -99,6 +99,18 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   /// Reports the body's failures on the stream; the monitor ends and the stream runs on.
   Async<> guarded(Async<> body);
 
+  /// Restarts the stream according to its timetable, or on a better input that answers again.
+  Async<> schedule_monitor();
+  Async<> follow_timetables();
+  Async<bool> switch_to_better_input();
+  /// Restarts the stream when its transcoder outgrows its limits of system or graphics memory.
+  Async<> process_monitor();
+  Async<> watch_memory();
+  struct MemoryUse;
+  double memory_settled_after() const;
+  Async<MemoryUse> settle_memory();
+  MemoryUse memory_limits(const MemoryUse& baseline) const;
+  bool memory_exceeds(const MemoryUse& limits);
   /// Reads the transcoder's standard error into the figures, the media information and the log; sets "running".
   Async<> progress_monitor();
   Async<> follow_progress();

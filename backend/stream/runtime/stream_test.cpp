@@ -12,7 +12,7 @@
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "tests/support/fake_siblings.h"
+#include "tests/support/stream_fixture.h"
 
 namespace weir {
 namespace {
@@ -21,37 +21,7 @@ using namespace std::chrono_literals;
 using test::progress_line;
 using Words = std::vector<std::string>;
 
-class StreamTest : public testing::Test {
- protected:
-  StreamTest() {
-    std::filesystem::create_directories(Config::STREAM_DIRECTORY);
-    conf = std::make_shared<StreamConfig>(join_path(Config::STREAM_DIRECTORY, "7.conf"));
-    conf->load_json_conf(Value::parse(R"({"id":7,"label":"Lobby","min_speed":"","max_speed":"abc",
-        "input":{"0":{"url":"udp://a"},"1":{"url":"udp://b"},"2":{"url":"udp://c"}},
-        "output":{"0":{"protocol":"hls","playlist_name":"index.m3u8"}}})"));
-    stream = std::make_shared<Stream>(7, conf);
-  }
-
-  std::string status() const { return to_text(stream->get_status()); }
-  void start() { ASSERT_TRUE(world.loop.run(stream->start())); }
-  void run_to_first_progress() {
-    start();
-    world.loop.advance(10ms);
-    say(progress_line("00:00:01.00"));
-  }
-  void say(std::string_view text) {
-    world.child().print(text);
-    world.loop.settle();
-  }
-  bool logged(std::string_view text) const {
-    return std::ranges::any_of(world.log_lines, [&](const std::string& line) { return line.find(text) != line.npos; });
-  }
-  std::size_t launches() const { return world.children.size(); }
-
-  test::FakeSiblings world;
-  std::shared_ptr<StreamConfig> conf;
-  std::shared_ptr<Stream> stream;
-};
+class StreamTest : public test::StreamFixture {};
 
 TEST_F(StreamTest, IsNamedByIdAndLabel) {
   EXPECT_EQ(stream->get_class_name(), "Stream 7 Lobby");

@@ -118,6 +118,8 @@ void Stream::spawn_monitors() {
     Monitor body;
   };
   static constexpr std::array monitors{
+      NamedMonitor{"schedule", &Stream::schedule_monitor},
+      NamedMonitor{"resources", &Stream::process_monitor},
       NamedMonitor{"progress", &Stream::progress_monitor},
       NamedMonitor{"timeout", &Stream::timeout_monitor},
       NamedMonitor{"speed", &Stream::speed_monitor},

@@ -1,0 +1,117 @@
+#include <nlohmann/json.hpp>
+
+#include "backend/platform/failure.h"
+#include "backend/stream/runtime/memory_limit.h"
+#include "tests/support/stream_fixture.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+using test::progress_line;
+
+constexpr std::uint64_t mebibyte = 1 << 20;
+
+TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
+  struct Case {
+    Value baseline;
+    const char* limit;
+  };
+  for (const Case& c : {Case{768, "1280"}, Case{100, "612"}, Case{2047, "2559"}, Case{2048, "2560.0"},
+                        Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}}) {
+    EXPECT_EQ(to_text(memory_limit(c.baseline)), c.limit);
+  }
+}
+
+TEST(MemoryLimitTest, ReadsSettingsThatAreDigitsOnly) {
+  EXPECT_EQ(digits_setting("4096"), 4096);
+  for (const char* text : {"", "4G", "-1", " 4", "4.0"}) EXPECT_FALSE(digits_setting(text)) << text;
+  EXPECT_THROW(digits_setting(4096), AttributeError);
+  EXPECT_EQ(queue_seconds(768, 25), 31);
+  EXPECT_THROW(queue_seconds(768, 0), ZeroDivisionError);
+}
+
+class ProcessMonitorTest : public test::StreamFixture {
+ protected:
+  void use(std::uint64_t mib) { world.child().rss = mib * mebibyte; }
+  void settle_at(std::uint64_t mib) {
+    use(mib);
+    run_to_first_progress();
+    say(progress_line("00:00:11.00"));
+    world.loop.advance(3s);
+  }
+};
+
+TEST_F(ProcessMonitorTest, RestartsWhenSystemMemoryOutgrowsItsLimit) {
+  run_to_first_progress();
+  use(3000);
+  say(progress_line("00:00:10.99"));
+  world.loop.advance(5s);
+  say(progress_line("00:00:11.00"));
+  world.loop.advance(3s);
+  use(3750);
+  world.loop.advance(60s);
+  EXPECT_EQ(launches(), 1u) << "use equal to the limit is tolerated";
+  use(3751);
+  world.loop.advance(60s);
+  EXPECT_EQ(launches(), 2u);
+  EXPECT_TRUE(logged("warning Stream 7 Lobby: System memory usage is exceeded the 3750.0 MiB limits"));
+}
+
+TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
+  world.graphics_memory() = 0;
+  run_to_first_progress();
+  say(progress_line("00:00:11.00"));
+  world.loop.advance(3s);
+  world.graphics_memory() = 1280;
+  world.loop.advance(60s);
+  EXPECT_EQ(launches(), 1u);
+  world.graphics_memory() = 1281;
+  world.loop.advance(60s);
+  EXPECT_EQ(launches(), 2u);
+  EXPECT_TRUE(logged("Graphics memory usage is exceeded the 1280 MiB limits"));
+}
+
+TEST_F(ProcessMonitorTest, LimitsOfTheDocumentWin) {
+  conf->set_json_conf("max_sys_mem", "40");
+  run_to_first_progress();
+  say(progress_line("00:00:11.00"));
+  world.loop.advance(63s);
+  EXPECT_TRUE(logged("System memory usage is exceeded the 40 MiB limits"));
+}
+
+TEST_F(ProcessMonitorTest, WaitsForTheQueueOfTheLogoRemoval) {
+  conf->set_json_conf("video.cvdelogo", {{"filename", "logo.png"}, {"buffer_queue_size", ""}});
+  world.input_streams = {{.stream_type = "v", .fps = 25, .bitrate_avg = {}, .bitrate = {}}};
+  run_to_first_progress();
+  say(progress_line("00:00:41.00"));
+  world.loop.advance(10s);
+  use(3000);  // before the baseline, so not beyond it
+  say(progress_line("00:00:42.00"));
+  world.loop.advance(120s);
+  EXPECT_EQ(launches(), 1u);
+  EXPECT_TRUE(world.log_lines.empty());
+}
+
+TEST_F(ProcessMonitorTest, ReportsWhatItCannotReadAndLeavesTheStreamAlone) {
+  conf->set_json_conf("max_sys_mem", 4096);
+  run_to_first_progress();
+  say(progress_line("00:00:11.00"));
+  world.loop.advance(3s);
+  EXPECT_TRUE(logged("AttributeError"));
+  EXPECT_EQ(status(), "running");
+  world.loop.advance(120s);
+  EXPECT_EQ(launches(), 1u);
+}
+
+TEST_F(ProcessMonitorTest, EndsSilentlyWithTheProcess) {
+  run_to_first_progress();
+  say(progress_line("00:00:11.00"));
+  world.loop.advance(3s);
+  world.child().exit(0);
+  world.loop.advance(2s);
+  EXPECT_TRUE(world.log_lines.empty());
+}
+
+}  // namespace
+}  // namespace weir
