@@ -44,6 +44,29 @@ void append_copies(const std::string& map, const std::vector<std::string>& tags,
   }
 }
 
+/// All copies have the same bit rate: that of their source.
+long long choose_bitrate(const Settings& audio, const std::string& codec, long long wanted) {
+  const long long usual = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
+  return wanted == 0 || codec == "copy" ? usual : wanted;
+}
+
+std::size_t find_or_add(std::vector<long long>& list, long long value) {
+  const auto found = std::ranges::find(list, value);
+  const auto position = static_cast<std::size_t>(found - list.begin());
+  if (found == list.end()) list.push_back(value);
+  return position;
+}
+
+void append_encodes(const Settings& audio, const std::string& codec, const std::vector<long long>& bitrates,
+                    const std::vector<std::string>& maps, AudioArguments& result) {
+  for (long long bitrate : bitrates) {
+    for (const std::string& map : maps) {
+      result.arguments.insert(result.arguments.end(), {"-map", map});
+      append_codec(audio, codec, bitrate, result.streams++, result.arguments);
+    }
+  }
+}
+
 }  // namespace
 
 AudioArguments make_audio_arguments(const Settings& audio, const std::vector<long long>& rendition_bitrates,
@@ -51,30 +74,21 @@ AudioArguments make_audio_arguments(const Settings& audio, const std::vector<lon
   AudioArguments result;
   result.renditions.resize(rendition_bitrates.size());
   const std::string codec = audio.word("codec", "aac");
-  const long long bitrate = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
   if (codec == "none") return result;
   const std::vector<std::string> maps = read_stream_maps(audio, 'a');
   if (codec == "copy") append_copies(maps[0], copy_tags, result);
-  const std::size_t first = static_cast<std::size_t>(result.streams);
   std::vector<long long> encodes;
   for (std::size_t i = 0; i < rendition_bitrates.size(); ++i) {
-    const long long wanted = rendition_bitrates[i] == 0 || codec == "copy" ? bitrate : rendition_bitrates[i];
-    if (std::ranges::find(encodes, wanted) == encodes.end()) encodes.push_back(wanted);
-    const auto encode = std::ranges::find(encodes, wanted) - encodes.begin();
+    const std::size_t encode = find_or_add(encodes, choose_bitrate(audio, codec, rendition_bitrates[i]));
     for (std::size_t m = 0; m < maps.size(); ++m) {
-      result.renditions[i].push_back(static_cast<int>(first + static_cast<std::size_t>(encode) * maps.size() + m));
+      result.renditions[i].push_back(result.streams + static_cast<int>(encode * maps.size() + m));
     }
   }
   if (encodes.size() > 1 && maps.size() > 1) {
     // A map may be absent from the input, and the streams of the encodes after it would be counted wrongly.
     audio.refuse("map", "can name one stream only where renditions have their own audio_bitrate");
   }
-  for (long long encode : encodes) {
-    for (const std::string& map : maps) {
-      result.arguments.insert(result.arguments.end(), {"-map", map});
-      append_codec(audio, codec, encode, result.streams++, result.arguments);
-    }
-  }
+  append_encodes(audio, codec, encodes, maps, result);
   return result;
 }
 

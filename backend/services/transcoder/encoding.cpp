@@ -28,6 +28,16 @@ std::vector<std::string> get_tags(const std::vector<TagFamily>& families, const 
   return tags;
 }
 
+/// The renditions' pictures are the last of the video streams, behind the tagged copies.
+void assign_streams(const VideoArguments& video, const AudioArguments& audio, Encoding& encoding) {
+  const int count = static_cast<int>(audio.renditions.size());
+  for (int i = 0; i < count; ++i) {
+    auto& streams = encoding.renditions.emplace_back();
+    if (video.streams > 0) streams.push_back({"v", video.streams - count + i, 0});
+    for (int index : audio.renditions[static_cast<std::size_t>(i)]) streams.push_back({"a", index, 0});
+  }
+}
+
 }  // namespace
 
 std::vector<FFmpegStreamSpecifier> Encoding::select(std::size_t rendition, TagFamily family) const {
@@ -63,12 +73,7 @@ Encoding make_encoding(const Settings& document, const EncodingDemands& demands)
   encoding.arguments = video.arguments;
   encoding.arguments.insert(encoding.arguments.end(), audio.arguments.begin(), audio.arguments.end());
   if (demands.wants_subtitles) append_subtitles(document.section("subtitle"), encoding);
-  for (std::size_t i = 0; i < video.audio_bitrates.size(); ++i) {
-    auto& streams = encoding.renditions.emplace_back();
-    if (video.streams > 0)
-      streams.push_back({"v", video.streams - static_cast<int>(video.audio_bitrates.size() - i), 0});
-    for (int index : audio.renditions[i]) streams.push_back({"a", index, 0});
-  }
+  assign_streams(video, audio, encoding);
   return encoding;
 }
 

@@ -174,6 +174,25 @@ void append_copies(const std::string& map, const std::vector<std::string>& tags,
   }
 }
 
+void append_encodes(const Settings& video, const std::vector<Rendition>& renditions, const std::string& codec,
+                    double keyframe_interval, VideoArguments& result) {
+  std::vector<std::string> scalings;
+  for (const Rendition& rendition : renditions) scalings.push_back(make_scaling(rendition, codec));
+  const bool ladder = renditions.size() > 1;
+  if (ladder) result.arguments = {"-filter_complex", make_ladder(video, scalings)};
+  for (std::size_t i = 0; i < renditions.size(); ++i) {
+    VideoOptions options(result.arguments, i);
+    const std::string map = ladder ? fmt::format("[v{}]", i) : read_video_input(video) + "?";
+    result.arguments.insert(result.arguments.end(), {"-map", map});
+    if (!ladder) {
+      const std::string cleaning = make_cleaning_filters(video);
+      options.add("filter", cleaning.empty() ? scalings[i] : cleaning + "," + scalings[i]);
+    }
+    add_codec(video, renditions[i], codec, keyframe_interval, options);
+    ++result.streams;
+  }
+}
+
 }  // namespace
 
 double get_keyframe_interval(double gop, double segment_time) {
@@ -200,27 +219,13 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time,
     video.refuse("renditions", fmt::format("need an encoder, the codec is \"{}\"", codec));
   }
   if (codec == "none") return result;
-  const std::string map = read_video_input(video) + "?";
   if (codec == "copy") {
-    append_copies(map, copy_tags, result);
+    append_copies(read_video_input(video) + "?", copy_tags, result);
     return result;
   }
-  result.streams = static_cast<int>(renditions.size());
   append_devices(video, codec, result.device_arguments);
-  std::vector<std::string> scalings;
-  for (const Rendition& rendition : renditions) scalings.push_back(make_scaling(rendition, codec));
-  const bool ladder = renditions.size() > 1;
-  if (ladder) result.arguments = {"-filter_complex", make_ladder(video, scalings)};
   const double gop = video.number("gop", 0.04, 60).value_or(default_gop);
-  for (std::size_t i = 0; i < renditions.size(); ++i) {
-    VideoOptions options(result.arguments, i);
-    result.arguments.insert(result.arguments.end(), {"-map", ladder ? fmt::format("[v{}]", i) : map});
-    if (!ladder) {
-      const std::string cleaning = make_cleaning_filters(video);
-      options.add("filter", cleaning.empty() ? scalings[i] : cleaning + "," + scalings[i]);
-    }
-    add_codec(video, renditions[i], codec, get_keyframe_interval(gop, segment_time), options);
-  }
+  append_encodes(video, renditions, codec, get_keyframe_interval(gop, segment_time), result);
   return result;
 }
 
