@@ -17,9 +17,7 @@
 #include "backend/services/graphics/nvml_source.h"
 #include "backend/services/profiles/document_profile.h"
 #include "backend/services/transcoder/input_probe.h"
-#include "backend/services/transcoder/media_stream_info.h"
-#include "backend/services/transcoder/rtmp_output.h"
-#include "backend/services/transcoder/transcoder_command.h"
+#include "backend/services/transcoder/transcoder.h"
 #include "weir/data_directory.h"
 
 namespace weir {
@@ -65,11 +63,9 @@ Server::Server(const ServerSettings& settings)
 
 void Server::connect_siblings() {
   Siblings& all = siblings();
-  all.ffmpeg = [](const JsonConf& conf, int input_index, Error* error_handler) -> std::unique_ptr<FFmpeg> {
-    return std::make_unique<TranscoderCommand>(conf, input_index, error_handler);
-  };
-  all.streaminfo = []() -> std::unique_ptr<AVStreamInfo> { return std::make_unique<MediaStreamInfo>(); };
-  all.rtmp_output = []() -> std::unique_ptr<FFmpegRTMPOutput> { return std::make_unique<RtmpOutput>(); };
+  all.ffmpeg = make_ffmpeg;
+  all.streaminfo = make_streaminfo;
+  all.rtmp_output = make_rtmp_output;
   all.profile_description = [](const JsonConf& conf) -> std::unique_ptr<ProfileDescription> {
     return std::make_unique<DocumentProfile>(conf);
   };
