@@ -32,7 +32,7 @@ void refuse_kept_members(const Value& form) {
 Value new_stream_form(Value form) {
   refuse_kept_members(form);
   form["status"] = "stopped";
-  for (const char* bound : {"min_speed", "max_speed"})
+  for (const char* bound : {"min_speed", "max_speed", "max_sys_mem", "max_gpu_mem"})
     if (!form.contains(bound)) form[bound] = "";
   return form;
 }
