@@ -78,8 +78,8 @@ bool JsonConf::set_json_conf(std::string_view key, Value value) {
 bool JsonConf::del_json_conf(std::string_view key) {
   const std::size_t dot = key.rfind('.');
   const std::string_view last = dot == std::string_view::npos ? key : key.substr(dot + 1);
-  const Value* parent = dot == std::string_view::npos ? document_.get() : find(key.substr(0, dot));
-  if (parent && parent->is_object()) const_cast<Value*>(parent)->erase(std::string(last));
+  Value* parent = dot == std::string_view::npos ? document_.get() : find(key.substr(0, dot));
+  if (parent && parent->is_object()) parent->erase(std::string(last));
   return true;
 }
 
@@ -89,7 +89,8 @@ bool JsonConf::save_json_conf() {
     return false;
   }
   try {
-    replace_file(filename, to_json(*document_, true) + "\n");
+    // Documents hold stream keys and passwords.
+    replace_file(filename, to_json(*document_, true) + "\n", 0600);
     return true;
   } catch (const std::system_error& failure) {
     set_error_msg(fmt::format("Failed to write {}", failure.what()));
@@ -99,8 +100,9 @@ bool JsonConf::save_json_conf() {
 
 void JsonConf::freeze_all(bool frozen) noexcept { frozen_documents = frozen; }
 
-const Value* JsonConf::find(std::string_view key) const {
-  const Value* at = document_.get();
+// The document belongs to this object: whether its members may change is the caller's constness.
+Value* JsonConf::find(std::string_view key) const {
+  Value* at = document_.get();
   for (;;) {
     const std::size_t dot = key.find('.');
     if (!at->is_object()) return nullptr;

@@ -51,7 +51,7 @@ class JsonConf : public Error {
   std::string filename;
 
  private:
-  const Value* find(std::string_view key) const;
+  Value* find(std::string_view key) const;
   Value* find_or_create_parent(std::string_view key, std::string_view& last);
 
   std::unique_ptr<Value> document_;

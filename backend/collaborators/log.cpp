@@ -5,8 +5,6 @@
 
 #include <array>
 
-#include "backend/collaborators/mask_passwords.h"
-
 namespace weir {
 
 namespace {

@@ -32,51 +32,49 @@ bool is_credential(std::string_view name) {
       credentials, [&](std::string_view word) { return plain == word || (plain.ends_with(word) && word.size() > 4); });
 }
 
-// "name=value" with the value hidden when the name says that it is secret.
-std::string mask_field(std::string_view field) {
-  const std::size_t equals = field.find('=');
-  if (equals == std::string_view::npos || !is_credential(field.substr(0, equals))) return std::string(field);
-  return std::string(field.substr(0, equals + 1)).append(mask);
-}
-
-std::string mask_query(std::string_view query) {
+// Every "scheme://user:password@" in the text: a URL may hold others.
+std::string mask_authorities(std::string_view url) {
   std::string masked;
-  if (query.starts_with('?')) {
-    masked = '?';
-    query.remove_prefix(1);
-  }
   for (;;) {
-    const std::size_t end = std::min(query.find_first_of("&;"), query.size());
-    masked += mask_field(query.substr(0, end));
-    if (end == query.size()) return masked;
-    masked += query[end];
-    query.remove_prefix(end + 1);
+    const std::size_t scheme = std::min(url.find("://"), url.size());
+    masked += url.substr(0, scheme);
+    if (scheme == url.size()) return masked;
+    const std::size_t end = std::min(url.find_first_of("/?#", scheme + 3), url.size());
+    masked.append("://").append(mask_authority(url.substr(scheme + 3, end - scheme - 3)));
+    url.remove_prefix(end);
   }
 }
 
-// What follows "scheme://".
-std::string mask_url(std::string_view url) {
-  const std::size_t authority_end = std::min(url.find_first_of("/?#"), url.size());
-  const std::size_t query = std::min(url.find('?', authority_end), url.size());
-  std::string masked = mask_authority(url.substr(0, authority_end));
-  masked += url.substr(authority_end, query - authority_end);
-  return masked += mask_query(url.substr(query));
+// Every "?name=value" and "&name=value" whose name says that the value is secret.
+std::string mask_fields(std::string_view url) {
+  std::string masked;
+  while (!url.empty()) {
+    const std::size_t name = std::min(url.find_first_of("?&;"), url.size() - 1) + 1;
+    masked += url.substr(0, name);
+    url.remove_prefix(name);
+    const std::size_t end = std::min(url.find_first_of("=?&;#"), url.size());
+    if (end == url.size() || url[end] != '=' || !is_credential(url.substr(0, end))) continue;
+    masked.append(url.substr(0, end + 1)).append(mask);
+    url.remove_prefix(std::min(url.find_first_of("&;#", end), url.size()));
+  }
+  return masked;
 }
 
 }  // namespace
 
 std::string mask_passwords(std::string_view text) {
+  if (text.find("://") == std::string_view::npos) return std::string(text);
   std::string masked;
   masked.reserve(text.size());
-  for (;;) {
-    const std::size_t scheme = text.find("://");
-    if (scheme == std::string_view::npos) return masked.append(text);
-    masked += text.substr(0, scheme + 3);
-    text.remove_prefix(scheme + 3);
+  while (!text.empty()) {
     const std::size_t end = std::min(text.find_first_of(end_of_url), text.size());
-    masked += mask_url(text.substr(0, end));
-    text.remove_prefix(end);
+    const std::string_view word = text.substr(0, end);
+    masked += word.find("://") == std::string_view::npos ? std::string(word) : mask_fields(mask_authorities(word));
+    const std::size_t next = std::min(text.find_first_not_of(end_of_url, end), text.size());
+    masked += text.substr(end, next - end);
+    text.remove_prefix(next);
   }
+  return masked;
 }
 
 }  // namespace weir

@@ -1,23 +1,22 @@
 #pragma once
 
-#include <set>
+#include <bitset>
 
 #include "backend/collaborators/value.h"
 
 namespace weir {
 
-/// The numbers that a field of a timetable names.
+/// The numbers from 0 to 59 that a field of a timetable names.
 struct IntegerList {
-  std::set<int> numbers;
-  bool all = false;
+  std::bitset<60> numbers;
 
-  bool contains(int number) const { return all || numbers.contains(number); }
-  bool empty() const noexcept { return !all && numbers.empty(); }
+  bool contains(int number) const { return number >= 0 && number < 60 && numbers[static_cast<std::size_t>(number)]; }
+  bool empty() const noexcept { return numbers.none(); }
 };
 
-/// Reads a timetable's field: numbers from 0 to 9999 and ranges "30-45", separated by commas, with white space around
+/// Reads a timetable's field: numbers from 0 to 59 and ranges "30-45", separated by commas, with white space around
 /// each; "*" is every number; null and blank texts are none, and a number stands for itself. Throws `ValueError` for
-/// any other text and `TypeError` for any other kind.
+/// any other text, and for one of more than 1024 bytes, and `TypeError` for any other kind.
 IntegerList str2intl(const Value& text);
 
 }  // namespace weir

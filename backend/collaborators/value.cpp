@@ -17,8 +17,6 @@ namespace weir {
 
 namespace {
 
-bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 /// Builds a value from the parser's events within the bounds of a document. Finds a repeated key by its hash: the
 /// mapping itself would look through all its members for each new one.
 class BoundedBuilder : public nlohmann::json_sax<Value> {

@@ -28,6 +28,9 @@ std::string to_text(const Value& value);
 /// The member of a mapping; null when it is absent or `mapping` is none.
 const Value& member(const Value& mapping, std::string_view name);
 
+/// Whether the character is white space of ASCII.
+constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
 /// The text without white space at both ends.
 std::string_view trim(std::string_view text);
 

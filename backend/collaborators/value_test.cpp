@@ -56,11 +56,13 @@ TEST(ValueTest, ReadsDocumentsWithinTheirBounds) {
 
 TEST(TimetableTest, ReadsNumbersRangesAndAll) {
   const IntegerList list = str2intl(" 0, 15,30-32 ");
-  EXPECT_EQ(list.numbers, (std::set<int>{0, 15, 30, 31, 32}));
+  EXPECT_EQ(list.numbers.count(), 5u);
+  for (const int number : {0, 15, 30, 31, 32}) EXPECT_TRUE(list.contains(number)) << number;
   EXPECT_TRUE(str2intl("*").contains(59));
   EXPECT_TRUE(str2intl(4).contains(4));
   EXPECT_TRUE(str2intl(nullptr).empty() && str2intl("  ").empty());
-  for (const char* text : {"a", "1,", "3-1", "-1", "1-2-3", "99999"}) EXPECT_THROW(str2intl(text), ValueError) << text;
+  for (const char* text : {"a", "1,", "3-1", "-1", "1-2-3", "60", "0-9999"})
+    EXPECT_THROW(str2intl(text), ValueError) << text;
   EXPECT_THROW(str2intl(Value::array()), TypeError);
 }
 
@@ -90,6 +92,7 @@ TEST(ConsoleCodesTest, AreFoundAndStripped) {
                 "abc"},
            Case{"\x1b[31", {}, "\x1b[31"},
            Case{"\x1b]x\x1b[1m", {"\x1b[1m"}, "\x1b]x"},
+           Case{"\x1b]\x1b\\\x1b]y", {"\x1b]\x1b\\"}, "\x1b]y"},
            Case{"\x1b(B\x1bM", {"\x1b(B", "\x1bM"}, ""},
            Case{"plain", {}, "plain"},
        }) {

@@ -17,6 +17,7 @@
 
 #include "backend/platform/failure.h"
 #include "backend/platform/poller.h"
+#include "backend/platform/task.h"
 
 extern char** environ;
 
@@ -77,8 +78,8 @@ void reset_signals(const sigset_t& mask) {
 /// than everything else of a start.
 class HandOver {
  public:
-  HandOver() {
-    for (Descriptor& slot : slots_) slot = above_standard(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  HandOver() : null_(open_null()) {
+    for (Descriptor& slot : slots_) slot = open_null();
   }
 
   void put(const std::array<int, 3>& standard) const {
@@ -91,8 +92,7 @@ class HandOver {
   struct Clearing {
     const HandOver& hand_over;
     ~Clearing() {
-      const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-      for (const Descriptor& slot : hand_over.slots_) ::dup3(null.get(), slot.get(), O_CLOEXEC);
+      for (const Descriptor& slot : hand_over.slots_) ::dup3(hand_over.null_.get(), slot.get(), O_CLOEXEC);
     }
   };
 
@@ -107,6 +107,13 @@ class HandOver {
   }
 
  private:
+  static Descriptor open_null() {
+    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (null < 0) throw_errno("/dev/null");
+    return above_standard(null);
+  }
+
+  Descriptor null_;  ///< kept, as there may be no descriptor left when the slots have to be cleared
   std::array<Descriptor, 3> slots_;
 };
 
@@ -148,12 +155,19 @@ pid_t clone_child(Launch& launch, int& pidfd) {
   sigset_t all;
   ::sigfillset(&all);
   ::sigprocmask(SIG_SETMASK, &all, &launch.signal_mask);
-  const pid_t pid =
-      ::clone(run_child, stack.data() + stack.size(), CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &launch, &pidfd);
+  constexpr int flags = CLONE_VM | CLONE_VFORK | CLONE_FILES | CLONE_PIDFD | SIGCHLD;
+  const pid_t pid = ::clone(run_child, stack.data() + stack.size(), flags, &launch, &pidfd);
   const int error = errno;
   ::sigprocmask(SIG_SETMASK, &launch.signal_mask, nullptr);
   if (pid < 0) throw_errno(error, "clone");
   return pid;
+}
+
+// A killed process ends soon, but one that waits for a dead disk holds nobody up.
+Async<> reap_later(Descriptor pidfd) {
+  ReadWatch ended(pidfd.get());
+  co_await ended.readable();
+  ::waitid(P_PIDFD, static_cast<id_t>(pidfd.get()), nullptr, WEXITED | WNOHANG);
 }
 
 class RealChild : public ChildProcess {
@@ -165,7 +179,7 @@ class RealChild : public ChildProcess {
     if (reaped_) return;
     ::killpg(pid_, SIGKILL);
     ::kill(pid_, SIGKILL);
-    ::waitid(P_PIDFD, static_cast<id_t>(pidfd_.get()), nullptr, WEXITED);
+    spawn("reaper", reap_later(std::move(pidfd_)));
   }
 
   pid_t pid() const noexcept override { return pid_; }
@@ -210,7 +224,7 @@ std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options) {
   if (options.command.empty()) throw ValueError("no program to start");
   const std::string program = find_program(options.command.front());
   const std::vector<char*> arguments = pointers(options.command);
-  const std::vector<char*> environment = pointers(options.environment.value_or(std::vector<std::string>()));
+  const std::vector<char*> environment = options.environment ? pointers(*options.environment) : std::vector<char*>();
   Pipe input = make_pipe();
   Pipe output = make_pipe();
   Pipe error = make_pipe();

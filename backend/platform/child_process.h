@@ -48,8 +48,8 @@ struct SpawnOptions {
 
 /// Starts a real child as vfork does, so that the cost does not grow with this process's memory. The child holds no
 /// descriptor of ours but its three pipes. Throws `std::system_error` with the error of the failed exec. On its
-/// destruction a child that was not reaped is killed with its group and reaped. Only the loop's thread starts children:
-/// they die with the thread that started them.
+/// destruction a child that was not reaped is killed with its group, and reaped by a task of its own. Only the loop's
+/// thread starts children: they die with the thread that started them.
 std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options);
 
 /// The hook of supervised children: the child leads its own process group, dies with this process, and has the
@@ -68,8 +68,8 @@ struct CommandResult {
 };
 
 /// Runs a short-lived program, bounded in time and in output: its writes beyond `output_limit` bytes fail. It leads its
-/// own group, which is killed at its end, at the timeout, or when the waiting task is killed. Throws
-/// `std::system_error` when it cannot be started.
+/// own group, which is killed at its end, at the timeout (its end is not waited for then), or when the waiting task is
+/// killed. Throws `std::system_error` when it cannot be started.
 Async<CommandResult> run_command(std::vector<std::string> command, double timeout_seconds,
                                  std::size_t output_limit = 1 << 20);
 

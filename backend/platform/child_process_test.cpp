@@ -68,6 +68,24 @@ TEST_F(ChildProcessTest, HoldsNoDescriptorButItsThree) {
   ::close(leaked);
 }
 
+TEST_F(ChildProcessTest, GetsTheEnvironmentThatItIsGiven) {
+  SpawnOptions options{.command = {"/usr/bin/env"}, .environment = std::vector<std::string>()};
+  std::string expected;
+  for (int i = 0; i < 50; ++i) {
+    options.environment->push_back("A_VARIABLE_WITH_A_LONG_NAME_" + std::to_string(i) + "=and a long value");
+    expected += options.environment->back() + "\n";
+  }
+  char path[] = "/tmp/weir-test-XXXXXX";
+  const Descriptor output(::mkstemp(path));
+  ::unlink(path);
+  options.standard_output = output.get();
+  const auto child = spawn_child(options);
+  ASSERT_TRUE(loop.run_until([&] { return child->poll().has_value(); }, 20s));
+  std::string printed(expected.size() + 1, '\0');
+  printed.resize(static_cast<std::size_t>(::pread(output.get(), printed.data(), printed.size(), 0)));
+  EXPECT_EQ(printed, expected);
+}
+
 TEST_F(ChildProcessTest, ReportsAFailedExec) {
   const auto error_of = [](const std::string& program) {
     try {
@@ -113,7 +131,7 @@ TEST_F(ChildProcessTest, DestructionKillsAndReaps) {
     pid = child->pid();
     EXPECT_FALSE(child->poll());
   }
-  EXPECT_FALSE(is_alive(pid));
+  EXPECT_TRUE(loop.run_until([&] { return !is_alive(pid); }, 20s));
 }
 
 TEST_F(ChildProcessTest, RunCommandCollectsBothOutputsAndGivesUpInTime) {

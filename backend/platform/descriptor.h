@@ -20,6 +20,8 @@ class Descriptor {
 
   int get() const noexcept { return fd_; }
   explicit operator bool() const noexcept { return fd_ >= 0; }
+  /// The descriptor, which the caller closes from now on.
+  int release() noexcept { return std::exchange(fd_, -1); }
   void reset() noexcept {
     if (fd_ >= 0) ::close(std::exchange(fd_, -1));
   }

@@ -18,8 +18,8 @@ namespace {
 /// A file that is removed again unless it was renamed to its place.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(std::string path)
-      : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {
+  TemporaryFile(std::string path, unsigned mode)
+      : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode)) {
     if (!file_) throw_errno(path_);
   }
   ~TemporaryFile() {
@@ -36,6 +36,8 @@ class TemporaryFile {
   }
 
   void rename(const std::string& target) {
+    // Some file systems tell only now that there was no room.
+    if (::close(file_.release()) != 0) throw_errno(path_);
     if (::rename(path_.c_str(), target.c_str()) != 0) throw_errno(target);
     renamed_ = true;
   }
@@ -81,9 +83,9 @@ std::string read_file(const std::filesystem::path& path, std::size_t limit) {
   return content;
 }
 
-void replace_file(const std::filesystem::path& path, std::string_view content) {
+void replace_file(const std::filesystem::path& path, std::string_view content, unsigned mode) {
   if (holds(path, content)) return;
-  TemporaryFile file(path.string() + ".tmp");
+  TemporaryFile file(path.string() + ".tmp", mode);
   file.write(content);
   file.rename(path.string());
 }

@@ -13,9 +13,11 @@ namespace weir {
 /// regular file (EINVAL) and a file larger than `limit` bytes (EFBIG).
 std::string read_file(const std::filesystem::path& path, std::size_t limit);
 
-/// Replaces the file whole: written beside under a temporary name, then renamed. A crash leaves the old file or the
-/// new one. A file that holds the content already is not written. Throws `std::system_error`.
-void replace_file(const std::filesystem::path& path, std::string_view content);
+/// Replaces the file whole: written beside under a temporary name, then renamed. A crash of the process at any moment
+/// leaves the old file or the new one; after a loss of power that holds where the file system writes a file before it
+/// is renamed over another, as the usual ones do, and for content that `sync_file` made durable. A file that holds the
+/// content already is not written. `mode` is that of a new file. Throws `std::system_error`.
+void replace_file(const std::filesystem::path& path, std::string_view content, unsigned mode = 0644);
 
 /// Makes the file's content and name durable; the disk is waited for on a helper thread. Throws `std::system_error`.
 Async<> sync_file(std::filesystem::path path);

@@ -6,7 +6,7 @@
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
-#include "backend/platform/task.h"
+#include "backend/platform/timeout.h"
 
 namespace weir {
 
@@ -36,16 +36,7 @@ class OutputFile {
   Descriptor file_;
 };
 
-struct Watchdog {
-  Task task;
-  ~Watchdog() { task.kill(); }
-};
-
-Async<> kill_after(ChildProcess& child, double seconds, bool& fired) {
-  co_await sleep_seconds(seconds);
-  fired = true;
-  child.signal_group(SIGKILL);
-}
+Async<> wait_for_end(ChildProcess& child, CommandResult& result) { result.exit_status = co_await child.wait(); }
 
 }  // namespace
 
@@ -59,10 +50,10 @@ Async<CommandResult> run_command(std::vector<std::string> command, double timeou
   const std::unique_ptr<ChildProcess> child = spawn_child(options);
 
   CommandResult result;
-  const Watchdog watchdog{spawn("command timeout", kill_after(*child, timeout_seconds, result.timed_out))};
-  result.exit_status = co_await child->wait();
+  const bool ended = co_await run_at_most("command", wait_for_end(*child, result), to_duration(timeout_seconds));
+  result.timed_out = !ended;
   child->signal_group(SIGKILL);
-  child->reap();
+  if (ended) child->reap();
   result.standard_output = output.content();
   result.standard_error = error.content();
   co_return result;

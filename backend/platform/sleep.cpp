@@ -34,10 +34,12 @@ SleepWait sleep(std::chrono::nanoseconds duration) {
   return SleepWait(now() + std::clamp(duration, std::chrono::nanoseconds(0), longest_sleep));
 }
 
-SleepWait sleep_seconds(double seconds) {
+SleepWait sleep_seconds(double seconds) { return sleep(to_duration(seconds)); }
+
+std::chrono::nanoseconds to_duration(double seconds) {
   const double longest = std::chrono::duration<double>(longest_sleep).count();
   const double bounded = std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, longest);
-  return sleep(std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded)));
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded));
 }
 
 SleepWait sleep_to_next(std::chrono::nanoseconds period) {

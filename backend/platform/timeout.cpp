@@ -12,8 +12,9 @@ struct Killer {
   ~Killer() { task.kill(); }
 };
 
-Async<> kill_after(Task task, std::chrono::nanoseconds limit) {
+Async<> kill_after(Task task, std::chrono::nanoseconds limit, bool& late) {
   co_await sleep(limit);
+  late = !task.dead();
   task.kill();
 }
 
@@ -21,9 +22,10 @@ Async<> kill_after(Task task, std::chrono::nanoseconds limit) {
 
 Async<bool> run_at_most(std::string name, Async<> body, std::chrono::nanoseconds limit) {
   const Killer work{spawn(name, std::move(body))};
-  const Killer timer{spawn(name + " (time limit)", kill_after(work.task, limit))};
+  bool late = false;
+  const Killer timer{spawn(name + " (time limit)", kill_after(work.task, limit, late))};
   co_await work.task.wait();
-  co_return !timer.task.dead();
+  co_return !late;
 }
 
 }  // namespace weir

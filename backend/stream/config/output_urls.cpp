@@ -24,6 +24,12 @@ std::string quote(const Value& name) {
   return quoted;
 }
 
+const std::string& path_part(const Value& output, std::string_view name) {
+  const Value& part = member(output, name);
+  if (!part.is_string()) throw TypeError(fmt::format("a file output's {} is not text", name));
+  return part.get_ref<const std::string&>();
+}
+
 std::string hls_url(const Value& id, const Value& output, std::string_view host) {
   return fmt::format("http://{}:{}/{}/{}", host.substr(0, host.find(':')),
                      siblings().nginx_manager->config.get_http_port(), to_text(id),
@@ -48,7 +54,7 @@ std::optional<std::string> output_url(const Value& id, const Value& output, std:
     return fmt::format("{}://{}:{}", to_text(protocol), to_text(member(output, "hostname")),
                        to_text(member(output, "port")));
   }
-  if (protocol == "file") return join_path(to_text(member(output, "path")), to_text(member(output, "filename")));
+  if (protocol == "file") return join_path(path_part(output, "path"), path_part(output, "filename"));
   if (protocol == "http") {
     return fmt::format("http://{}/stream/{}/{}", host, to_text(id), quote(member(output, "filename")));
   }

@@ -2,12 +2,26 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
+#include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 
 namespace weir {
+
+namespace {
+
+constexpr std::size_t most_numbered = 500;
+
+std::size_t count_numbered(const Value& mapping) {
+  std::size_t count = 0;
+  for (const auto& [key, value] : mapping.items()) count += is_number(key) ? 1 : 0;
+  return count;
+}
+
+}  // namespace
 
 StreamConfig::StreamConfig(std::string file, Error* error_handler) : JsonConf(std::move(file), error_handler) {}
 
@@ -26,7 +40,31 @@ bool StreamConfig::normalise() {
     set_error_msg("Invalid output");
     return false;
   }
-  return filter_input() && sort_input() && filter_output() && sort_output() && apply_profile();
+  return check_growth() && filter_input() && sort_input() && filter_output() && sort_output() && apply_profile() &&
+         check_size();
+}
+
+// Every input gets a copy of input 0: a small document could become one that fills the memory.
+bool StreamConfig::check_growth() {
+  const std::size_t inputs = count_numbered(get_json_conf("input"));
+  if (std::max(inputs, count_numbered(get_json_conf("output"))) > most_numbered) {
+    set_error_msg(fmt::format("Invalid document: more than {} inputs or outputs", most_numbered));
+    return false;
+  }
+  const Value& copied = get_json_conf("input.0");
+  if (inputs * to_json(copied).size() <= longest_document) return true;
+  set_error_msg("Invalid input: the settings of input 0 are too large to be those of every input");
+  return false;
+}
+
+bool StreamConfig::check_size() {
+  try {
+    check_bounds(document());
+    return true;
+  } catch (const ValueError& failure) {
+    set_error_msg(fmt::format("Invalid document: {}", failure.what()));
+    return false;
+  }
 }
 
 std::vector<Value> StreamConfig::get_input_urls() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -20,7 +21,8 @@ class StreamConfig : public JsonConf {
 
   /// Loads the stream file, or applies a form, then normalises inputs and outputs and applies the profile. False with
   /// the reason; wrong kinds inside the normalisation are raised. Nothing is rolled back: after a failure the document
-  /// keeps what has been applied.
+  /// keeps what has been applied. More than 500 inputs or outputs, and a document that would be too large to be read
+  /// again, are refused.
   bool load_json_conf() override;
   bool load_json_conf(const Value& form) override;
 
@@ -53,7 +55,11 @@ class StreamConfig : public JsonConf {
 
  private:
   bool normalise();
+  bool check_growth();
+  bool check_size();
   int sort_numbered(std::string_view key);
+  std::shared_ptr<const ProfileDescription> find_profile(const Value& profile_id);
+  void copy_profile(const ProfileDescription& profile);
 };
 
 /// The path of a file in the HLS directory of a stream.

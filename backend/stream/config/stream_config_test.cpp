@@ -194,6 +194,19 @@ TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {
   }
 }
 
+TEST_F(StreamConfigTest, RefusesToGrowBeyondWhatCanBeReadAgain) {
+  Value copies = Value::object();
+  copies["0"] = {{"url", "a"}, {"options", std::string(60'000, 'x')}};
+  for (int i = 1; i < 30; ++i) copies[std::to_string(i)] = {{"url", "b"}};
+  Value many = Value::object();
+  for (int i = 0; i <= 500; ++i) many[std::to_string(i)] = {{"url", "b"}};
+  for (const Value& input : {copies, many}) {
+    StreamConfig conf;
+    EXPECT_FALSE(conf.load_json_conf({{"input", input}, {"output", Value::object()}}));
+    EXPECT_TRUE(conf.get_error_msg().starts_with("Invalid ")) << conf.get_error_msg();
+  }
+}
+
 TEST_F(StreamConfigTest, SavesAndLoadsWhatItHolds) {
   const std::string path = (world.directory.path() / "0.conf").string();
   StreamConfig conf(path);

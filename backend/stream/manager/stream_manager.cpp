@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
@@ -28,7 +29,8 @@ std::optional<long long> stream_id_of(std::string_view filename) {
   if (!filename.ends_with(stream_file_suffix)) return std::nullopt;
   filename.remove_suffix(stream_file_suffix.size());
   if (!is_number(filename)) return std::nullopt;
-  return parse_integer(filename);
+  const auto id = parse_integer(filename);
+  return id < std::numeric_limits<long long>::max() ? id : std::nullopt;  // the next id has to be one, too
 }
 
 std::optional<long long> to_integer(const Value& stream_id) {
@@ -49,7 +51,7 @@ bool delete_checked_stream(StreamManager& manager, const Value& stream_id) {
     return false;
   }
   try {
-    std::filesystem::remove(stream->conf->filename);
+    if (!std::filesystem::remove(stream->conf->filename)) throw_errno(ENOENT, stream->conf->filename);
     manager.streams.erase(stream->id);
   } catch (const std::system_error& failure) {
     manager.set_error_msg(fmt::format("Failed to delete stream {}: {}", to_text(stream_id), failure.what()));
@@ -92,7 +94,8 @@ Async<bool> StreamManager::init() {
 }
 
 Async<> StreamManager::stop_thread() {
-  if (!thread.dead()) co_await thread.kill_and_wait();
+  // Another batch call may have put a new task here while this one waited.
+  while (!thread.dead()) co_await thread.kill_and_wait();
 }
 
 Async<bool> StreamManager::restore_streams(double interval) {

@@ -3,13 +3,13 @@
 #include <cstddef>
 #include <cstring>
 
+#include "backend/collaborators/value.h"
+
 namespace weir {
 
 namespace {
 
 constexpr std::size_t nowhere = std::string_view::npos;
-
-bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 // A match of a key and of all that has to follow it.
 struct SpeedMatch {

@@ -50,6 +50,10 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   /// waiting for that.
   Async<bool> restart(int input_next = 0);
 
+  /// What `stop` and `restart` are made of: raises the exception in the supervision task, and sets the input of the
+  /// next launch if one is given. Returns true.
+  Async<bool> kill(Kill exception, std::optional<int> input_next = std::nullopt);
+
   /// Resource use of the transcoder; empty between runs. Figures that are not known are absent.
   Value get_process_info() const;
   /// Input and output URLs and the index of the input in use. `host`: see `StreamConfig::get_output_urls`.
@@ -80,8 +84,6 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   std::unique_ptr<StreamClientInfo> clientinfo;
 
  private:
-  Async<bool> kill(Kill exception, std::optional<int> input_next);
-
   // The supervision task.
   static Async<> supervise(std::shared_ptr<Stream> self);
   Async<> run();
