@@ -1,0 +1,331 @@
+// What goes wrong around a stream, tried with real children on a clock that the test moves: what its owner sees, what
+// is kept, and that the stream beside it does not notice. How long the loop is held up is shown by bench/faults.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "backend/collaborators/config.h"
+#include "backend/platform/process_info.h"
+#include "tests/integration/server_process.h"
+#include "tests/support/stream_fixture.h"
+#include "tests/support/temporary_directory.h"
+
+namespace weir {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+/// The fixture's stream runs a real program; a neighbour with a scripted transcoder is on the air already.
+class FaultsTest : public test::StreamFixture {
+ protected:
+  FaultsTest() {
+    auto document = std::make_shared<StreamConfig>(Config::STREAM_DIRECTORY + "/8.conf");
+    document->load_json_conf(Value::parse(R"({"id":8,"label":"Neighbour","min_speed":"","max_speed":"",
+        "max_sys_mem":"","max_gpu_mem":"","input":{"0":{"url":"udp://n"}},"output":{}})"));
+    neighbour = std::make_shared<Stream>(8, document);
+    world.loop.run(neighbour->start());
+    world.loop.advance(10ms);
+    say(test::progress_line("00:00:01.00"));
+    siblings().spawn_child = [this](SpawnOptions options) {
+      options.command = {program};
+      auto child = spawn_child(options);
+      pids.push_back(child->pid());
+      return child;
+    };
+    siblings().process_info = [](pid_t pid) { return std::make_unique<Process>(pid); };
+  }
+  ~FaultsTest() override {
+    stop();
+    world.loop.run(neighbour->stop());
+    world.loop.settle();
+  }
+
+  void launch(const std::string& name) {
+    program = std::string(WEIR_TEST_PROGRAMS "/") + name;
+    start();
+    world.loop.advance(10ms);
+  }
+  bool wait_for(const char* word) {
+    return world.loop.run_until([&] { return status() == word; }, 10s);
+  }
+  /// Stops the stream and sees that its transcoders are gone. The drain of a pipe that somebody holds takes 2 s.
+  void stop() {
+    world.loop.run(stream->stop());
+    world.loop.run_until([&] { return status() == "stopped"; }, 1s);
+    world.loop.advance(2010ms);
+    EXPECT_TRUE(wait_for("stopped"));
+    for (const pid_t pid : pids) EXPECT_FALSE(test::runs(pid)) << pid;
+  }
+  /// The neighbour still takes the figures of its first transcoder, and no word about it was logged.
+  void expect_neighbour_on_air() {
+    const long long time = ++neighbour_time;
+    say(test::progress_line("00:00:" + std::to_string(time)));
+    EXPECT_TRUE(world.loop.run_until([&] { return neighbour->stats.time == time; }, 1s));
+    EXPECT_EQ(neighbour->get_status(), "running");
+    EXPECT_EQ(launches(), 1u);
+    EXPECT_FALSE(logged("Neighbour"));
+  }
+  void pass(int minutes) {
+    for (int i = 0; i < minutes; ++i) {
+      expect_neighbour_on_air();
+      world.loop.advance(1min);
+    }
+  }
+  std::string at(const char* name) const { return (world.directory.path() / name).string(); }
+
+  std::shared_ptr<Stream> neighbour;
+  long long neighbour_time = 10;
+  std::string program;
+  std::vector<pid_t> pids;
+};
+
+TEST_F(FaultsTest, AProgramThatCannotBeStartedIsNamedAndTriedAgainUntilItCan) {
+  const std::string path = at("program");
+  const auto write = [&](const char* content, mode_t mode) {
+    return [=] {
+      std::ofstream(path) << content;
+      ::chmod(path.c_str(), mode);
+    };
+  };
+  const struct {
+    std::function<void()> prepare;
+    const char* reason;
+  } cases[] = {{[] {}, ": No such file or directory"},
+               {write("#!/bin/sh\nexec sleep 60", 0600), ": Permission denied"},
+               {write("no program", 0700), ": Exec format error"}};
+  program = path;
+  start();
+  world.loop.advance(1s);
+  for (const auto& c : cases) {
+    c.prepare();
+    world.log_lines.clear();
+    world.loop.advance(3s);
+    EXPECT_TRUE(logged(path + c.reason)) << testing::PrintToString(world.log_lines);
+    EXPECT_EQ(world.log_lines.size(), 1u);
+    EXPECT_EQ(status(), "restarting");
+  }
+  program = WEIR_TEST_PROGRAMS "/goes_on";
+  world.loop.advance(3s);
+  EXPECT_TRUE(wait_for("running"));
+  expect_neighbour_on_air();
+}
+
+TEST_F(FaultsTest, AProgramThatEndsAtOnceIsTriedEveryThreeSecondsAndItsWordsAreKept) {
+  launch("ends_at_once");
+  for (std::size_t tries = 1; tries <= 3; ++tries) {
+    ASSERT_TRUE(world.loop.run_until([&] { return pids.size() == tries && !stream->proc; }, 10s));
+    EXPECT_EQ(status(), "restarting");
+    world.loop.advance(3s);
+  }
+  EXPECT_TRUE(stream->stdbuf.read().starts_with("Unknown encoder 'x'\nUnknown encoder 'x'\n"));
+  EXPECT_TRUE(world.log_lines.empty());
+  expect_neighbour_on_air();
+}
+
+TEST_F(FaultsTest, AProgramThatIgnoresSignalsIsEndedAllTheSame) {
+  launch("ignores_signals");
+  ASSERT_TRUE(wait_for("running"));
+  ::kill(pids.back(), SIGTERM);
+  world.loop.advance(10ms);
+  EXPECT_EQ(status(), "running");
+  world.loop.run(stream->stop());
+  EXPECT_TRUE(world.loop.run_until([&] { return status() == "stopped"; }, 1s)) << "without waiting for anything";
+  expect_neighbour_on_air();
+}
+
+TEST_F(FaultsTest, ChildrenOfTheProgramDieWithItsGroupAndOthersCannotHoldTheStream) {
+  launch("leaves_children");
+  ASSERT_TRUE(wait_for("running"));
+  std::istringstream log(stream->stdbuf.read());
+  std::string word;
+  pid_t of_the_group = 0;
+  pid_t elsewhere = 0;
+  log >> word >> of_the_group >> word >> elsewhere;
+  ASSERT_TRUE(test::runs(of_the_group) && test::runs(elsewhere)) << log.str();
+  stop();
+  EXPECT_TRUE(test::eventually([&] { return !test::runs(of_the_group); }, 1s));
+  EXPECT_TRUE(test::runs(elsewhere)) << "it is out of reach, and held the pipe";
+  ::kill(elsewhere, SIGKILL);
+  launch("goes_on");
+  EXPECT_TRUE(wait_for("running"));
+  expect_neighbour_on_air();
+}
+
+TEST_F(FaultsTest, AProgramThatClosesItsOutputIsRestartedOnceItsTimeStandsStill) {
+  launch("closes_its_output");
+  ASSERT_TRUE(wait_for("running"));
+  pass(2);
+  EXPECT_EQ(status(), "running");
+  expect_neighbour_on_air();
+  pass(5);
+  EXPECT_TRUE(logged("warning Stream 7 Lobby: URL #0 udp://a is timeout"));
+  EXPECT_TRUE(world.loop.run_until([&] { return world.loop.advance(10ms), pids.size() == 2; }, 1s));
+}
+
+TEST_F(FaultsTest, ARemovedDirectoryIsReportedAndBackAfterTheNextRestart) {
+  launch("goes_on");
+  ASSERT_TRUE(wait_for("running"));
+  fs::remove_all(get_hls_path(7, ""));
+  ASSERT_TRUE(world.loop.run_until([&] { return !world.log_lines.empty(); }, 5s));
+  EXPECT_TRUE(logged("error Stream 7 Lobby: ")) << world.log_lines[0];
+  EXPECT_TRUE(logged(get_hls_path(7, "").substr(0, get_hls_path(7, "").size() - 1))) << world.log_lines[0];
+  EXPECT_EQ(status(), "running");
+  world.loop.run(stream->restart());
+  ASSERT_TRUE(wait_for("restarting"));
+  EXPECT_TRUE(fs::is_directory(get_hls_path(7, "")));
+  expect_neighbour_on_air();
+}
+
+/// The real server on the real clock; each stream's input names the program that stands in for its transcoder. Stream 0
+/// is on the air and stays so.
+class FaultyServerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    serve();
+    add("goes_on");
+    server->request("POST", "/api/streams/0/start");
+    ASSERT_TRUE(eventually_has(0, R"("status":"running")")) << server->log();
+    first_pid = transcoder_of_stream_0();
+    ASSERT_GT(first_pid, 0);
+  }
+  void TearDown() override {
+    EXPECT_EQ(transcoder_of_stream_0(), first_pid) << server->log();
+    server = nullptr;
+  }
+
+  void serve() {
+    server = std::make_unique<test::ServerProcess>(
+        std::vector<std::string>{"--data", data, "--port", "0", "--ffmpeg", WEIR_TEST_PROGRAMS "/runs_its_input"},
+        (directory.path() / "log").string());
+    ASSERT_TRUE(server->is_ready()) << server->log();
+  }
+  std::string add(const std::string& name) const {
+    Value form = Value::parse(R"({"output":{"0":{"protocol":"udp","hostname":"127.0.0.1","port":9}}})");
+    form["label"] = name;
+    form["input"]["0"]["url"] = WEIR_TEST_PROGRAMS "/" + name;
+    return server->request("POST", "/api/streams", to_json(form));
+  }
+  std::string get(int id, const std::string& what = "") const {
+    return server->request("GET", "/api/streams/" + std::to_string(id) + what);
+  }
+  bool eventually_has(int id, const std::string& text) const {
+    return test::eventually([&] { return get(id).find(text) != std::string::npos; }, 10s);
+  }
+  std::string file(int id) const { return data + "/streams/" + std::to_string(id) + ".conf"; }
+  std::string saved_status(int id) const { return to_text(Value::parse(read_file(file(id), 1 << 20)).at("status")); }
+
+  /// The oldest child of the server: stream 0 was started first.
+  pid_t transcoder_of_stream_0() const {
+    pid_t pid = 0;
+    std::ifstream("/proc/" + std::to_string(server->pid()) + "/task/" + std::to_string(server->pid()) + "/children") >>
+        pid;
+    return pid;
+  }
+
+  test::TemporaryDirectory directory;
+  const std::string data = (directory.path() / "data").string();
+  std::unique_ptr<test::ServerProcess> server;
+  pid_t first_pid = 0;
+};
+
+TEST_F(FaultyServerTest, HoldsBackTranscodersThatPrintWithoutEnd) {
+  const auto memory = [&] { return Process(server->pid()).memory_info().rss >> 20; };
+  int id = 0;
+  for (const char* name : {"floods", "prints_an_endless_line"}) {
+    add(name);
+    const auto before = memory();
+    server->request("POST", "/api/streams/" + std::to_string(++id) + "/start");
+    ASSERT_TRUE(eventually_has(id, R"("status":"running")")) << name;
+    std::this_thread::sleep_for(500ms);
+    EXPECT_LE(get(id, "/log").size(), 257u << 10) << name;
+    EXPECT_LE(memory(), before + 8) << name;
+    server->request("POST", "/api/streams/" + std::to_string(id) + "/stop");
+    EXPECT_TRUE(eventually_has(id, R"("status":"stopped")")) << name;
+  }
+}
+
+TEST_F(FaultyServerTest, OutOfDescriptorsItGoesOnAndSaysSo) {
+  add("goes_on");
+  const pid_t pid = server->pid();
+  const auto in_use = std::distance(fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd"), {});
+  rlimit original{};
+  ::prlimit(pid, RLIMIT_NOFILE, nullptr, &original);
+  // A request and a file at a time are possible, a child's three pipes are not.
+  const rlimit low{static_cast<rlim_t>(in_use) + 3, original.rlim_max};
+  ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &low, nullptr), 0);
+  server->request("POST", "/api/streams/1/start");
+  EXPECT_TRUE(test::eventually([&] { return server->log().find("Too many open files") != std::string::npos; }, 10s));
+  EXPECT_TRUE(eventually_has(1, R"("status":"restarting")"));
+  EXPECT_TRUE(eventually_has(0, R"("status":"running")"));
+  ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &original, nullptr), 0);
+  EXPECT_TRUE(eventually_has(1, R"("status":"running")")) << server->log();
+}
+
+TEST_F(FaultyServerTest, AFileThatBecameUnusableKeepsNoOtherStreamOffTheAir) {
+  add("goes_on");
+  add("goes_on");
+  EXPECT_EQ(server->end(SIGTERM), 0);
+  fs::remove(file(1));
+  fs::create_directory(file(1));
+  ::chmod(file(2).c_str(), 0);
+  serve();
+  ASSERT_TRUE(eventually_has(0, R"("status":"running")")) << server->log();
+  first_pid = transcoder_of_stream_0();
+  EXPECT_TRUE(get(1).starts_with("HTTP/1.1 404"));
+  const std::string broken = server->request("GET", "/api/streams?broken=1");
+  EXPECT_NE(broken.find("1.conf"), std::string::npos) << broken;
+  // Permissions don't bind the superuser.
+  if (::geteuid() != 0) EXPECT_NE(broken.find("Permission denied"), std::string::npos) << broken;
+  EXPECT_EQ(get(2).starts_with("HTTP/1.1 200"), ::geteuid() == 0);
+}
+
+/// With its data on a small file system of its own.
+class FullDiskTest : public FaultyServerTest {
+ protected:
+  void SetUp() override {
+    fs::create_directories(data);
+    if (::mount("none", data.c_str(), "tmpfs", 0, "size=128k") != 0) GTEST_SKIP() << "only the superuser can mount";
+    FaultyServerTest::SetUp();
+  }
+  void TearDown() override {
+    if (server) FaultyServerTest::TearDown();
+    ::umount2(data.c_str(), MNT_DETACH);
+  }
+  void fill() const {
+    std::ofstream filler(data + "/filler");
+    while (filler << std::string(4096, 'x') << std::flush) continue;
+  }
+};
+
+TEST_F(FullDiskTest, StreamsGoOnWithoutDiskAndNothingSavedIsLost) {
+  add("goes_on");
+  server->request("POST", "/api/streams/1/start");
+  ASSERT_TRUE(eventually_has(1, R"("status":"running")"));
+  fill();
+  const std::string refused = add("goes_on");
+  EXPECT_TRUE(refused.starts_with("HTTP/1.1 500")) << refused;
+  EXPECT_NE(refused.find("No space left on device"), std::string::npos) << refused;
+  EXPECT_FALSE(fs::exists(file(2)) || fs::exists(file(2) + ".tmp"));
+  server->request("POST", "/api/streams/1/stop");
+  EXPECT_TRUE(eventually_has(1, R"("status":"stopped")")) << "the status holds in memory";
+  EXPECT_EQ(saved_status(1), "running") << "and the file is whole, as it was saved last";
+  EXPECT_TRUE(eventually_has(0, R"("status":"running")"));
+  fs::remove(data + "/filler");
+  server->request("POST", "/api/streams/1/start");
+  EXPECT_TRUE(eventually_has(1, R"("status":"running")"));
+  server->request("POST", "/api/streams/1/stop");
+  EXPECT_TRUE(test::eventually([&] { return saved_status(1) == "stopped"; }, 10s));
+}
+
+}  // namespace
+}  // namespace weir
