@@ -1,7 +1,10 @@
 // What supervision costs: the server with 10, 100, 500 and 1000 streams of a transcoder that prints two progress lines
 // a second, beside a bare loop that starts the same children and only reads their pipes.
 //
-//     bench_supervise SERVER TRANSCODER [SECONDS [STREAMS …]]
+//     bench_supervise [--watched] SERVER TRANSCODER [SECONDS [STREAMS …]]
+//
+// With --watched each stream also completes an HLS segment every four seconds and has a viewer, and the time that the
+// list of all streams takes over HTTP is shown.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -15,6 +18,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -190,6 +194,27 @@ void measure(const char* name, pid_t pid, int streams, double spawned, int secon
              static_cast<double>(after.switches - before.switches) / passed, spawned);
 }
 
+void register_viewers(int streams) {
+  for (int i = 0; i < streams; ++i) {
+    request("POST", fmt::format("/api/streams/{}/clients", i),
+            R"({"filename":"index.m3u8","addr":"192.0.2.7","timeout":3600})");
+  }
+}
+
+void measure_list() {
+  std::vector<double> times;
+  std::size_t size = 0;
+  for (int i = 0; i < 50; ++i) {
+    const auto begin = Clock::now();
+    size = request("GET", "/api/streams", "").size();
+    times.push_back(1000 * seconds_since(begin));
+    std::this_thread::sleep_for(20ms);
+  }
+  std::ranges::sort(times);
+  fmt::print("{:<8} list over HTTP: {:.1f} ms median, {:.1f} ms best, {} KB\n", "", times[times.size() / 2],
+             times.front(), size / 1000);
+}
+
 void end(pid_t pid, int signal) {
   kill(pid, signal);
   waitpid(pid, nullptr, 0);
@@ -203,7 +228,7 @@ void measure_bare_loop(const std::string& self, const std::string& transcoder, i
   end(pid, SIGKILL);
 }
 
-void measure_server(const std::string& server, const std::string& transcoder, int streams, int seconds) {
+void measure_server(const std::string& server, const std::string& transcoder, int streams, int seconds, bool watched) {
   std::string data = (std::filesystem::temp_directory_path() / "weir-bench-XXXXXX").string();
   if (!mkdtemp(data.data())) std::exit(1);
   write_stream_files(data, streams);
@@ -214,7 +239,9 @@ void measure_server(const std::string& server, const std::string& transcoder, in
   const auto begin = Clock::now();
   request("POST", "/api/batch/start", batch_of(streams));
   const double spawned = wait_for_children(pid, transcoder, streams, begin);
+  if (watched) register_viewers(streams);
   measure("server", pid, streams, spawned, seconds);
+  if (watched) measure_list();
   fmt::print("{:<8} {:>5} streams  {:.1f} MB with all of them stopped\n", "", streams, idle);
   end(pid, SIGTERM);
   std::filesystem::remove_all(data);
@@ -229,8 +256,15 @@ int main(int argc, char** argv) {
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
   if (argc == 4 && std::string(argv[1]) == "--bare") run_bare_loop(argv[2], std::atoi(argv[3]));
+  const std::string self = std::filesystem::absolute(argv[0]).string();
+  const bool watched = argc > 1 && std::string(argv[1]) == "--watched";
+  if (watched) {
+    setenv("FAKE_SEGMENTS", "1", 1);
+    --argc;
+    ++argv;
+  }
   if (argc < 3) {
-    fmt::print(stderr, "usage: {} SERVER TRANSCODER [SECONDS [STREAMS ...]]\n", argv[0]);
+    fmt::print(stderr, "usage: {} [--watched] SERVER TRANSCODER [SECONDS [STREAMS ...]]\n", self);
     return 2;
   }
   const int seconds = argc > 3 ? std::atoi(argv[3]) : 20;
@@ -238,9 +272,9 @@ int main(int argc, char** argv) {
   for (int i = 4; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
   if (sizes.empty()) sizes = {10, 100, 500, 1000};
   for (const int streams : sizes) {
-    measure_bare_loop(std::filesystem::absolute(argv[0]).string(), argv[2], streams, seconds);
+    measure_bare_loop(self, argv[2], streams, seconds);
     std::this_thread::sleep_for(1s);
-    measure_server(argv[1], argv[2], streams, seconds);
+    measure_server(argv[1], argv[2], streams, seconds, watched);
     std::this_thread::sleep_for(1s);
   }
 }

@@ -166,6 +166,12 @@ std::string to_text(const Value& value) {
   return to_json(value);
 }
 
+Value make_mapping(std::size_t members) {
+  Value mapping = Value::object();
+  mapping.get_ref<Value::object_t&>().reserve(members);
+  return mapping;
+}
+
 const Value& member(const Value& mapping, std::string_view name) {
   static const Value null;
   if (!mapping.is_object()) return null;

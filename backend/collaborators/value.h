@@ -25,6 +25,9 @@ int compare_numbers(std::string_view left, std::string_view right);
 /// mappings are their JSON text.
 std::string to_text(const Value& value);
 
+/// An empty mapping with room for that many members: one that grows copies its keys.
+Value make_mapping(std::size_t members);
+
 /// The member of a mapping; null when it is absent or `mapping` is none.
 const Value& member(const Value& mapping, std::string_view name);
 

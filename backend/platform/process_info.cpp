@@ -48,7 +48,6 @@ Process::Process(pid_t pid)
 }
 
 double Process::cpu_percent() {
-  read_pages(statm_, pid_);
   const std::chrono::nanoseconds cpu = cpu_time(cpu_clock_, pid_);
   const TimePoint time = now();
   const auto cpu_used = cpu - std::exchange(last_cpu_, cpu);

@@ -20,8 +20,10 @@ Response make(int status, std::string content_type, std::string body) {
 
 }  // namespace
 
-Response json_response(const Value& value, int status) {
-  return make(status, "application/json", to_json(value) + "\n");
+Response json_response(const Value& value, int status) { return json_text_response(to_json(value), status); }
+
+Response json_text_response(std::string text, int status) {
+  return make(status, "application/json", std::move(text) + "\n");
 }
 
 Response text_response(std::string text, int status) {

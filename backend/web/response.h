@@ -40,6 +40,8 @@ class HttpError : public std::runtime_error {
 };
 
 Response json_response(const Value& value, int status = 200);
+/// The same for a value whose JSON text is there already.
+Response json_text_response(std::string text, int status = 200);
 Response text_response(std::string text, int status = 200);
 Response empty_response(int status = 204);
 /// {"error": "…"}

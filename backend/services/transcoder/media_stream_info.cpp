@@ -175,7 +175,10 @@ Value MediaStreamInfo::dump(const std::vector<MediaStream>& streams, bool from_o
     const MediaStream* source = from_outputs ? find_source(stream) : nullptr;
     if (source != nullptr && !shown.insert(source).second) continue;
     const StreamDescription description = describe(stream, from_outputs);
-    Value item = {{"index", stream.index}, {"type", get_type_name(stream.type)}, {"codec", stream.codec}};
+    Value item = make_mapping(13);
+    item["index"] = stream.index;
+    item["type"] = get_type_name(stream.type);
+    item["codec"] = stream.codec;
     auto put = [&item](const char* name, const auto& value, bool known) {
       if (known) item[name] = value;
     };

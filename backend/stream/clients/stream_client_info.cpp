@@ -106,9 +106,14 @@ Value StreamClientInfo::dumps() const {
   for (const Output& output : outputs_) {
     Value clients = Value::array();
     for (const Client& client : output.clients) {
-      clients.push_back({{"addr", client.addr}, {"duration", time - client.start_time}});
+      Value shown = make_mapping(2);
+      shown["addr"] = client.addr;
+      shown["duration"] = time - client.start_time;
+      clients.push_back(std::move(shown));
     }
-    summary[std::to_string(output.index)] = {{"protocol", output.protocol}, {"clients", std::move(clients)}};
+    Value& shown = summary[std::to_string(output.index)] = make_mapping(2);
+    shown["protocol"] = output.protocol;
+    shown["clients"] = std::move(clients);
   }
   return summary;
 }

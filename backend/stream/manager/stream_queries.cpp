@@ -8,7 +8,7 @@ namespace weir {
 
 Value StreamManager::stream_info(const Stream& stream, std::string_view host) {
   const std::unique_ptr<ProfileDescription> profile = siblings().profile_description(*stream.conf);
-  Value record = Value::object();
+  Value record = make_mapping(14);
   record["id"] = stream.conf->get_json_conf("id");
   record["label"] = stream.conf->get_json_conf("label");
   record["hwaccel"] = profile->get_hwaccel();

@@ -6,7 +6,7 @@
 namespace weir {
 
 Value Stream::get_process_info() const {
-  Value result = Value::object();
+  Value result = make_mapping(6);
   if (procinfo) {
     try {
       result["cpu_percent"] = procinfo->cpu_percent();
@@ -27,7 +27,7 @@ Value Stream::get_process_info() const {
 }
 
 Value Stream::get_url_info(std::string_view host) const {
-  Value result = Value::object();
+  Value result = make_mapping(3);
   result["inputs"] = conf->get_input_urls();
   result["outputs"] = conf->get_output_urls(host);
   result["input_index"] = ffmpeg->input_index;
@@ -35,7 +35,7 @@ Value Stream::get_url_info(std::string_view host) const {
 }
 
 Value Stream::get_codec_info() const {
-  Value result = Value::object();
+  Value result = make_mapping(2);
   result["inputs"] = streaminfo->dump_inputs();
   result["outputs"] = streaminfo->dump_outputs();
   return result;
