@@ -1,12 +1,11 @@
 #include <fmt/core.h>
+#include <malloc.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,23 +24,9 @@ namespace weir {
 
 namespace {
 
-bool is_executable(const std::string& path) {
-  std::error_code ignored;
-  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
-}
-
-bool can_be_run(const std::string& program) {
-  if (program.find('/') != std::string::npos) return is_executable(program);
-  const char* path = std::getenv("PATH");
-  std::istringstream directories(path ? path : "/usr/local/bin:/usr/bin:/bin");
-  for (std::string directory; std::getline(directories, directory, ':');)
-    if (is_executable(directory + "/" + program)) return true;
-  return false;
-}
-
 // The server starts all the same: its streams say what they lack, and run once it is there.
 void warn_of_missing_program(const std::string& name, const std::string& program) {
-  if (!can_be_run(program))
+  if (!find_program(program))
     log(LogLevel::warning, "Weir", fmt::format("{} can't be run; streams need it (--{})", program, name));
 }
 
@@ -55,7 +40,16 @@ void apply(const ServerSettings& settings) {
   warn_of_missing_program("ffprobe", settings.ffprobe);
 }
 
+// The buffer of a large answer is used again and not given back to the system after each: its pages cost more than the
+// answer's text.
+void keep_freed_memory() {
+  constexpr int most_kept = 8 << 20;
+  ::mallopt(M_MMAP_THRESHOLD, most_kept);
+  ::mallopt(M_TRIM_THRESHOLD, most_kept);
+}
+
 int serve(const ServerSettings& settings) {
+  keep_freed_memory();
   // A log that nobody reads any more is no reason to end.
   ::signal(SIGPIPE, SIG_IGN);
   apply(settings);

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -128,15 +129,17 @@ int run_child(void* argument) {
   ::_exit(127);
 }
 
-std::string find_program(const std::string& name) {
+bool is_executable(const std::string& path) {
+  struct stat status{};
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
+// A path is tried as it is: the failed exec tells best what is wrong with it.
+std::string program_path(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
-  const char* path = std::getenv("PATH");
-  std::istringstream directories(path ? path : "/usr/local/bin:/usr/bin:/bin");
-  for (std::string directory; std::getline(directories, directory, ':');) {
-    const std::string candidate = (directory.empty() ? "." : directory) + "/" + name;
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  throw_errno(ENOENT, name);
+  const auto found = find_program(name);
+  if (!found) throw_errno(ENOENT, name);
+  return *found;
 }
 
 std::vector<char*> pointers(const std::vector<std::string>& texts) {
@@ -222,7 +225,7 @@ class RealChild : public ChildProcess {
 
 std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options) {
   if (options.command.empty()) throw ValueError("no program to start");
-  const std::string program = find_program(options.command.front());
+  const std::string program = program_path(options.command.front());
   const std::vector<char*> arguments = pointers(options.command);
   const std::vector<char*> environment = options.environment ? pointers(*options.environment) : std::vector<char*>();
   Pipe input = make_pipe();
@@ -250,6 +253,17 @@ std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options) {
   }
   return std::make_unique<RealChild>(pid, std::move(owned_pidfd),
                                      std::array{std::move(input.write), std::move(output.read), std::move(error.read)});
+}
+
+std::optional<std::string> find_program(const std::string& name) {
+  if (name.find('/') != std::string::npos) return is_executable(name) ? std::optional(name) : std::nullopt;
+  const char* path = std::getenv("PATH");
+  std::istringstream directories(path ? path : "/usr/local/bin:/usr/bin:/bin");
+  for (std::string directory; std::getline(directories, directory, ':');) {
+    const std::string candidate = (directory.empty() ? "." : directory) + "/" + name;
+    if (is_executable(candidate)) return candidate;
+  }
+  return std::nullopt;
 }
 
 void lead_group_and_die_with_parent() {

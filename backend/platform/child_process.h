@@ -52,6 +52,9 @@ struct SpawnOptions {
 /// thread starts children: they die with the thread that started them.
 std::unique_ptr<ChildProcess> spawn_child(const SpawnOptions& options);
 
+/// The path of an executable program, looked up in PATH when the name holds no slash; nothing when there is none.
+std::optional<std::string> find_program(const std::string& name);
+
 /// The hook of supervised children: the child leads its own process group, dies with this process, and has the
 /// descriptor limit that this process was started with.
 void lead_group_and_die_with_parent();
