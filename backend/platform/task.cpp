@@ -125,6 +125,13 @@ void Wait::finish() {
 
 bool Wait::killed() const noexcept { return task_ && task_->kill_due(); }
 
+// --- YieldWait ---
+
+bool YieldWait::begin() {
+  TaskState::current()->schedule();  // it runs in a later round, when it is suspended
+  return true;
+}
+
 // --- JoinWait ---
 
 JoinWait::~JoinWait() {

@@ -120,6 +120,17 @@ class Wait {
   bool waiting_ = false;
 };
 
+/// A wait for nothing: everything else that is ready has its turn first. For work that is long but never waits.
+class YieldWait final : public Wait {
+ public:
+  void await_resume() { finish(); }
+
+ private:
+  bool begin() override;
+  bool cancel() noexcept override { return false; }
+};
+inline YieldWait yield_to_others() { return {}; }
+
 }  // namespace weir
 
 namespace weir {

@@ -172,6 +172,25 @@ TEST_F(TaskTest, KillFromItselfIsRaisedAtItsNextWait) {
   EXPECT_TRUE(self.dead());
 }
 
+TEST_F(TaskTest, YieldsToOthersAndCanBeKilledThere) {
+  const auto body = [](Log& entries) -> Async<> {
+    for (;;) {
+      entries.push_back("work");
+      co_await yield_to_others();
+    }
+  };
+  const auto other = [](Task worker, Log& entries) -> Async<> {
+    entries.push_back("other");
+    co_await yield_to_others();
+    worker.kill();
+  };
+  const Task worker = spawn("worker", body(log));
+  spawn("other", other(worker, log));
+  loop.settle();
+  EXPECT_EQ(log, (Log{"work", "other", "work"}));
+  EXPECT_TRUE(worker.dead());
+}
+
 TEST_F(TaskTest, ShieldKeepsAKillForTheNextWaitAfterIt) {
   const auto body = [](Log& entries) -> Async<> {
     try {

@@ -18,7 +18,7 @@ class StreamRoutes {
   /// An operation of the manager on one stream.
   using Control = Async<bool> (StreamManager::*)(Value stream_id);
 
-  Response list(const Request& request) const;
+  Async<Response> list(const Request& request) const;
   Response read(const Request& request, const Value& id);
   Async<Response> add(const Request& request);
   Async<Response> change(const Request& request, Value id);
