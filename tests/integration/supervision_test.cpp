@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -129,6 +130,33 @@ TEST_F(SupervisionTest, KeepsTheDiskBoundedAndNamesTheRenditions) {
     EXPECT_EQ(numbers.back() - numbers.front(), static_cast<long long>(numbers.size()) - 1) << "none was forgotten";
   }
   stop(*stream);
+}
+
+TEST_F(SupervisionTest, AChildThatGrowsIsRestartedAtItsLimit) {
+  const std::string go = (world.directory.path() / "go").string();
+  ASSERT_EQ(::mkfifo(go.c_str(), 0600), 0);
+  // In the transcoder's place: eleven seconds of media, then 100 MB in a shell's variable when it is told to.
+  siblings().spawn_child = [go](SpawnOptions options) {
+    options.command = {"sh", "-c",
+                       "printf 'time=00:00:11.00 bitrate=1.0kbits/s speed=1x\\r' >&2; read -r word < \"$0\";"
+                       "x=$(head -c 100000000 /dev/zero | tr '\\0' x); sleep 1000",
+                       go};
+    return spawn_child(options);
+  };
+  const auto stream = make_stream(true);
+  stream->conf->set_json_conf("max_sys_mem", "50");
+  start(*stream);
+  world.loop.advance(63s);
+  const pid_t first = stream->proc->pid();
+  EXPECT_TRUE(world.log_lines.empty()) << "a shell is small";
+  std::ofstream(go.c_str()) << "go\n";
+  ASSERT_TRUE(world.loop.run_until([&] { return Process(first).memory_info().rss > 60 << 20; }, 30s));
+  world.loop.advance(60s);
+  EXPECT_EQ(world.log_lines,
+            std::vector<std::string>{"warning Stream 0 Real: System memory usage is exceeded the 50 MiB limits"});
+  ASSERT_TRUE(wait_for(*stream, "restarting"));
+  EXPECT_NE(::kill(first, 0), 0);
+  world.loop.run(stream->thread.kill_and_wait());
 }
 
 }  // namespace
