@@ -61,7 +61,8 @@ const Value& JsonConf::get_json_conf(std::string_view key) const {
 
 Value JsonConf::get_json_conf(std::string_view key, Value fallback) const {
   const Value* found = find(key);
-  return found ? *found : std::move(fallback);
+  if (found) return *found;
+  return fallback;
 }
 
 bool JsonConf::set_json_conf(std::string_view key, Value value) {

@@ -16,7 +16,7 @@ class StreamRoutes {
 
  private:
   /// An operation of the manager on one stream.
-  using Control = Async<bool> (StreamManager::*)(Value stream_id);
+  using Control = Async<bool> (StreamManager::*)(const Value& stream_id);
 
   Async<Response> list(const Request& request) const;
   Response read(const Request& request, const Value& id);

@@ -156,7 +156,8 @@ TEST_F(SupervisionTest, AChildThatGrowsIsRestartedAtItsLimit) {
             std::vector<std::string>{"warning Stream 0 Real: System memory usage is exceeded the 50 MiB limits"});
   ASSERT_TRUE(wait_for(*stream, "restarting"));
   EXPECT_NE(::kill(first, 0), 0);
-  world.loop.run(stream->thread.kill_and_wait());
+  stream->thread.kill();
+  EXPECT_TRUE(world.loop.run_until([&] { return stream->thread.dead(); }, 30s));
 }
 
 }  // namespace

@@ -48,15 +48,15 @@ Async<> restart_each(StreamManager& manager, std::vector<Value> stream_ids, doub
 
 }  // namespace
 
-Async<bool> StreamManager::start_stream(Value stream_id) {
+Async<bool> StreamManager::start_stream(const Value& stream_id) {
   return stream_manager_check_params(false)(start_checked)(*this, stream_id);
 }
 
-Async<bool> StreamManager::stop_stream(Value stream_id) {
+Async<bool> StreamManager::stop_stream(const Value& stream_id) {
   return stream_manager_check_params(false)(stop_checked)(*this, stream_id);
 }
 
-Async<bool> StreamManager::restart_stream(Value stream_id) {
+Async<bool> StreamManager::restart_stream(const Value& stream_id) {
   return stream_manager_check_params(false)(restart_checked)(*this, stream_id);
 }
 

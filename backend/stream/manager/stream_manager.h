@@ -51,9 +51,9 @@ class StreamManager : public Error {
 
   // --- control ---
 
-  Async<bool> start_stream(Value stream_id);
-  Async<bool> stop_stream(Value stream_id);
-  Async<bool> restart_stream(Value stream_id);
+  Async<bool> start_stream(const Value& stream_id);
+  Async<bool> stop_stream(const Value& stream_id);
+  Async<bool> restart_stream(const Value& stream_id);
   /// The log's text; nothing for a bad id.
   std::optional<std::string> get_stream_log(const Value& stream_id);
   bool delete_stream_log(const Value& stream_id);
