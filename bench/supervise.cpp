@@ -178,6 +178,7 @@ double wait_for_children(pid_t pid, const std::string& transcoder, int streams, 
   std::this_thread::sleep_for(100ms);  // the last one is about to be the transcoder
   if (transcoders_of(pid, name) < static_cast<std::size_t>(streams)) {
     fmt::print(stderr, "only {} of {} children were started\n", transcoders_of(pid, name), streams);
+    kill(pid, SIGKILL);
     std::exit(1);
   }
   return spawned;
