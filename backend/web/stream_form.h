@@ -7,8 +7,8 @@ namespace weir {
 /// Throws `HttpError` with 400 when the form sets "id" or "status", which the server keeps.
 void refuse_kept_members(const Value& form);
 
-/// The form of a new stream, with what every new stream has: "status" is "stopped", and the speed band the default one
-/// unless it is given. Throws `HttpError` as `refuse_kept_members`.
+/// The form of a new stream, with what every new stream has: "status" is "stopped", and speed and memory have the
+/// default bounds unless they are given. Throws `HttpError` as `refuse_kept_members`.
 Value new_stream_form(Value form);
 
 /// Tries the form on a scratch document, as the manager is going to apply it. Throws `HttpError` with 400 and the

@@ -8,6 +8,7 @@
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/log.h"
 #include "backend/platform/files.h"
+#include "backend/stream/manager/active_status.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
 
@@ -145,9 +146,7 @@ Async<Response> StreamRoutes::change(const Request& request, Value id) {
 Async<Response> StreamRoutes::remove(Value id) {
   const std::shared_ptr<Stream> stream = find(id);
   if (!manager_.delete_stream(id)) {
-    const Value& status = stream->get_status();
-    const bool active = status == "starting" || status == "running" || status == "restarting";
-    throw HttpError(active ? 409 : 500, manager_.get_error_msg());
+    throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
   co_await sync_file(Config::STREAM_DIRECTORY);
   co_return empty_response();
