@@ -8,8 +8,6 @@ namespace {
 
 constexpr std::chrono::seconds longest_use{1};
 
-Value to_value(const std::optional<unsigned>& figure) { return figure ? Value(*figure) : Value(); }
-
 }  // namespace
 
 GpuFigures::GpuFigures(std::unique_ptr<GpuSource> source) : source_(std::move(source)) {}
@@ -30,24 +28,14 @@ Value GpuFigures::query_gpu(pid_t pid) {
   return process ? Value(process->gpu) : Value();
 }
 
-Value GpuFigures::query_dec(pid_t pid) {
-  const GpuProcess* process = find(pid);
-  return process ? to_value(process->decoder) : Value();
-}
+Value GpuFigures::query_dec(pid_t pid) { return figure(pid, &GpuProcess::decoder); }
+Value GpuFigures::query_sm(pid_t pid) { return figure(pid, &GpuProcess::sm); }
+Value GpuFigures::query_enc(pid_t pid) { return figure(pid, &GpuProcess::encoder); }
+Value GpuFigures::query_fb(pid_t pid) { return figure(pid, &GpuProcess::memory_mib); }
 
-Value GpuFigures::query_sm(pid_t pid) {
+Value GpuFigures::figure(pid_t pid, std::optional<unsigned> GpuProcess::* member) {
   const GpuProcess* process = find(pid);
-  return process ? to_value(process->sm) : Value();
-}
-
-Value GpuFigures::query_enc(pid_t pid) {
-  const GpuProcess* process = find(pid);
-  return process ? to_value(process->encoder) : Value();
-}
-
-Value GpuFigures::query_fb(pid_t pid) {
-  const GpuProcess* process = find(pid);
-  return process ? to_value(process->memory_mib) : Value();
+  return process && process->*member ? Value(*(process->*member)) : Value();
 }
 
 }  // namespace weir

@@ -24,6 +24,8 @@ class GpuFigures : public NvidiaProcessManager {
  private:
   /// The process's figures; null when it uses no graphics processor.
   const GpuProcess* find(pid_t pid);
+  /// One of the figures; null when it is not known.
+  Value figure(pid_t pid, std::optional<unsigned> GpuProcess::* member);
 
   std::unique_ptr<GpuSource> source_;
   std::optional<TimePoint> read_at_;
