@@ -139,7 +139,7 @@ std::string request(const std::string& method, const std::string& target, const 
         "close\r\n\r\n{}",
         method, target, body.size(), body);
     if (write(connection, text.data(), text.size()) > 0) {
-      std::array<char, 4096> buffer;
+      static std::array<char, 1 << 18> buffer;
       for (ssize_t size = 0; (size = read(connection, buffer.data(), buffer.size())) > 0;) {
         answer.append(buffer.data(), static_cast<std::size_t>(size));
       }

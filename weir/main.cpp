@@ -1,5 +1,4 @@
 #include <fmt/core.h>
-#include <malloc.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include "backend/platform/loop.h"
 #include "backend/services/configuration/server_settings.h"
 #include "weir/data_directory.h"
+#include "weir/memory.h"
 #include "weir/server.h"
 
 extern char** environ;
@@ -38,14 +38,6 @@ void apply(const ServerSettings& settings) {
   Config::PROBE_TIMEOUT = settings.probe_timeout;
   warn_of_missing_program("ffmpeg", settings.ffmpeg);
   warn_of_missing_program("ffprobe", settings.ffprobe);
-}
-
-// The buffer of a large answer is used again and not given back to the system after each: its pages cost more than the
-// answer's text.
-void keep_freed_memory() {
-  constexpr int most_kept = 8 << 20;
-  ::mallopt(M_MMAP_THRESHOLD, most_kept);
-  ::mallopt(M_TRIM_THRESHOLD, most_kept);
 }
 
 int serve(const ServerSettings& settings) {

@@ -10,14 +10,9 @@
 
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/log.h"
-#include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
-#include "backend/platform/process_info.h"
-#include "backend/services/graphics/nvml_source.h"
-#include "backend/services/profiles/document_profile.h"
 #include "backend/services/transcoder/input_probe.h"
-#include "backend/services/transcoder/transcoder.h"
 #include "weir/data_directory.h"
 
 namespace weir {
@@ -37,49 +32,20 @@ Async<Value> probe(std::string url) {
   co_return found;
 }
 
-ProfileAccess access(ProfileStore& store) {
-  return {.list = [&store] { return store.list(); },
-          .read = [&store](long long id) { return store.read(id); },
-          .add = [&store](const Value& form) { return store.add(form); },
-          .change = [&store](long long id, const Value& form) { return store.change(id, form); },
-          .remove = [&store](long long id) { return store.remove(id); },
-          .path = [&store](long long id) { return store.path(id); },
-          .error = [&store] { return store.get_error_msg(); }};
-}
-
 }  // namespace
 
 Server::Server(const ServerSettings& settings)
     : signals_({SIGTERM, SIGINT}),
-      profiles_(Config::PROFILE_DIRECTORY),
-      gpu_driver_(settings.gpu_patch_library),
-      gpu_figures_(NvmlSource::open()),
-      web_(manager_, access(profiles_), probe) {
+      services_(settings.gpu_patch_library),
+      web_(manager_, services_.profile_access(), probe) {
   Loop::current().on_unhandled_failure(log_failure);
-  connect_siblings();
   load_profiles();
   listen(settings);
 }
 
-void Server::connect_siblings() {
-  Siblings& all = siblings();
-  all.ffmpeg = make_ffmpeg;
-  all.streaminfo = make_streaminfo;
-  all.rtmp_output = make_rtmp_output;
-  all.profile_description = [](const JsonConf& conf) -> std::unique_ptr<ProfileDescription> {
-    return std::make_unique<DocumentProfile>(conf);
-  };
-  all.profile_manager = &profiles_;
-  all.nginx_manager = &publishing_;
-  all.nvidia_driver_manager = &gpu_driver_;
-  all.nvidia_process_manager = &gpu_figures_;
-  all.spawn_child = spawn_child;
-  all.process_info = [](pid_t pid) -> std::unique_ptr<ProcessInfo> { return std::make_unique<Process>(pid); };
-}
-
 void Server::load_profiles() {
   try {
-    profiles_.load();
+    services_.load_profiles();
   } catch (const std::system_error& failure) {
     throw StartFailure(fmt::format("The profiles can't be read: {}", failure.what()));
   }

@@ -1,16 +1,11 @@
 #pragma once
 
-#include <memory>
-
-#include "backend/collaborators/siblings.h"
 #include "backend/platform/async.h"
 #include "backend/platform/signals.h"
 #include "backend/services/configuration/server_settings.h"
-#include "backend/services/graphics/gpu_figures.h"
-#include "backend/services/profiles/profile_store.h"
-#include "backend/services/publishing/publishing_port.h"
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/web_application.h"
+#include "weir/services.h"
 
 namespace weir {
 
@@ -25,7 +20,6 @@ class Server {
   int run();
 
  private:
-  void connect_siblings();
   void load_profiles();
   void listen(const ServerSettings& settings);
   Async<> live();
@@ -34,11 +28,7 @@ class Server {
   static Async<> leave_at_signal(Server& server);
 
   Signals signals_;
-  ProfileStore profiles_;
-  PublishingPort publishing_port_;
-  NginxManager publishing_{publishing_port_};
-  GpuDriver gpu_driver_;
-  GpuFigures gpu_figures_;
+  Services services_;
   StreamManager manager_;
   WebApplication web_;
   int exit_status_ = 0;

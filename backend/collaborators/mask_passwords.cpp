@@ -62,8 +62,13 @@ std::string mask_fields(std::string_view url) {
 
 }  // namespace
 
+bool may_hold_passwords(std::string_view text) {
+  // "user:password@host", "?token=…"
+  return text.find_first_of("@=") != std::string_view::npos && text.find("://") != std::string_view::npos;
+}
+
 std::string mask_passwords(std::string_view text) {
-  if (text.find("://") == std::string_view::npos) return std::string(text);
+  if (!may_hold_passwords(text)) return std::string(text);
   std::string masked;
   masked.reserve(text.size());
   while (!text.empty()) {

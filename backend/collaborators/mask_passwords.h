@@ -10,4 +10,7 @@ namespace weir {
 /// lines keep the real URL. Linear in the text.
 std::string mask_passwords(std::string_view text);
 
+/// False when masking would change nothing, which is told at once; most texts are such.
+bool may_hold_passwords(std::string_view text);
+
 }  // namespace weir

@@ -11,8 +11,7 @@ void mask_value(Value& value) {
     for (Value& part : value) mask_value(part);
   } else if (value.is_string()) {
     const auto& text = value.get_ref<const std::string&>();
-    // Most texts are no addresses, and a list of a thousand streams has many.
-    if (text.find("://") != std::string::npos) value = mask_passwords(text);
+    if (may_hold_passwords(text)) value = mask_passwords(text);
   }
 }
 

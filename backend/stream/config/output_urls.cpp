@@ -16,10 +16,9 @@ std::string quote(const Value& name) {
   if (!name.is_string()) throw TypeError("a file name that has to be quoted is not text");
   std::string quoted;
   for (const char c : name.get_ref<const std::string&>()) {
-    const auto code = static_cast<unsigned char>(c);
-    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                       std::string_view("_.-~/").find(c) != std::string_view::npos;
-    plain ? quoted += c : quoted += fmt::format("%{:02X}", code);
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+                       c == '.' || c == '-' || c == '~' || c == '/';
+    plain ? quoted += c : quoted += fmt::format("%{:02X}", static_cast<unsigned char>(c));
   }
   return quoted;
 }
@@ -66,8 +65,9 @@ std::optional<std::string> output_url(const Value& id, const Value& output, std:
 std::vector<std::string> StreamConfig::get_output_urls(std::string_view host,
                                                        const std::optional<std::set<std::string>>& protocols) const {
   std::vector<std::string> urls;
+  const Value& outputs = get_json_conf("output");
   for (int index = 0; index < nb_outputs; ++index) {
-    const Value& output = get_json_conf(fmt::format("output.{}", index));
+    const Value& output = member(outputs, std::to_string(index));
     if (!output.is_object()) throw TypeError(fmt::format("there is no output {}", index));
     if (protocols && !protocols->contains(to_text(member(output, "protocol")))) continue;
     if (auto url = output_url(get_json_conf("id"), output, host)) urls.push_back(std::move(*url));

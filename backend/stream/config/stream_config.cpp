@@ -69,7 +69,8 @@ bool StreamConfig::check_size() {
 
 std::vector<Value> StreamConfig::get_input_urls() const {
   std::vector<Value> urls;
-  for (int index = 0; index < nb_inputs; ++index) urls.push_back(get_json_conf(fmt::format("input.{}.url", index)));
+  const Value& inputs = get_json_conf("input");
+  for (int index = 0; index < nb_inputs; ++index) urls.push_back(member(member(inputs, std::to_string(index)), "url"));
   return urls;
 }
 

@@ -1,0 +1,40 @@
+#include "weir/services.h"
+
+#include <nlohmann/json.hpp>
+
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/siblings.h"
+#include "backend/services/graphics/nvml_source.h"
+#include "backend/services/profiles/document_profile.h"
+#include "backend/services/transcoder/transcoder.h"
+
+namespace weir {
+
+Services::Services(const std::string& gpu_patch_library)
+    : profiles_(Config::PROFILE_DIRECTORY), gpu_driver_(gpu_patch_library), gpu_figures_(NvmlSource::open()) {
+  Siblings& all = siblings();
+  all.ffmpeg = make_ffmpeg;
+  all.streaminfo = make_streaminfo;
+  all.rtmp_output = make_rtmp_output;
+  all.profile_description = [](const JsonConf& conf) -> std::unique_ptr<ProfileDescription> {
+    return std::make_unique<DocumentProfile>(conf);
+  };
+  all.profile_manager = &profiles_;
+  all.nginx_manager = &publishing_;
+  all.nvidia_driver_manager = &gpu_driver_;
+  all.nvidia_process_manager = &gpu_figures_;
+  all.spawn_child = spawn_child;
+  all.process_info = [](pid_t pid) -> std::unique_ptr<ProcessInfo> { return std::make_unique<Process>(pid); };
+}
+
+ProfileAccess Services::profile_access() {
+  return {.list = [this] { return profiles_.list(); },
+          .read = [this](long long id) { return profiles_.read(id); },
+          .add = [this](const Value& form) { return profiles_.add(form); },
+          .change = [this](long long id, const Value& form) { return profiles_.change(id, form); },
+          .remove = [this](long long id) { return profiles_.remove(id); },
+          .path = [this](long long id) { return profiles_.path(id); },
+          .error = [this] { return profiles_.get_error_msg(); }};
+}
+
+}  // namespace weir

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "backend/services/graphics/gpu_figures.h"
+#include "backend/services/profiles/profile_store.h"
+#include "backend/services/publishing/publishing_port.h"
+#include "backend/web/profile_routes.h"
+
+namespace weir {
+
+/// The real services, which the streams reach as their siblings. They stay connected until the process ends, so this
+/// outlives whatever runs on them.
+class Services {
+ public:
+  /// Connects them. `gpu_patch_library` as in `ServerSettings`.
+  explicit Services(const std::string& gpu_patch_library);
+  Services(const Services&) = delete;
+  Services& operator=(const Services&) = delete;
+
+  /// Reads the profiles; a new store is filled with the shipped ones. Throws `std::system_error`.
+  void load_profiles() { profiles_.load(); }
+  /// What the web layer does with the profiles.
+  ProfileAccess profile_access();
+
+ private:
+  ProfileStore profiles_;
+  PublishingPort publishing_port_;
+  NginxManager publishing_{publishing_port_};
+  GpuDriver gpu_driver_;
+  GpuFigures gpu_figures_;
+};
+
+}  // namespace weir
