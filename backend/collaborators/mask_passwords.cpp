@@ -60,6 +60,19 @@ std::string mask_fields(std::string_view url) {
   return masked;
 }
 
+// Where the first word of the text ends. Credentials may hold what ends a URL elsewhere, but no white space.
+std::size_t end_of_word(std::string_view text) {
+  std::size_t end = std::min(text.find_first_of(end_of_url), text.size());
+  for (std::size_t scheme = 0; (scheme = text.substr(0, end).find("://", scheme)) != std::string_view::npos;) {
+    scheme += 3;
+    const std::string_view authority = text.substr(scheme, text.substr(scheme).find_first_of(" \t\r\n/?#"));
+    const std::size_t at = authority.rfind('@');
+    if (at == std::string_view::npos || scheme + at < end) continue;
+    end = std::min(text.find_first_of(end_of_url, scheme + at), text.size());
+  }
+  return end;
+}
+
 }  // namespace
 
 bool may_hold_passwords(std::string_view text) {
@@ -72,7 +85,7 @@ std::string mask_passwords(std::string_view text) {
   std::string masked;
   masked.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find_first_of(end_of_url), text.size());
+    const std::size_t end = end_of_word(text);
     const std::string_view word = text.substr(0, end);
     masked += word.find("://") == std::string_view::npos ? std::string(word) : mask_fields(mask_authorities(word));
     const std::size_t next = std::min(text.find_first_not_of(end_of_url, end), text.size());
