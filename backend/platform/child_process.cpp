@@ -189,7 +189,8 @@ class RealChild : public ChildProcess {
   int stderr_fd() const noexcept override { return pipes_[2].get(); }
 
   std::optional<int> poll() override {
-    if (status_) return status_;
+    // The list of all streams asks this of each; the loop knows without a system call.
+    if (status_ || ended_.awaited()) return status_;
     siginfo_t info{};
     const auto id = static_cast<id_t>(pidfd_.get());
     if (::waitid(P_PIDFD, id, &info, WEXITED | WNOHANG | WNOWAIT) != 0) throw_errno("waitid");

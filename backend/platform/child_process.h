@@ -20,7 +20,8 @@ class ChildProcess {
 
   virtual pid_t pid() const noexcept = 0;
   /// How the child has ended: its exit status, or minus the number of the signal that ended it; nothing while it runs.
-  /// Does not reap: the process id stays the child's until `reap`.
+  /// While a task is in `wait` the loop's last look counts, at most `Poller::hold` ago. Does not reap: the process id
+  /// stays the child's until `reap`.
   virtual std::optional<int> poll() = 0;
   /// Waits until the child has ended.
   virtual Async<int> wait() = 0;

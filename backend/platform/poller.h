@@ -75,6 +75,8 @@ class ReadWatch {
 
   /// Waits until a read would not block: data, end or error.
   Readable readable() noexcept { return Readable(*this); }
+  /// Whether a task waits for it, and nothing was readable when the loop looked last.
+  bool awaited() const noexcept { return waiter_ != nullptr; }
 
  private:
   friend class Poller;

@@ -16,8 +16,7 @@ Value Stream::get_process_info() const {
     }
   }
   NvidiaProcessManager& graphics = *siblings().nvidia_process_manager;
-  // Whether the child still runs takes a system call, which a list of streams without graphics use does without.
-  if (proc && !graphics.query_gpu(proc->pid()).is_null() && !proc->poll()) {
+  if (proc && !proc->poll() && !graphics.query_gpu(proc->pid()).is_null()) {
     const pid_t pid = proc->pid();
     result["gpu_dec"] = graphics.query_dec(pid);
     result["gpu_sm"] = graphics.query_sm(pid);
