@@ -18,6 +18,8 @@ struct Pages {
   std::uint64_t resident = 0;
 };
 
+[[noreturn]] void throw_gone(pid_t pid) { throw NoSuchProcess(fmt::format("process no longer exists (pid={})", pid)); }
+
 Pages read_pages(const Descriptor& statm, pid_t pid) {
   std::array<char, 128> text{};
   const ssize_t size = ::pread(statm.get(), text.data(), text.size(), 0);
@@ -27,13 +29,13 @@ Pages read_pages(const Descriptor& statm, pid_t pid) {
     std::from_chars(first.ptr + 1, text.data() + size, pages.resident);
   }
   // A process that has ended has no memory, whether it was reaped or not.
-  if (pages.virtual_size == 0) throw NoSuchProcess(fmt::format("process no longer exists (pid={})", pid));
+  if (pages.virtual_size == 0) throw_gone(pid);
   return pages;
 }
 
 std::chrono::nanoseconds cpu_time(clockid_t clock, pid_t pid) {
   timespec time{};
-  if (::clock_gettime(clock, &time) != 0) throw NoSuchProcess(fmt::format("process no longer exists (pid={})", pid));
+  if (::clock_gettime(clock, &time) != 0) throw_gone(pid);
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
@@ -42,9 +44,7 @@ std::chrono::nanoseconds cpu_time(clockid_t clock, pid_t pid) {
 Process::Process(pid_t pid)
     : pid_(pid), statm_(::open(fmt::format("/proc/{}/statm", pid).c_str(), O_RDONLY | O_CLOEXEC)) {
   if (!statm_ && errno != ENOENT && errno != ESRCH) throw_errno("process information");
-  if (!statm_ || ::clock_getcpuclockid(pid, &cpu_clock_) != 0) {
-    throw NoSuchProcess(fmt::format("process no longer exists (pid={})", pid));
-  }
+  if (!statm_ || ::clock_getcpuclockid(pid, &cpu_clock_) != 0) throw_gone(pid);
 }
 
 double Process::cpu_percent() {

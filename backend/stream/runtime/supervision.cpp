@@ -163,7 +163,8 @@ Async<> Stream::clean_up_cycle() {
 }
 
 // The group is killed also when the transcoder has ended by itself, for what it may have started; until the transcoder
-// is reaped the group's id cannot mean another one.
+// is reaped the group's id cannot mean another one. A last line that cannot be read is no reason to stay off the air:
+// the drain fails alone.
 Async<> Stream::end_transcoder() {
   proc->signal_group(SIGKILL);
   co_await proc->wait();
