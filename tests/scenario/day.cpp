@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -34,7 +33,6 @@ long long seconds_of(WallTime time) {
 }  // namespace
 
 Day::Day() : saved_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-  ::setenv("TZ", "UTC0", 1);
   std::filesystem::create_directories(Config::STREAM_DIRECTORY);
   conf_ = std::make_shared<StreamConfig>(Config::STREAM_DIRECTORY + "/7.conf");
   if (!conf_->load_json_conf(Value::parse(document))) throw ValueError(conf_->get_error_msg());
@@ -55,7 +53,6 @@ Day::Day() : saved_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
 Day::~Day() {
   world.loop.run(stream_->stop());
   world.loop.settle();
-  ::unsetenv("TZ");
 }
 
 void Day::live() {

@@ -7,6 +7,7 @@
 
 #include "backend/stream/runtime/stream.h"
 #include "tests/support/fake_siblings.h"
+#include "tests/support/time_zone.h"
 
 namespace weir::test {
 
@@ -36,6 +37,7 @@ class Day {
   void observe();
   void count_saves();
 
+  const TimeZone utc_{"UTC0"};
   std::shared_ptr<StreamConfig> conf_;
   std::shared_ptr<Stream> stream_;
   Descriptor saved_;

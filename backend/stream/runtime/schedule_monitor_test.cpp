@@ -1,7 +1,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <span>
@@ -9,24 +8,12 @@
 
 #include "backend/stream/runtime/timetable.h"
 #include "tests/support/stream_fixture.h"
+#include "tests/support/time_zone.h"
 
 namespace weir {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// The process's time zone while it lives: one with summer time.
-class TimeZone {
- public:
-  explicit TimeZone(const char* name) {
-    ::setenv("TZ", name, 1);
-    ::tzset();
-  }
-  ~TimeZone() {
-    ::unsetenv("TZ");
-    ::tzset();
-  }
-};
 
 class ScheduleMonitorTest : public test::StreamFixture {
  protected:
@@ -44,17 +31,19 @@ class ScheduleMonitorTest : public test::StreamFixture {
       world.loop.advance(60s);
     }
   }
-  /// Ends what else follows the latest launch, that a year may pass without it: the other monitors, the sweep of
+  /// Ends everything else that the latest launch began, so that a year passes quickly: the other monitors, the sweep of
+  /// clients.
   /// clients.
   void leave_only_the_schedule() {
     kill_all(std::span(stream->spawns).subspan(1));
     world.loop.run(stream->clientinfo->cleanup());
   }
+  const test::TimeZone utc{"UTC0"};
   int media_seconds = 1;
 };
 
 TEST_F(ScheduleMonitorTest, RestartsInTheConfiguredMinute) {
-  // The clock stands at midnight, a Thursday.
+  // The clock stands at midnight, a Friday.
   conf->set_json_conf("input.restart", {{"hours", "4"}, {"weekdays", "0-6"}});
   run_on_input(0);
   pass_minutes(239);
@@ -111,7 +100,7 @@ TEST_F(ScheduleMonitorTest, ReportsATimetableThatCannotBeRead) {
 }
 
 TEST_F(ScheduleMonitorTest, ActsOnceInEveryConfiguredMinuteOfAYear) {
-  const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+  const test::TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
   conf->set_json_conf("input.restart", {{"minutes", "30"}, {"hours", "2,4"}, {"weekdays", "6"}});
   run_on_input(0);
   std::map<std::string, int> restarts;
@@ -124,7 +113,7 @@ TEST_F(ScheduleMonitorTest, ActsOnceInEveryConfiguredMinuteOfAYear) {
     if (std::exchange(launches_seen, launches()) != launches()) leave_only_the_schedule();
     world.loop.advance(2min);
   }
-  // 52 Sundays, twice each; 02:30 does not exist on 29 March and comes twice on 25 October.
+  // From 20 December 2019: 52 Sundays, twice each; 02:30 does not exist on 29 March and comes twice on 25 October.
   EXPECT_EQ(restarts.size(), 52u);
   std::erase_if(restarts, [](const auto& day) { return day.second == 2; });
   EXPECT_EQ(restarts, (std::map<std::string, int>{{"3-29", 1}, {"10-25", 3}}));
