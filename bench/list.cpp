@@ -9,9 +9,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <vector>
 
 #include "backend/collaborators/config.h"
@@ -20,6 +21,7 @@
 #include "backend/platform/loop.h"
 #include "backend/platform/sleep.h"
 #include "backend/web/web_application.h"
+#include "bench/stream_files.h"
 #include "tests/support/temporary_directory.h"
 #include "weir/data_directory.h"
 #include "weir/memory.h"
@@ -36,27 +38,14 @@ double milliseconds_since(BenchClock::time_point begin) {
   return std::chrono::duration<double, std::milli>(BenchClock::now() - begin).count();
 }
 
-void write_stream_files(int streams) {
-  for (int i = 0; i < streams; ++i) {
-    std::ofstream(fmt::format("{}/{}.conf", Config::STREAM_DIRECTORY, i))
-        << fmt::format(R"({{"label":"Channel {}","status":"stopped","input":{{"0":{{"url":"udp://127.0.0.1:{}"}}}},)"
-                       R"("output":{{"0":{{"protocol":"hls","playlist_name":"index.m3u8"}}}}}})",
-                       i, 20000 + i);
+/// Keeps the longest time for which a task that is always ready didn't get its turn.
+Async<> beat(std::shared_ptr<double> longest) {
+  for (;;) {
+    const auto begin = BenchClock::now();
+    co_await yield_to_others();
+    *longest = std::max(*longest, milliseconds_since(begin));
   }
 }
-
-/// The longest time for which a task that is always ready didn't get its turn.
-struct Pulse {
-  double longest = 0;
-
-  static Async<> beat(Pulse& pulse) {
-    for (;;) {
-      const auto begin = BenchClock::now();
-      co_await yield_to_others();
-      pulse.longest = std::max(pulse.longest, milliseconds_since(begin));
-    }
-  }
-};
 
 using Measurement = std::function<Async<std::size_t>()>;
 
@@ -93,35 +82,36 @@ Async<> measure(const char* name, std::chrono::milliseconds pause, const Measure
 }
 
 Async<> measure_hold(const char* name, const Measurement& operation) {
-  Pulse pulse;
-  const Task beat = spawn("pulse", Pulse::beat(pulse));
+  const auto longest = std::make_shared<double>(0);
+  const Task pulse = spawn("pulse", beat(longest));
   const auto begin = BenchClock::now();
   while (milliseconds_since(begin) < 2000) co_await operation();
-  co_await beat.kill_and_wait();
-  fmt::print("{:<24} {:5.1f} ms\n", name, pulse.longest);
+  co_await pulse.kill_and_wait();
+  fmt::print("{:<24} {:5.1f} ms\n", name, *longest);
 }
 
 // Figures of streams that are not on the air would be no figures.
 void check_that_all_run(const StreamManager& manager) {
   for (const auto& [id, stream] : manager.streams) {
-    if (stream->get_status() == "running" && stream->stats.fps.value > 0) continue;
-    fmt::print(stderr, "stream {} doesn't run\n", id);
-    std::exit(1);
+    if (stream->get_status() != "running" || stream->stats.fps.value <= 0)
+      throw std::runtime_error(fmt::format("stream {} doesn't run", id));
   }
 }
 
-Async<> start_all(StreamManager& manager) {
-  co_await manager.init();
+Async<> start_all(StreamManager& manager, std::size_t streams) {
+  const bool loaded = co_await manager.init();
+  if (!loaded || manager.streams.size() != streams) throw std::runtime_error("the streams can't be loaded");
   for (const auto& [id, stream] : manager.streams) {
-    co_await manager.start_stream(id);
+    const bool started = co_await manager.start_stream(id);
+    if (!started) throw std::runtime_error(manager.get_error_msg());
     manager.add_stream_client_info(id, "index.m3u8", "192.0.2.7", nullptr, 3600);
   }
   co_await sleep(8s);
   check_that_all_run(manager);
 }
 
-Async<> run(StreamManager& manager, const WebApplication& web) {
-  co_await start_all(manager);
+Async<> measure_all(StreamManager& manager, const WebApplication& web, std::size_t streams) {
+  co_await start_all(manager, streams);
   const Measurement list = [&web] { return make_list(web); };
   const Measurement figures = [&manager] { return read_figures(manager); };
   const Measurement nothing = []() -> Async<std::size_t> {
@@ -134,6 +124,15 @@ Async<> run(StreamManager& manager, const WebApplication& web) {
   co_await measure("figures, every 100 ms", 100ms, figures);
   co_await measure_hold("longest hold, idle", nothing);
   co_await measure_hold("longest hold, lists", list);
+}
+
+Async<> run(StreamManager& manager, const WebApplication& web, std::size_t streams, int& exit_code) {
+  try {
+    co_await measure_all(manager, web, streams);
+    exit_code = 0;
+  } catch (const std::exception& failure) {
+    fmt::print(stderr, "{}\n", failure.what());
+  }
   Loop::current().stop();
 }
 
@@ -153,12 +152,15 @@ int main(int argc, char** argv) {
   directory.apply();
   weir::keep_freed_memory();
   weir::raise_descriptor_limit();
-  weir::write_stream_files(argc > 2 ? std::atoi(argv[2]) : 1000);
+  const int streams = argc > 2 ? std::atoi(argv[2]) : 1000;
+  write_stream_files(weir::Config::STREAM_DIRECTORY, streams);
   weir::Loop loop;
   weir::Services services("");
   weir::StreamManager manager;
   weir::WebApplication web(manager, services.profile_access(), {});
   web.set_ready(true);
-  const weir::Task task = weir::spawn("bench", weir::run(manager, web));
+  int exit_code = 1;
+  const weir::Task task = weir::spawn("bench", weir::run(manager, web, static_cast<std::size_t>(streams), exit_code));
   loop.run();
+  return exit_code;
 }

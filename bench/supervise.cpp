@@ -29,6 +29,8 @@
 #include <thread>
 #include <vector>
 
+#include "bench/stream_files.h"
+
 extern char** environ;
 
 namespace {
@@ -149,16 +151,6 @@ std::string request(const std::string& method, const std::string& target, const 
   return answer;
 }
 
-void write_stream_files(const std::filesystem::path& data, int streams) {
-  std::filesystem::create_directories(data / "streams");
-  for (int i = 0; i < streams; ++i) {
-    std::ofstream(data / "streams" / fmt::format("{}.conf", i))
-        << fmt::format(R"({{"label":"Channel {}","status":"stopped","input":{{"0":{{"url":"udp://127.0.0.1:{}"}}}},)"
-                       R"("output":{{"0":{{"protocol":"hls","playlist_name":"index.m3u8"}}}}}})",
-                       i, 20000 + i);
-  }
-}
-
 std::string batch_of(int streams) {
   std::string ids;
   for (int i = 0; i < streams; ++i) ids += fmt::format("{}{}", i ? "," : "", i);
@@ -233,7 +225,8 @@ void measure_bare_loop(const std::string& self, const std::string& transcoder, i
 void measure_server(const std::string& server, const std::string& transcoder, int streams, int seconds, bool watched) {
   std::string data = (std::filesystem::temp_directory_path() / "weir-bench-XXXXXX").string();
   if (!mkdtemp(data.data())) std::exit(1);
-  write_stream_files(data, streams);
+  std::filesystem::create_directories(data + "/streams");
+  write_stream_files(data + "/streams", streams);
   const pid_t pid = start({server, "serve", "--data", data, "--port", std::to_string(port), "--ffmpeg", transcoder,
                            "--log-level", "error"});
   while (request("GET", "/readyz", "").find("200 OK") == std::string::npos) std::this_thread::sleep_for(20ms);

@@ -11,7 +11,7 @@ namespace weir {
 /// outlives whatever runs on them.
 class Services {
  public:
-  /// Connects them. `gpu_patch_library` as in `ServerSettings`.
+  /// Connects them; the `Config` names the folder of the profiles by then. `gpu_patch_library` as in `ServerSettings`.
   explicit Services(const std::string& gpu_patch_library);
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
