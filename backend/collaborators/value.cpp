@@ -163,6 +163,8 @@ std::string to_text(const Value& value) {
   if (value.is_boolean()) return value.get<bool>() ? "True" : "False";
   if (value.is_string()) return value.get<std::string>();
   if (value.is_number_float()) return fraction_text(value.get<double>());
+  if (value.is_number_unsigned()) return std::to_string(value.get<unsigned long long>());
+  if (value.is_number_integer()) return std::to_string(value.get<long long>());
   return to_json(value);
 }
 

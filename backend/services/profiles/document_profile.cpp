@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
 
 namespace weir {
 
@@ -31,12 +33,12 @@ Value DocumentProfile::get_hwaccel() const {
 }
 
 Value DocumentProfile::get_encoders() const {
-  Value encoders = Value::array();
+  std::vector<std::string_view> encoders;
   for (const Codec& codec : codecs) {
     const Value& given = document_.get_json_conf(codec.key);
-    Value encoder = is_text(given) ? given : Value(codec.fallback);
-    if (encoder != "none" && std::find(encoders.begin(), encoders.end(), encoder) == encoders.end())
-      encoders.push_back(std::move(encoder));
+    std::string_view encoder = codec.fallback;
+    if (is_text(given)) encoder = given.get_ref<const std::string&>();
+    if (encoder != "none" && std::ranges::find(encoders, encoder) == encoders.end()) encoders.push_back(encoder);
   }
   return encoders;
 }

@@ -46,12 +46,11 @@ std::optional<std::string> rtmp_url(const Value& output) {
 }
 
 std::optional<std::string> output_url(const Value& id, const Value& output, std::string_view host) {
-  const Value& protocol = member(output, "protocol");
+  const std::string protocol = to_text(member(output, "protocol"));
   if (protocol == "hls") return hls_url(id, output, host);
   if (protocol == "rtmp") return rtmp_url(output);
   if (protocol == "rtp" || protocol == "udp" || protocol == "tcp") {
-    return fmt::format("{}://{}:{}", to_text(protocol), to_text(member(output, "hostname")),
-                       to_text(member(output, "port")));
+    return fmt::format("{}://{}:{}", protocol, to_text(member(output, "hostname")), to_text(member(output, "port")));
   }
   if (protocol == "file") return join_path(path_part(output, "path"), path_part(output, "filename"));
   if (protocol == "http") {
