@@ -90,16 +90,17 @@ Async<Response> StreamRoutes::list(const Request& request) const {
   constexpr std::size_t part = 64;
   const std::string host = request.host;
   const std::vector<std::shared_ptr<Stream>> streams = manager_.all_streams();
-  std::string records;
+  std::string records = "[";
   records.reserve(streams.size() * usual_record);
   for (std::size_t i = 0; i < streams.size(); ++i) {
     if (i % part == part - 1) co_await yield_to_others();
     Value record = record_or_error(*streams[i], host);
     mask_value(record);
-    records += i == 0 ? "[" : ",";
+    if (i > 0) records += ',';
     records += to_json(record);
   }
-  co_return json_text_response(streams.empty() ? "[]" : records + "]");
+  records += ']';
+  co_return json_text_response(std::move(records));
 }
 
 Response StreamRoutes::read(const Request& request, const Value& id) {
