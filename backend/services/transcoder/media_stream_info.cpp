@@ -71,6 +71,7 @@ bool MediaStreamInfo::parse_heading(std::string_view line) {
   const bool known = line.starts_with("Input #") || line.starts_with("Output #") || line.starts_with("Stream mapping:");
   if (!known) return false;
   in_side_data_ = false;
+  stream_lines_ = {};
   section_ = Section::mapping;
   if (line.starts_with("Input #")) section_ = Section::input;
   if (line.starts_with("Output #")) {
@@ -120,7 +121,7 @@ void MediaStreamInfo::parse_side_data(std::string_view line) {
 }
 
 void MediaStreamInfo::add(std::vector<MediaStream>& streams, std::string_view line) {
-  auto stream = parse_stream_line(line);
+  auto stream = stream_lines_.read(line);
   if (!stream || streams.size() >= most_streams) return;
   auto same = [&](const MediaStream& other) { return other.file == stream->file && other.index == stream->index; };
   if (std::ranges::none_of(streams, same)) streams.push_back(std::move(*stream));

@@ -39,6 +39,7 @@ class MediaStreamInfo : public AVStreamInfo {
 
   Section section_ = Section::none;
   bool in_side_data_ = false;
+  StreamLineReader stream_lines_;
   std::vector<MediaStream> inputs_;
   std::vector<MediaStream> outputs_;
   std::vector<StreamMapping> mappings_;

@@ -38,6 +38,26 @@ TEST(MediaStreamInfoTest, IsNotFooledByTitles) {
   EXPECT_EQ(info.get_stream_by_specifier({}, true).at(0).bitrate_avg, 3000);
 }
 
+TEST(MediaStreamInfoTest, ReadsDescriptionsThatAThreadWroteInto) {
+  const MediaStreamInfo info = read({
+      "Output #0, tee, to 'x':",
+      "  Stream #0:0Connection to tcp://127.0.0.1:1 failed: Connection refused",
+      "[rtmp @ 0x7f4e78001040] Cannot open connection tcp://127.0.0.1:1",
+      ": Video: h264, yuv420p(progressive), 320x180 [SAR 1:1 DAR 16:9], q=2-31, 300 kb/s, 25 fps, 25 tbn (default)",
+      "  Stream #0:1: Video: h264, yuv420p, 160x90 [SAR 1:1 DAR 16:9], q=2-31, 100 kb/sError opening rtmp://h: refused",
+      ", 25 fps, 25 tbn",
+      "  Stream #0:2Recovery failed: Connection refused",
+      "(eng): Audio: aac (LC), 48000 Hz, stereo, fltp, 128 kb/sRecovery failed",
+  });
+  EXPECT_EQ(info.dump_outputs().dump(),
+            R"([{"index":0,"type":"video","codec":"h264","width":320,"height":180,"fps":25.0,"pix_fmt":"yuv420p",)"
+            R"("bitrate":300,"bitrate_avg":300},)"
+            R"({"index":1,"type":"video","codec":"h264","width":160,"height":90,"pix_fmt":"yuv420p",)"
+            R"("bitrate":100,"bitrate_avg":100},)"
+            R"({"index":2,"type":"audio","codec":"aac","profile":"LC","language":"eng","sample_rate":48000,)"
+            R"("channels":"stereo","bitrate":128}])");
+}
+
 TEST(MediaStreamInfoTest, GivesACopiedPictureItsOwnSourcesBitRate) {
   const MediaStreamInfo info = read({
       "Input #0, mov, from 'x':",

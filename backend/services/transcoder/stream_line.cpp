@@ -111,7 +111,8 @@ void read_figure(std::string_view field, MediaStream& stream) {
     return;
   }
   const std::string_view unit = first_word(scanner.rest());
-  if (unit == "kb/s") stream.bitrate = std::llround(value);
+  // What a thread wrote between may touch the last field of a piece.
+  if (unit.starts_with("kb/s")) stream.bitrate = std::llround(value);
   if (unit == "Hz") stream.sample_rate = static_cast<int>(value);
   if (unit == "fps" || (unit == "tbr" && stream.fps == 0)) stream.fps = value;
 }
@@ -127,19 +128,30 @@ void read_fields(const std::vector<std::string_view>& fields, MediaStream& strea
   }
 }
 
-}  // namespace
-
-std::optional<MediaStream> parse_stream_line(std::string_view line) {
-  while (line.ends_with('\n') || line.ends_with('\r') || line.ends_with(' ')) line.remove_suffix(1);
-  MediaStream stream;
-  Scanner scanner(line);
-  if (!scanner.take("  Stream ") || !take_number(scanner, stream.file, stream.index)) return std::nullopt;
+/// "[0x100](eng): Video: h264 (High), …"
+bool read_description(Scanner scanner, MediaStream& stream) {
   if (scanner.take("[")) scanner.take_until(']');
   if (scanner.take("(")) stream.language = scanner.take_until(')').substr(0, 32);
-  if (!scanner.take(": ")) return std::nullopt;
+  if (!scanner.take(": ")) return false;
   stream.type = get_type(scanner.take_until(':'));
-  if (stream.type == 0 || !scanner.take(" ")) return std::nullopt;
+  if (stream.type == 0 || !scanner.take(" ")) return false;
   read_fields(split_fields(scanner.rest()), stream);
+  return true;
+}
+
+}  // namespace
+
+std::optional<MediaStream> StreamLineReader::read(std::string_view line) {
+  while (line.ends_with('\n') || line.ends_with('\r') || line.ends_with(' ')) line.remove_suffix(1);
+  Scanner scanner(line);
+  if (scanner.take("  Stream ")) {
+    begun_.emplace();
+    if (!take_number(scanner, begun_->file, begun_->index)) begun_.reset();
+  }
+  if (!begun_) return std::nullopt;
+  MediaStream stream = *begun_;
+  if (!read_description(scanner, stream)) return std::nullopt;
+  begun_.reset();
   return stream;
 }
 

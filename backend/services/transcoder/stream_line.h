@@ -24,9 +24,18 @@ struct MediaStream {
   std::optional<long long> average;  ///< of the encoder's settings, printed on a line of its own
 };
 
-/// Reads a line like "  Stream #0:0[0x100](eng): Video: h264 (High), yuv420p, 1280x720, 25 fps" without console codes.
-/// Nothing for any other line: an input's titles are indented further, whatever they hold.
-std::optional<MediaStream> parse_stream_line(std::string_view line);
+/// Reads lines like "  Stream #0:0[0x100](eng): Video: h264 (High), yuv420p, 1280x720, 25 fps" without console codes.
+/// FFmpeg writes such a line in pieces, and a thread that cannot connect writes between them: then the description
+/// follows lines later.
+class StreamLineReader {
+ public:
+  /// The stream whose description ends in this line. Nothing for any other line: an input's titles are indented
+  /// further, whatever they hold.
+  std::optional<MediaStream> read(std::string_view line);
+
+ private:
+  std::optional<MediaStream> begun_;  ///< of which only the number was read
+};
 
 /// Where the streams of the output come from: "  Stream #0:1 -> #0:0 (copy)".
 struct StreamMapping {
