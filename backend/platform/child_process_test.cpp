@@ -54,12 +54,6 @@ TEST_F(ChildProcessTest, TellsOutputAndExitStatus) {
   EXPECT_EQ(status, 7);
 }
 
-TEST_F(ChildProcessTest, TellsTheSignalThatEndedIt) {
-  std::optional<int> status;
-  output_of({"sh", "-c", "kill -9 $$"}, status);
-  EXPECT_EQ(status, -SIGKILL);
-}
-
 TEST_F(ChildProcessTest, HoldsNoDescriptorButItsThree) {
   const int leaked = ::open("/dev/null", O_RDONLY);
   std::optional<int> status;
@@ -84,44 +78,6 @@ TEST_F(ChildProcessTest, GetsTheEnvironmentThatItIsGiven) {
   std::string printed(expected.size() + 1, '\0');
   printed.resize(static_cast<std::size_t>(::pread(output.get(), printed.data(), printed.size(), 0)));
   EXPECT_EQ(printed, expected);
-}
-
-TEST_F(ChildProcessTest, ReportsAFailedExec) {
-  const auto error_of = [](const std::string& program) {
-    try {
-      start({program});
-    } catch (const std::system_error& failure) {
-      return failure.code().value();
-    }
-    return 0;
-  };
-  EXPECT_EQ(error_of("no-such-program-of-ours"), ENOENT);
-  EXPECT_EQ(error_of("/no/such/program"), ENOENT);
-  EXPECT_EQ(error_of("/etc/passwd"), EACCES);
-}
-
-TEST_F(ChildProcessTest, GroupDiesWithGrandchildrenAlsoAfterTheLeader) {
-  std::string output;
-  const auto child = start({"sh", "-c", "sleep 1000 & echo $! >&2; exec 2>&-; exit 0"});
-  const auto read = [](ChildProcess& process, std::string& into) -> Async<> {
-    LineReader reader(process.stderr_fd());
-    if (auto line = co_await reader.next()) into = *line;
-    co_await process.wait();
-  };
-  const Task task = spawn("test", read(*child, output));
-  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
-  const pid_t grandchild = std::stoi(output);
-  EXPECT_TRUE(is_alive(grandchild));
-  child->signal_group(SIGKILL);
-  child->reap();
-  EXPECT_TRUE(loop.run_until(
-      [&] {
-        // An orphan that init has not reaped yet shows as a zombie.
-        std::ifstream stat("/proc/" + output.substr(0, output.find('\n')) + "/stat");
-        std::string text((std::istreambuf_iterator<char>(stat)), {});
-        return text.empty() || text.find(") Z") != std::string::npos;
-      },
-      20s));
 }
 
 TEST_F(ChildProcessTest, DestructionKillsAndReaps) {

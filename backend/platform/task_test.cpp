@@ -60,31 +60,12 @@ class TaskTest : public testing::Test {
   Log log;
 };
 
-TEST_F(TaskTest, FirstRunsWhenTheCallerYields) {
-  const Task task = spawn("task", note(log, "ran"));
-  EXPECT_EQ(log, Log{});
-  loop.settle();
-  EXPECT_EQ(log, Log{"ran"});
-  EXPECT_TRUE(task.dead());
-}
-
 TEST_F(TaskTest, SleepsForNoLessThanItsTime) {
   spawn("task", sleep_then_note(log, 3s));
   loop.advance(2999ms);
   EXPECT_EQ(log, Log{});
   loop.advance(11ms);
   EXPECT_EQ(log, Log{"slept"});
-}
-
-TEST_F(TaskTest, KilledWhileSleepingRaisesThere) {
-  const Task task = spawn("task", sleep_then_note(log, 3s));
-  loop.settle();
-  task.kill();
-  EXPECT_FALSE(task.dead());
-  loop.settle();
-  EXPECT_EQ(log, Log{"exit"});
-  EXPECT_TRUE(task.dead());
-  EXPECT_TRUE(loop.failures.empty());
 }
 
 TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRuns) {
@@ -128,16 +109,6 @@ TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
   EXPECT_EQ(log, Log{"acquired"}) << "the permit of the killed waiter was lost";
 }
 
-TEST_F(TaskTest, CanBeKilledAgainAfterItCaughtAKill) {
-  const Task task = spawn("task", survive_restarts(log));
-  loop.settle();
-  for (int i = 0; i < 2; ++i) {
-    task.kill(Kill::with<Restart>());
-    loop.settle();
-  }
-  EXPECT_EQ(log, (Log{"restart", "restart"}));
-}
-
 TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
   struct Case {
     std::vector<Kill> kills;
@@ -156,20 +127,6 @@ TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
     task.kill(Kill::with<Stop>());
     loop.settle();
   }
-}
-
-TEST_F(TaskTest, KillFromItselfIsRaisedAtItsNextWait) {
-  Task self;
-  const auto body = [](Task& own, Log& entries) -> Async<> {
-    own.kill();
-    entries.push_back("before");
-    co_await sleep(0s);
-    entries.push_back("after");
-  };
-  self = spawn("task", body(self, log));
-  loop.settle();
-  EXPECT_EQ(log, Log{"before"});
-  EXPECT_TRUE(self.dead());
 }
 
 TEST_F(TaskTest, YieldsToOthersAndCanBeKilledThere) {
@@ -260,23 +217,6 @@ TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {
   ASSERT_EQ(loop.failures.size(), 1u);
   EXPECT_NE(loop.failures[0].find("task writer"), std::string::npos);
   EXPECT_NE(loop.failures[0].find("no disk"), std::string::npos);
-}
-
-TEST_F(TaskTest, ExceptionOfACalleeReachesItsCaller) {
-  const auto callee = []() -> Async<int> {
-    co_await sleep(0s);
-    throw std::runtime_error("inner");
-  };
-  const auto caller = [](Async<int> inner, Log& entries) -> Async<> {
-    try {
-      co_await inner;
-    } catch (const std::runtime_error& failure) {
-      entries.push_back(failure.what());
-    }
-  };
-  spawn("caller", caller(callee(), log));
-  loop.advance(20ms);
-  EXPECT_EQ(log, Log{"inner"});
 }
 
 TEST_F(TaskTest, RunAtMostKillsWhatTakesTooLong) {

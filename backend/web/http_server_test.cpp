@@ -155,14 +155,6 @@ TEST_F(HttpServerTest, ASilentClientIsLetGo) {
   EXPECT_TRUE(ends(idle));
 }
 
-TEST_F(HttpServerTest, AnAnswerMayTakeItsTime) {
-  Client client(port());
-  client.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
-  let_server_read();
-  loop_.advance(5s);
-  EXPECT_TRUE(receives(client, "GET slow h"));
-}
-
 TEST_F(HttpServerTest, MoreConnectionsThanTheLimitAreTurnedAway) {
   std::vector<std::unique_ptr<Client>> clients;
   for (int i = 0; i < 4; ++i) clients.push_back(std::make_unique<Client>(port()));

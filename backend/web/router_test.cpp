@@ -84,18 +84,6 @@ TEST_F(RouterTest, FindsTheFirstRouteThatFits) {
   }
 }
 
-TEST_F(RouterTest, NamesTheMethodsThatArePossible) {
-  const Response response = ask("PUT", "/api/things/7");
-  EXPECT_EQ(response.headers.back(), std::pair(std::string("Allow"), std::string("DELETE, GET")));
-}
-
-TEST_F(RouterTest, AnUnexpectedFailureIsAnsweredAndLogged) {
-  const Response response = ask("POST", "/api/fail");
-  EXPECT_EQ(response.status, 500);
-  EXPECT_EQ(response.body, "{\"error\":\"a thing broke\"}\n");
-  EXPECT_NE(logged_.find("ValueError"), std::string::npos) << logged_;
-}
-
 TEST_F(RouterTest, PagesOfOtherSitesCanReadButNotChange) {
   EXPECT_EQ(ask("DELETE", "/api/things/7", "http://localhost:8080").status, 200);
   EXPECT_EQ(ask("DELETE", "/api/things/7", "http://evil.example").status, 403);

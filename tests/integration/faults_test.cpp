@@ -132,17 +132,6 @@ TEST_F(FaultsTest, AProgramThatEndsAtOnceIsTriedEveryThreeSecondsAndItsWordsAreK
   expect_neighbour_on_air();
 }
 
-TEST_F(FaultsTest, AProgramThatIgnoresSignalsIsEndedAllTheSame) {
-  launch("ignores_signals");
-  ASSERT_TRUE(wait_for("running"));
-  ::kill(pids.back(), SIGTERM);
-  world.loop.advance(10ms);
-  EXPECT_EQ(status(), "running");
-  world.loop.run(stream->stop());
-  EXPECT_TRUE(world.loop.run_until([&] { return status() == "stopped"; }, 1s)) << "without waiting for anything";
-  expect_neighbour_on_air();
-}
-
 TEST_F(FaultsTest, ChildrenOfTheProgramDieWithItsGroupAndOthersCannotHoldTheStream) {
   launch("leaves_children");
   ASSERT_TRUE(wait_for("running"));

@@ -199,16 +199,5 @@ TEST_F(TranscoderRunTest, ProbesAUrlAsThatUrlHoweverItIsQuoted) {
   EXPECT_FALSE(run_for_real(loop_, info.probe("-i '-version'")));
 }
 
-TEST_F(TranscoderRunTest, TellsWhatAnInputHolds) {
-  ASSERT_EQ(
-      generate_and_run(make_document({{"url", short_source}, {"format", "lavfi"}}, {file_output("a.mp4")})).exit_status,
-      0);
-  const Value answer = run_for_real(loop_, probe_url(path("uploads/a.mp4")));
-  EXPECT_NEAR(answer["duration"].get<double>(), 3, 0.2);
-  EXPECT_EQ(answer["streams"][0]["width"], 320);
-  EXPECT_EQ(answer["streams"][0]["fps"], 25);
-  EXPECT_EQ(answer["streams"][1]["type"], "audio");
-}
-
 }  // namespace
 }  // namespace weir

@@ -80,19 +80,5 @@ TEST(RecordedStreamInfoTest, ReadsEveryKindOfSourceWithAndWithoutColours) {
   }
 }
 
-TEST(RecordedStreamInfoTest, FindsTheStreamsOfALadderBySpecifier) {
-  const MediaStreamInfo info = read_recording("lavfi_ladder.color.txt");
-  const auto second = info.get_stream_by_specifier({"v", 1, 0}, true);
-  ASSERT_EQ(second.size(), 1U);
-  EXPECT_EQ(second[0].stream_type, "v");
-  EXPECT_EQ(second[0].height, 360);
-  EXPECT_EQ(second[0].bitrate_avg, 500);
-  EXPECT_EQ(info.get_stream_by_specifier({"a", 0, 0}, true).at(0).bitrate, 96);
-  EXPECT_EQ(info.get_stream_by_specifier({"", 2, 0}, true).at(0).stream_type, "a");
-  EXPECT_NEAR(info.get_stream_by_specifier({}).at(0).fps, 29.97, 0.001);
-  EXPECT_TRUE(info.get_stream_by_specifier({"v", 2, 0}, true).empty());
-  EXPECT_TRUE(info.get_stream_by_specifier({"v", 0, 1}, true).empty());
-}
-
 }  // namespace
 }  // namespace weir

@@ -2,12 +2,16 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
+#include "backend/services/profiles/profile_store.h"
+#include "backend/services/publishing/publishing_port.h"
+#include "backend/services/transcoder/transcoder.h"
 
 namespace weir::test {
 
@@ -27,12 +31,10 @@ class FakeBuilder : public FFmpeg {
     if (probe) input_index = world_.choose_input(input_index);
     command = {"transcoder", std::to_string(input_index)};
     hls_list_sizes = world_.hls_list_sizes;
-    hls_variants = world_.hls_variants;
-    hls_master_playlist = world_.hls_master_playlist;
     co_return true;
   }
 
-  void cleanup() override { ++world_.builder_cleanups; }
+  void cleanup() override {}
 
  private:
   FakeSiblings& world_;
@@ -44,11 +46,8 @@ class FakeStreamInfo : public AVStreamInfo {
   explicit FakeStreamInfo(FakeSiblings& world) : world_(world) {}
 
   void parse(std::string_view line) override { world_.parsed_lines.emplace_back(line); }
-  std::vector<StreamDescription> get_stream_by_specifier(const FFmpegStreamSpecifier& specifier,
-                                                         bool from_outputs) const override {
-    if (!from_outputs) return world_.input_streams;
-    const auto found = world_.output_streams.find({specifier.stream_type, specifier.stream_index});
-    return found == world_.output_streams.end() ? std::vector<StreamDescription>() : found->second;
+  std::vector<StreamDescription> get_stream_by_specifier(const FFmpegStreamSpecifier&, bool) const override {
+    return world_.input_streams;
   }
   Value dump_inputs() const override { return Value::array({"input"}); }
   Value dump_outputs() const override { return Value::array({"output"}); }
@@ -61,56 +60,6 @@ class FakeStreamInfo : public AVStreamInfo {
 
  private:
   FakeSiblings& world_;
-};
-
-class FakeAddress : public FFmpegRTMPOutput {
- public:
-  bool set_server(const Value& server) override { return add("rtmp://", server); }
-  bool set_port(const Value& port) override { return to_text(port) != "0" && add(":", port); }
-  bool set_app(const Value& app) override { return add("/", app); }
-  bool set_playpath(const Value& playpath) override { return add("/", playpath); }
-  bool set_username(const Value&) override { return true; }
-  bool set_password(const Value&) override { return true; }
-  std::string get_url() const override { return url_; }
-
- private:
-  bool add(std::string_view before, const Value& part) {
-    url_ += before;
-    url_ += to_text(part);
-    return true;
-  }
-  std::string url_;
-};
-
-class FakeProfile : public ProfileDescription {
- public:
-  explicit FakeProfile(Value members) : members_(std::move(members)) {}
-  void copy_to(JsonConf& conf, const std::vector<std::string>& ignore_keys) const override {
-    for (const auto& [key, value] : members_.items()) {
-      if (std::ranges::find(ignore_keys, key) == ignore_keys.end()) conf.set_json_conf(key, value);
-    }
-  }
-  Value get_hwaccel() const override { return nullptr; }
-  Value get_encoders() const override { return Value::array({"libx264"}); }
-
- private:
-  Value members_;
-};
-
-class FakeProfiles : public ProfileManager {
- public:
-  std::shared_ptr<const ProfileDescription> get_profile(long long id) override {
-    const auto found = members.find(id);
-    if (found == members.end()) return nullptr;
-    return std::make_shared<FakeProfile>(found->second);
-  }
-  std::string get_error_msg() const override { return "no such profile"; }
-
-  std::map<long long, Value> members;
-};
-
-struct FakePort : NginxConfig {
-  int get_http_port() const override { return 8080; }
 };
 
 struct FakeDriver : NvidiaDriverManager {
@@ -135,14 +84,15 @@ const char* level_name(LogLevel level) {
 }  // namespace
 
 struct FakeSiblings::Services {
-  FakeProfiles profiles;
-  FakePort port;
+  explicit Services(const std::string& profile_directory) : profiles(profile_directory) {}
+  ProfileStore profiles;
+  PublishingPort port;
   NginxManager nginx{port};
   FakeDriver driver;
   FakeGraphics graphics;
 };
 
-FakeSiblings::FakeSiblings() : services_(std::make_unique<Services>()) {
+FakeSiblings::FakeSiblings() : services_(std::make_unique<Services>((directory.path() / "profiles").string())) {
   const auto in_directory = [this](const char* name) { return (directory.path() / name).string(); };
   Config::STREAM_DIRECTORY = in_directory("streams");
   Config::HLS_DIRECTORY = in_directory("hls");
@@ -154,8 +104,8 @@ FakeSiblings::FakeSiblings() : services_(std::make_unique<Services>()) {
     return std::make_unique<FakeBuilder>(*this, requested, error_handler);
   };
   bundle.streaminfo = [this] { return std::make_unique<FakeStreamInfo>(*this); };
-  bundle.rtmp_output = [] { return std::make_unique<FakeAddress>(); };
-  bundle.profile_description = [](const JsonConf&) { return std::make_unique<FakeProfile>(Value::object()); };
+  bundle.rtmp_output = make_rtmp_output;
+  bundle.profile_description = [](const JsonConf& conf) { return std::make_unique<DocumentProfile>(conf); };
   bundle.profile_manager = &services_->profiles;
   bundle.nginx_manager = &services_->nginx;
   bundle.nvidia_driver_manager = &services_->driver;
@@ -184,7 +134,12 @@ FakeSiblings::~FakeSiblings() {
 
 Value& FakeSiblings::graphics_memory() { return services_->graphics.memory; }
 
-std::map<long long, Value>& FakeSiblings::profiles() { return services_->profiles.members; }
+void FakeSiblings::add_profile(long long id, Value members) {
+  std::filesystem::create_directories(directory.path() / "profiles");
+  members["name"] = "P";
+  std::ofstream(services_->profiles.path(id)) << members;
+  services_->profiles.load();
+}
 
 std::string progress_line(std::string_view time, std::string_view speed) {
   return fmt::format("frame=  100 fps= 25 q=28.0 size=    1024kB time={} bitrate=2097.2kbits/s speed={}\r", time,

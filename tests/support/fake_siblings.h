@@ -31,13 +31,9 @@ class FakeSiblings {
     return requested;
   };  ///< what a probing builder settles on
   std::vector<int> hls_list_sizes;
-  std::vector<std::vector<FFmpegStreamSpecifier>> hls_variants;
-  std::optional<std::string> hls_master_playlist;
-  int builder_cleanups = 0;
 
   // What the media information knows and was told.
   std::vector<std::string> parsed_lines;
-  std::map<std::pair<std::string, int>, std::vector<StreamDescription>> output_streams;  ///< by type and output
   std::vector<StreamDescription> input_streams;
   std::map<std::string, bool> probe_answers;  ///< by arguments; false where absent
   std::vector<std::string> probes;
@@ -51,8 +47,8 @@ class FakeSiblings {
   // Graphics figures; null when unknown.
   Value& graphics_memory();
 
-  /// Profiles by id, as the members that they copy.
-  std::map<long long, Value>& profiles();
+  /// Stores a profile of these members.
+  void add_profile(long long id, Value members);
 
   std::vector<std::string> log_lines;  ///< "level name: text"
 

@@ -30,14 +30,6 @@ class SettingsTest : public testing::Test {
   const std::string file_ = directory_ + "/weir.conf";
 };
 
-TEST_F(SettingsTest, AreTheDefaultsWhenNothingNamesThem) {
-  const ServerSettings settings = *read_settings({"serve"}, {}).serve;
-  EXPECT_EQ(settings.data, "./weir-data");
-  EXPECT_EQ(settings.bind, "127.0.0.1");
-  EXPECT_EQ(settings.port, 8080);
-  EXPECT_TRUE(settings.assertions);
-}
-
 TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile) {
   write("# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n");
   const ServerSettings settings =
@@ -46,11 +38,6 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
   EXPECT_EQ(settings.log_level, LogLevel::debug);
   EXPECT_EQ(settings.ffmpeg, "/opt/my ffmpeg");
   EXPECT_FALSE(settings.assertions);
-}
-
-TEST_F(SettingsTest, TheEnvironmentNamesTheFileToo) {
-  write("port = 77\n");
-  EXPECT_EQ(read_settings({"serve"}, {"WEIR_CONFIG=" + file_}).serve->port, 77);
 }
 
 TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
@@ -88,13 +75,6 @@ TEST_F(SettingsTest, LoopbackAddressesOfBothFamiliesCanBeBound) {
   for (const auto& [given, bound] :
        {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"}, {"localhost", "127.0.0.1"}})
     EXPECT_EQ(read_settings({"serve", "--bind", given}, {}).serve->bind, bound);
-}
-
-TEST_F(SettingsTest, TheHelpNamesEverySettingAndItsVariable) {
-  const Invocation help = read_settings({"--help"}, {});
-  EXPECT_FALSE(help.serve);
-  for (const char* text : {"--data DIR", "--port N", "WEIR_PROBE_TIMEOUT", "--no-assertions", "--config FILE"})
-    EXPECT_NE(help.output.find(text), std::string::npos) << text << " is not in:\n" << help.output;
 }
 
 }  // namespace

@@ -83,15 +83,5 @@ TEST_F(ProfileStoreTest, BrokenFilesAreLeftAloneAndTheirIdsNotReused) {
   EXPECT_EQ(store_.add(Value{{"name", "Nine"}}), 9);
 }
 
-TEST_F(ProfileStoreTest, TheSettingsAreCopiedInOrderWithoutTheIgnoredOnes) {
-  write("1.conf", R"({"name": "P", "video": {"codec": "copy"}, "version": 2, "audio": {"codec": "aac"}})");
-  store_.load();
-  JsonConf stream;
-  stream.set_json_conf("name", "stream's own");
-  store_.get_profile(1)->copy_to(stream, {"id", "name", "version"});
-  EXPECT_EQ(to_json(stream.document()),
-            to_json(Value::parse(R"({"name":"stream's own","video":{"codec":"copy"},"audio":{"codec":"aac"}})")));
-}
-
 }  // namespace
 }  // namespace weir

@@ -97,11 +97,6 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
   EXPECT_EQ(build(Value::object(), -1).problem, "There is no input #-1: the stream has 1 of them");
 }
 
-TEST(TranscoderCommandTest, TellsWhyHttpOutputsAreNotServedYet) {
-  const Built built = build({{"output.0", {{"protocol", "http"}, {"filename", "a.ts"}}}});
-  EXPECT_NE(built.problem.find("unix socket in the stream's MMCB directory"), std::string::npos) << built.problem;
-}
-
 TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
   struct Case {
     const char* url;
@@ -140,17 +135,6 @@ TEST(TranscoderCommandTest, ReadsInputSettingsFromAWebForm) {
       << built.text() << built.problem;
 }
 
-TEST(TranscoderCommandTest, EncodesOnceForPlainDefaults) {
-  const Built built = build(Value::object());
-  EXPECT_EQ(built.problem, "");
-  EXPECT_TRUE(built.has("-map 0:V:0? -filter:v:0 scale=trunc(iw/2)*2:trunc(ih/2)*2 -c:v:0 libx264 "));
-  EXPECT_TRUE(built.has("-pix_fmt:v:0 yuv420p -b:v:0 2500k -maxrate:v:0 2750k -bufsize:v:0 5000k "));
-  EXPECT_TRUE(built.has("-map 0:a:0? -c:a:0 aac -b:a:0 128k "));
-  EXPECT_TRUE(built.text().ends_with("-f mpegts udp://127.0.0.1:2?pkt_size=1316 "));
-  EXPECT_FALSE(built.has("-c:s"));
-  EXPECT_TRUE(built.variants.empty());
-}
-
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
   const Built built = build({{"video.delogo", {{"x", "1"}, {"y", 2}, {"w", 3}, {"h", 4}}},
                              {"video.cvdelogo.filename", "/a:b,c.png"},
@@ -186,14 +170,6 @@ TEST(TranscoderCommandTest, MakesNoMasterOverTheOnlyVariantsOwnPlaylist) {
   EXPECT_EQ(build({{"output.0", hls}}).master, std::nullopt);
   const Built two = build({{"output.0", hls}, {"video.renditions", {{{"height", 720}}, {{"height", 360}}}}});
   EXPECT_EQ(two.problem, "\"playlist_name\" cannot be playlist_0.m3u8: it is the playlist of one of the renditions");
-}
-
-TEST(TranscoderCommandTest, FitsKeyframesIntoSegments) {
-  EXPECT_DOUBLE_EQ(get_keyframe_interval(2, 0), 2);
-  EXPECT_DOUBLE_EQ(get_keyframe_interval(2, 4), 2);
-  EXPECT_DOUBLE_EQ(get_keyframe_interval(10, 4), 4);
-  EXPECT_DOUBLE_EQ(get_keyframe_interval(2, 3), 1.5);
-  EXPECT_DOUBLE_EQ(get_keyframe_interval(0.1, 0.3), 0.1);
 }
 
 }  // namespace

@@ -68,13 +68,5 @@ TEST_F(StreamClientInfoTest, RaisesForNamesThatAreNoTexts) {
   EXPECT_THROW(StreamClientInfo{JsonConf()}, AssertionError);
 }
 
-TEST_F(StreamClientInfoTest, CleanUpEndsTheExpiry) {
-  StreamClientInfo info(conf);
-  info.add("index.m3u8", "a", nullptr, 1);
-  EXPECT_TRUE(world.loop.run(info.cleanup()));
-  world.loop.advance(60s);
-  EXPECT_EQ(clients_of(info, "0").size(), 1u);
-}
-
 }  // namespace
 }  // namespace weir

@@ -122,7 +122,7 @@ TEST_F(StreamConfigTest, RefusesMembersOfTheWrongKind) {
 }
 
 TEST_F(StreamConfigTest, AppliesTheProfileButKeepsTheStreamsOwn) {
-  world.profiles()[12] = Value::parse(R"({"id":12,"name":"n","version":1,"video":{"codec":"x","map":"p"},"extra":1})");
+  world.add_profile(12, Value::parse(R"({"version":1,"video":{"codec":"x","map":"p"},"extra":1})"));
   const Value document = loaded(R"({"id":3,"profile":"12","input":{},"output":{},"video":{"map":"m","crf":9},
                                     "audio":{"map":"a","codec":"old"}})");
   EXPECT_EQ(document["id"], 3);
@@ -138,7 +138,7 @@ TEST_F(StreamConfigTest, ReportsProfilesThatCannotBeApplied) {
     std::string message;
   };
   for (const Case& c :
-       {Case{"x12", "Invalid profile ID x12"}, Case{"", "Invalid profile ID "}, Case{"9", "no such profile"}}) {
+       {Case{"x12", "Invalid profile ID x12"}, Case{"", "Invalid profile ID "}, Case{"9", "There is no profile 9"}}) {
     StreamConfig conf;
     EXPECT_FALSE(
         conf.load_json_conf({{"profile", c.profile}, {"input", Value::object()}, {"output", Value::object()}}));
@@ -165,13 +165,6 @@ TEST_F(StreamConfigTest, GivesTheAddressesOfItsOutputs) {
                                       "/srv/rec/a.ts", "rtmp://s:1935/a/p"}));
   EXPECT_EQ(conf.get_output_urls("h", std::set<std::string>{"hls"}),
             (std::vector<std::string>{"http://h:8080/5/live%20feed.m3u8"}));
-}
-
-TEST_F(StreamConfigTest, NamesInputsInPriorityOrder) {
-  StreamConfig conf;
-  EXPECT_TRUE(conf.get_input_urls().empty());
-  ASSERT_TRUE(conf.load_json_conf(Value::parse(R"({"input":{"5":{"url":"b"},"2":{"url":"a"}},"output":{}})")));
-  EXPECT_EQ(conf.get_input_urls(), (std::vector<Value>{"a", "b"}));
 }
 
 TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {

@@ -42,22 +42,6 @@ class ProcessMonitorTest : public test::StreamFixture {
   }
 };
 
-TEST_F(ProcessMonitorTest, RestartsWhenSystemMemoryOutgrowsItsLimit) {
-  run_to_first_progress();
-  use(3000);
-  say(progress_line("00:00:10.99"));
-  world.loop.advance(5s);
-  say(progress_line("00:00:11.00"));
-  world.loop.advance(3s);
-  use(3750);
-  world.loop.advance(60s);
-  EXPECT_EQ(launches(), 1u) << "use equal to the limit is tolerated";
-  use(3751);
-  world.loop.advance(60s);
-  EXPECT_EQ(launches(), 2u);
-  EXPECT_TRUE(logged("warning Stream 7 Lobby: System memory usage is exceeded the 3750.0 MiB limits"));
-}
-
 TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
   world.graphics_memory() = 0;
   run_to_first_progress();
@@ -70,14 +54,6 @@ TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
   world.loop.advance(60s);
   EXPECT_EQ(launches(), 2u);
   EXPECT_TRUE(logged("Graphics memory usage is exceeded the 1280 MiB limits"));
-}
-
-TEST_F(ProcessMonitorTest, LimitsOfTheDocumentWin) {
-  conf->set_json_conf("max_sys_mem", "40");
-  run_to_first_progress();
-  say(progress_line("00:00:11.00"));
-  world.loop.advance(63s);
-  EXPECT_TRUE(logged("System memory usage is exceeded the 40 MiB limits"));
 }
 
 TEST_F(ProcessMonitorTest, WaitsForTheQueueOfTheLogoRemoval) {
@@ -102,15 +78,6 @@ TEST_F(ProcessMonitorTest, ReportsWhatItCannotReadAndLeavesTheStreamAlone) {
   EXPECT_EQ(status(), "running");
   world.loop.advance(120s);
   EXPECT_EQ(launches(), 1u);
-}
-
-TEST_F(ProcessMonitorTest, EndsSilentlyWithTheProcess) {
-  run_to_first_progress();
-  say(progress_line("00:00:11.00"));
-  world.loop.advance(3s);
-  world.child().exit(0);
-  world.loop.advance(2s);
-  EXPECT_TRUE(world.log_lines.empty());
 }
 
 }  // namespace

@@ -42,17 +42,6 @@ class ScheduleMonitorTest : public test::StreamFixture {
   int media_seconds = 1;
 };
 
-TEST_F(ScheduleMonitorTest, RestartsInTheConfiguredMinute) {
-  // The clock stands at midnight, a Friday.
-  conf->set_json_conf("input.restart", {{"hours", "4"}, {"weekdays", "0-6"}});
-  run_on_input(0);
-  pass_minutes(239);
-  EXPECT_EQ(launches(), 1u);
-  pass_minutes(3);
-  EXPECT_EQ(launches(), 2u);
-  EXPECT_EQ(std::ranges::count(world.log_lines, "info Stream 7 Lobby: Restarting according to the schedule"), 1);
-}
-
 TEST_F(ScheduleMonitorTest, ADutyWithoutWeekdaysIsOff) {
   conf->set_json_conf("input.restart", {{"minutes", "*"}, {"hours", "*"}, {"weekdays", ""}});
   run_on_input(0);
