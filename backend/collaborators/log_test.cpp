@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "backend/collaborators/error.h"
+#include "backend/collaborators/mask_passwords.h"
 
 namespace weir {
 namespace {
@@ -32,17 +32,6 @@ TEST(MaskPasswordsTest, HidesThemAndNothingElse) {
        }) {
     EXPECT_EQ(mask_passwords(c.text), c.masked);
   }
-}
-
-TEST(ErrorTest, HandsMessagesOnToItsHandlers) {
-  Error manager;
-  Error stream(&manager);
-  Error builder(&stream);
-  builder.set_error_msg("no input answers");
-  EXPECT_EQ(stream.get_error_msg(), "no input answers");
-  EXPECT_EQ(manager.get_error_msg(), "no input answers");
-  manager.set_error_msg("other");
-  EXPECT_EQ(builder.get_error_msg(), "no input answers");
 }
 
 TEST(LogTest, GivesMaskedLinesAboveItsLevel) {

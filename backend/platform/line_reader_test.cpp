@@ -1,15 +1,9 @@
 #include "backend/platform/line_reader.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <array>
 #include <string>
 #include <vector>
-
-#include "backend/platform/descriptor.h"
-#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
@@ -54,30 +48,6 @@ TEST(LineSplitterTest, CutsEndlessLines) {
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0], std::string(LineSplitter::longest_line, 'x') + "\n");
   EXPECT_EQ(lines[1], "next\n");
-}
-
-TEST(LineReaderTest, YieldsUntilALineIsThereAndEndsWithThePipe) {
-  test::TestLoop loop;
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-  const Descriptor read_end(ends[0]);
-  Descriptor write_end(ends[1]);
-  std::vector<std::string> lines;
-  const auto collect = [](int fd, std::vector<std::string>& into) -> Async<> {
-    LineReader reader(fd);
-    while (auto line = co_await reader.next()) into.push_back(*line);
-    into.push_back("end");
-  };
-  spawn("reader", collect(read_end.get(), lines));
-  loop.settle();
-  ASSERT_EQ(::write(write_end.get(), "one\ntwo\nhal", 11), 11);
-  loop.settle();
-  EXPECT_EQ(lines, (std::vector<std::string>{"one\n", "two\n"}));
-  ASSERT_EQ(::write(write_end.get(), "f", 1), 1);
-  write_end.reset();
-  loop.settle();
-  EXPECT_EQ(lines.back(), "end");
-  EXPECT_EQ(lines[2], "half");
 }
 
 }  // namespace

@@ -76,15 +76,6 @@ TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRuns) {
   EXPECT_EQ(log, Log{});
 }
 
-TEST_F(TaskTest, KillOfADeadTaskOrOfNoneDoesNothing) {
-  const Task task = spawn("task", note(log, "ran"));
-  loop.settle();
-  task.kill();
-  Task().kill();
-  loop.run(task.kill_and_wait());
-  EXPECT_EQ(log, Log{"ran"});
-}
-
 TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
   Semaphore lock(1);
   const auto holder = [](Semaphore& semaphore) -> Async<> {
@@ -194,16 +185,6 @@ TEST_F(TaskTest, KillAndWaitReturnsAfterTheCleanUp) {
   EXPECT_EQ(log, Log{});
   loop.advance(2s);
   EXPECT_EQ(log, (Log{"cleaned", "waited"}));
-}
-
-TEST_F(TaskTest, AWaiterThatIsKilledLeavesTheTaskAlone) {
-  const Task task = spawn("task", sleep_then_note(log, 10s));
-  const auto waiter = [](Task target) -> Async<> { co_await target.wait(); };
-  const Task waiting = spawn("waiter", waiter(task));
-  loop.settle();
-  loop.run(waiting.kill_and_wait());
-  loop.advance(11s);
-  EXPECT_EQ(log, Log{"slept"});
 }
 
 TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {

@@ -15,9 +15,8 @@
 
 #include "backend/collaborators/config.h"
 #include "backend/platform/process_info.h"
-#include "tests/integration/server_process.h"
+#include "tests/integration/server_fixture.h"
 #include "tests/support/stream_fixture.h"
-#include "tests/support/temporary_directory.h"
 
 namespace weir {
 namespace {
@@ -175,57 +174,7 @@ TEST_F(FaultsTest, ARemovedDirectoryIsReportedAndBackAfterTheNextRestart) {
   expect_neighbour_on_air();
 }
 
-/// The real server on the real clock; each stream's input names the program that stands in for its transcoder. Stream 0
-/// is on the air and stays so.
-class FaultyServerTest : public testing::Test {
- protected:
-  void SetUp() override {
-    serve();
-    add("goes_on");
-    server->request("POST", "/api/streams/0/start");
-    ASSERT_TRUE(eventually_has(0, R"("status":"running")")) << server->log();
-    first_pid = transcoder_of_stream_0();
-    ASSERT_GT(first_pid, 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(transcoder_of_stream_0(), first_pid) << server->log();
-    server = nullptr;
-  }
-
-  void serve() {
-    server = std::make_unique<test::ServerProcess>(
-        std::vector<std::string>{"--data", data, "--port", "0", "--ffmpeg", WEIR_TEST_PROGRAMS "/runs_its_input"},
-        (directory.path() / "log").string());
-    ASSERT_TRUE(server->is_ready()) << server->log();
-  }
-  std::string add(const std::string& name) const {
-    Value form = Value::parse(R"({"output":{"0":{"protocol":"udp","hostname":"127.0.0.1","port":9}}})");
-    form["label"] = name;
-    form["input"]["0"]["url"] = WEIR_TEST_PROGRAMS "/" + name;
-    return server->request("POST", "/api/streams", to_json(form));
-  }
-  std::string get(int id, const std::string& what = "") const {
-    return server->request("GET", "/api/streams/" + std::to_string(id) + what);
-  }
-  bool eventually_has(int id, const std::string& text) const {
-    return test::eventually([&] { return get(id).find(text) != std::string::npos; }, 10s);
-  }
-  std::string file(int id) const { return data + "/streams/" + std::to_string(id) + ".conf"; }
-  std::string saved_status(int id) const { return to_text(Value::parse(read_file(file(id), 1 << 20)).at("status")); }
-
-  /// The oldest child of the server: stream 0 was started first.
-  pid_t transcoder_of_stream_0() const {
-    pid_t pid = 0;
-    std::ifstream("/proc/" + std::to_string(server->pid()) + "/task/" + std::to_string(server->pid()) + "/children") >>
-        pid;
-    return pid;
-  }
-
-  test::TemporaryDirectory directory;
-  const std::string data = (directory.path() / "data").string();
-  std::unique_ptr<test::ServerProcess> server;
-  pid_t first_pid = 0;
-};
+class FaultyServerTest : public test::ServerFixture {};
 
 TEST_F(FaultyServerTest, HoldsBackTranscodersThatPrintWithoutEndAndKeepsABoundedLog) {
   const struct {
@@ -271,8 +220,7 @@ TEST_F(FaultyServerTest, AFileThatBecameUnusableKeepsNoOtherStreamOffTheAir) {
   fs::create_directory(file(1));
   ::chmod(file(2).c_str(), 0);
   serve();
-  ASSERT_TRUE(eventually_has(0, R"("status":"running")")) << server->log();
-  first_pid = transcoder_of_stream_0();
+  expect_stream_0_on_air();
   EXPECT_TRUE(get(1).starts_with("HTTP/1.1 404"));
   const std::string broken = server->request("GET", "/api/streams?broken=1");
   EXPECT_NE(broken.find("1.conf"), std::string::npos) << broken;

@@ -64,6 +64,15 @@ class ServerProcess {
   ServerProcess& operator=(const ServerProcess&) = delete;
 
   pid_t pid() const { return pid_; }
+  /// The port that the system chose stands in the log; 0 until then.
+  int port() const {
+    const std::string text = log();
+    const std::string before = "Listening on http://127.0.0.1:";
+    const std::size_t at = text.find(before);
+    return at == std::string::npos || text.find('\n', at) == std::string::npos
+               ? 0
+               : std::stoi(text.substr(at + before.size()));
+  }
   std::string log() const { return read_file(log_, 1 << 20); }
 
   /// Sends the signal and waits for the end.
@@ -109,16 +118,6 @@ class ServerProcess {
     for (ssize_t size = 0; (size = ::recv(socket.get(), chunk.data(), chunk.size(), 0)) > 0;)
       answer.append(chunk, 0, static_cast<std::size_t>(size));
     return answer;
-  }
-
-  // The port that the system chose stands in the log.
-  int port() const {
-    const std::string text = log();
-    const std::string before = "Listening on http://127.0.0.1:";
-    const std::size_t at = text.find(before);
-    return at == std::string::npos || text.find('\n', at) == std::string::npos
-               ? 0
-               : std::stoi(text.substr(at + before.size()));
   }
 
   std::string log_;

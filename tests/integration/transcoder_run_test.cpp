@@ -194,9 +194,9 @@ TEST_F(TranscoderRunTest, ProbesAUrlAsThatUrlHoweverItIsQuoted) {
   ASSERT_EQ(run_for_real(loop_, run_command(make, 30)).exit_status, 0);
   MediaStreamInfo info;
   EXPECT_TRUE(run_for_real(loop_, info.probe("-i '" + hostile + "'")));
-  EXPECT_FALSE(run_for_real(loop_, info.probe("-i '" + hostile + "x'")));
-  EXPECT_FALSE(run_for_real(loop_, info.probe("-i " + hostile)));
-  EXPECT_FALSE(run_for_real(loop_, info.probe("-i '-version'")));
+  for (const std::string& text : {"-i '" + hostile + "x'", "-i " + hostile, std::string("-i '-version'"),
+                                  std::string("-y 'a'"), std::string("-i ''"), std::string("-i 'a\nb'")})
+    EXPECT_FALSE(run_for_real(loop_, info.probe(text))) << text;
 }
 
 }  // namespace

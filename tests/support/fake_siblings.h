@@ -42,7 +42,6 @@ class FakeSiblings {
   // Children, in the order of their launch.
   std::deque<std::shared_ptr<ChildScript>> children;
   std::function<void(ChildScript&)> on_launch;  ///< may throw: the program cannot be started
-  bool process_is_gone = false;                 ///< the process information finds no process
 
   // Graphics figures; null when unknown.
   Value& graphics_memory();

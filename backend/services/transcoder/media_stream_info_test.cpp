@@ -89,35 +89,5 @@ TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
   EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
 }
 
-TEST(MediaStreamInfoTest, EstimatesByShapeWhatNobodyKnows) {
-  EXPECT_EQ(estimate_bitrate(1280, 720, 25), 1613);
-  EXPECT_EQ(estimate_bitrate(1280, 720, 0), 1613);
-  EXPECT_EQ(estimate_bitrate(16, 16, 1), 64);
-  EXPECT_EQ(estimate_bitrate(0, 0, 25), 1000);
-}
-
-TEST(ProbeArgumentsTest, TakeAUrlOrNothing) {
-  struct Case {
-    const char* text;
-    std::optional<std::string> url;
-  };
-  const Case cases[] = {
-      {"-i 'udp://a:1'", "udp://a:1"},
-      {"-i 'it's a 'file' -y x.ts'", "it's a 'file' -y x.ts"},
-      {"-i '-loglevel'", "-loglevel"},
-      {"-i ''' -f null '", "'' -f null "},
-      {"-i plain.ts", "plain.ts"},
-      {"-i a b", std::nullopt},
-      {"-i \"a\"", std::nullopt},
-      {"-i 'a", std::nullopt},
-      {"-i ''", std::nullopt},
-      {"-i '  '", std::nullopt},
-      {"-i 'a\nb'", std::nullopt},
-      {"-y 'a'", std::nullopt},
-      {"", std::nullopt},
-  };
-  for (const Case& c : cases) EXPECT_EQ(parse_probe_arguments(c.text), c.url) << c.text;
-}
-
 }  // namespace
 }  // namespace weir

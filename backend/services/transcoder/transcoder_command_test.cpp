@@ -120,21 +120,6 @@ TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
   EXPECT_EQ(built.command.back(), "/srv/-y.ts");
 }
 
-TEST(TranscoderCommandTest, ReadsInputSettingsFromAWebForm) {
-  const Built built = build({{"input.0",
-                              {{"url", "a.mp4"},
-                               {"format", "mp4"},
-                               {"re", "1"},
-                               {"loop", "-1"},
-                               {"options", {{"probesize", "100000"}, {"ss", 5}, {"headers", "A: b\nC: d"}}}}},
-                             {"video.hwaccel", "cuda"},
-                             {"video.gpu", "1"}});
-  EXPECT_TRUE(
-      built.has("-hwaccel cuda -hwaccel_device 1 -re -stream_loop -1 -ss 5 -f mp4 -probesize 100000 "
-                "-headers A: b\r\nC: d\r\n -i file:a.mp4 "))
-      << built.text() << built.problem;
-}
-
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
   const Built built = build({{"video.delogo", {{"x", "1"}, {"y", 2}, {"w", 3}, {"h", 4}}},
                              {"video.cvdelogo.filename", "/a:b,c.png"},
