@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/str2intl.h"
-#include "backend/collaborators/utils.h"
 #include "backend/platform/failure.h"
 
 namespace weir {
@@ -64,41 +63,6 @@ TEST(TimetableTest, ReadsNumbersRangesAndAll) {
   for (const char* text : {"a", "1,", "3-1", "-1", "1-2-3", "60", "0-9999"})
     EXPECT_THROW(str2intl(text), ValueError) << text;
   EXPECT_THROW(str2intl(Value::array()), TypeError);
-}
-
-TEST(StandardBufferTest, KeepsTheLatestLinesWithinItsBound) {
-  StandardBuffer buffer;
-  for (int i = 0; i < 100'000; ++i) buffer.write("line " + std::to_string(i) + "\n");
-  EXPECT_LE(buffer.read().size(), StandardBuffer::capacity);
-  EXPECT_TRUE(buffer.read().starts_with("line "));
-  EXPECT_TRUE(buffer.read().ends_with("line 99999\n"));
-  buffer.write(std::string(StandardBuffer::capacity * 2, 'x'));
-  EXPECT_EQ(buffer.read(), std::string(StandardBuffer::capacity, 'x'));
-  EXPECT_TRUE(buffer.truncate());
-  EXPECT_EQ(buffer.read(), "");
-}
-
-TEST(ConsoleCodesTest, AreFoundAndStripped) {
-  struct Case {
-    std::string line;
-    std::vector<std::string_view> codes;
-    std::string plain;
-  };
-  for (const Case& c : {
-           Case{"\x1b[48;5;0m\x1b[38;5;226mwarn\x1b[0m\n", {"\x1b[48;5;0m", "\x1b[38;5;226m", "\x1b[0m"}, "warn\n"},
-           Case{"a\x1b]0;title\x07"
-                "b\x1b]8;;u\x1b\\c",
-                {"\x1b]0;title\x07", "\x1b]8;;u\x1b\\"},
-                "abc"},
-           Case{"\x1b[31", {}, "\x1b[31"},
-           Case{"\x1b]x\x1b[1m", {"\x1b[1m"}, "\x1b]x"},
-           Case{"\x1b]\x1b\\\x1b]y", {"\x1b]\x1b\\"}, "\x1b]y"},
-           Case{"\x1b(B\x1bM", {"\x1b(B", "\x1bM"}, ""},
-           Case{"plain", {}, "plain"},
-       }) {
-    EXPECT_EQ(console_codes_pattern.findall(c.line), c.codes) << c.plain;
-    EXPECT_EQ(strip_console_codes(c.line), c.plain);
-  }
 }
 
 }  // namespace

@@ -120,25 +120,6 @@ TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
   }
 }
 
-TEST_F(TaskTest, YieldsToOthersAndCanBeKilledThere) {
-  const auto body = [](Log& entries) -> Async<> {
-    for (;;) {
-      entries.push_back("work");
-      co_await yield_to_others();
-    }
-  };
-  const auto other = [](Task worker, Log& entries) -> Async<> {
-    entries.push_back("other");
-    co_await yield_to_others();
-    worker.kill();
-  };
-  const Task worker = spawn("worker", body(log));
-  spawn("other", other(worker, log));
-  loop.settle();
-  EXPECT_EQ(log, (Log{"work", "other", "work"}));
-  EXPECT_TRUE(worker.dead());
-}
-
 TEST_F(TaskTest, ShieldKeepsAKillForTheNextWaitAfterIt) {
   const auto body = [](Log& entries) -> Async<> {
     try {
@@ -210,21 +191,6 @@ TEST_F(TaskTest, RunAtMostKillsWhatTakesTooLong) {
   spawn("slow", body(log, 9s));
   loop.advance(5s);
   EXPECT_EQ(log, (Log{"slept", "in time", "exit", "late"}));
-}
-
-TEST_F(TaskTest, SemaphoreServesInOrderAndNeverInsideTheRelease) {
-  Semaphore lock(1);
-  const auto body = [](Semaphore& semaphore, Log& entries, std::string name) -> Async<> {
-    {
-      const auto guard = co_await semaphore.acquire();
-      co_await sleep(1s);
-      entries.push_back(name + " in");
-    }
-    entries.push_back(name + " out");
-  };
-  for (const char* name : {"a", "b"}) spawn(name, body(lock, log, name));
-  loop.advance(3s);
-  EXPECT_EQ(log, (Log{"a in", "a out", "b in", "b out"}));
 }
 
 TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {

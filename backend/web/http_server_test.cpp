@@ -103,14 +103,6 @@ TEST_F(HttpServerTest, AnswersRequestAfterRequestOnOneConnection) {
   EXPECT_TRUE(ends(client));
 }
 
-TEST_F(HttpServerTest, HeadHasTheHeadersAndNoBody) {
-  Client client(port());
-  client.send("HEAD /a HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
-  EXPECT_TRUE(ends(client));
-  EXPECT_EQ(count(client.read(), "Content-Length: 9\r\n"), 1U) << client.read();
-  EXPECT_TRUE(client.read().ends_with("\r\n\r\n"));
-}
-
 TEST_F(HttpServerTest, ABodyIsAskedForWhereTheClientWaits) {
   Client client(port());
   client.send("POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");

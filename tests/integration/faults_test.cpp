@@ -119,18 +119,6 @@ TEST_F(FaultsTest, AProgramThatCannotBeStartedIsNamedAndTriedAgainUntilItCan) {
   expect_neighbour_on_air();
 }
 
-TEST_F(FaultsTest, AProgramThatEndsAtOnceIsTriedEveryThreeSecondsAndItsWordsAreKept) {
-  launch("ends_at_once");
-  for (std::size_t tries = 1; tries <= 3; ++tries) {
-    ASSERT_TRUE(world.loop.run_until([&] { return pids.size() == tries && !stream->proc; }, 10s));
-    EXPECT_EQ(status(), "restarting");
-    world.loop.advance(3s);
-  }
-  EXPECT_TRUE(stream->stdbuf.read().starts_with("Unknown encoder 'x'\nUnknown encoder 'x'\n"));
-  EXPECT_TRUE(world.log_lines.empty());
-  expect_neighbour_on_air();
-}
-
 TEST_F(FaultsTest, ChildrenOfTheProgramDieWithItsGroupAndOthersCannotHoldTheStream) {
   launch("leaves_children");
   ASSERT_TRUE(wait_for("running"));

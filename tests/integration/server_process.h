@@ -1,21 +1,24 @@
 #pragma once
 
-#include <arpa/inet.h>
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
+#include <cstdio>
 #include <functional>
-#include <stdexcept>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "backend/platform/descriptor.h"
+#include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/platform/process_info.h"
 
 namespace weir::test {
 
@@ -32,13 +35,11 @@ inline bool eventually(const std::function<bool()>& condition,
 
 /// Whether the process runs; one that only waits to be reaped does not.
 inline bool runs(pid_t pid) {
-  const std::string path = "/proc/" + std::to_string(pid) + "/stat";
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  std::string stat(512, '\0');
-  const ssize_t size = file ? ::read(file.get(), stat.data(), stat.size()) : 0;
-  stat.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-  const std::size_t name_end = stat.rfind(')');
-  return name_end != std::string::npos && stat.size() > name_end + 2 && stat[name_end + 2] != 'Z';
+  try {
+    return Process(pid).memory_info().rss > 0;
+  } catch (const NoSuchProcess&) {
+    return false;
+  }
 }
 
 /// The real program. What it prints goes to a file; it is killed at the end if it still runs.
@@ -93,33 +94,19 @@ class ServerProcess {
     return eventually([this] { return port() != 0 && request("GET", "/readyz").starts_with("HTTP/1.1 200"); });
   }
 
-  /// The whole answer; empty when there was none.
+  /// The whole answer as curl shows it; empty when there was none.
   std::string request(const std::string& method, const std::string& target, const std::string& body = {}) const {
-    const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const timeval patience{10, 0};
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port()));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return {};
-    const std::string text =
-        method + " " + target +
-        " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size()) +
-        "\r\n\r\n" + body;
-    ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL);
-    return receive(socket);
+    std::string command = fmt::format("curl -sS -i -m 10 -X {} 'http://127.0.0.1:{}{}'", method, port(), target);
+    if (!body.empty()) command += fmt::format(" --data-binary '{}'", body);
+    const std::unique_ptr<FILE, int (*)(FILE*)> answer(::popen(command.c_str(), "r"), ::pclose);
+    std::string text;
+    std::array<char, 1 << 16> chunk;
+    while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), answer.get()))
+      text.append(chunk.data(), size);
+    return text;
   }
 
  private:
-  static std::string receive(const Descriptor& socket) {
-    std::string answer;
-    std::string chunk(1 << 16, '\0');
-    for (ssize_t size = 0; (size = ::recv(socket.get(), chunk.data(), chunk.size(), 0)) > 0;)
-      answer.append(chunk, 0, static_cast<std::size_t>(size));
-    return answer;
-  }
-
   std::string log_;
   pid_t pid_ = 0;
   bool reaped_ = false;

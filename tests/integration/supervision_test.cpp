@@ -1,8 +1,10 @@
 // Streams on the air with the real FFmpeg, on a clock that the test moves.
 
+#include <arpa/inet.h>
 #include <fmt/core.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>

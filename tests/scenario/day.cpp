@@ -1,10 +1,7 @@
 #include "tests/scenario/day.h"
 
 #include <fmt/core.h>
-#include <sys/inotify.h>
-#include <unistd.h>
 
-#include <array>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -32,14 +29,11 @@ long long seconds_of(WallTime time) {
 
 }  // namespace
 
-Day::Day() : saved_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+Day::Day() {
   std::filesystem::create_directories(Config::STREAM_DIRECTORY);
   conf_ = std::make_shared<StreamConfig>(Config::STREAM_DIRECTORY + "/7.conf");
   if (!conf_->load_json_conf(Value::parse(document))) throw ValueError(conf_->get_error_msg());
   stream_ = std::make_shared<Stream>(7, conf_);
-  // Both ends of a rename: events of one kind alone would be merged.
-  if (::inotify_add_watch(saved_.get(), Config::STREAM_DIRECTORY.c_str(), IN_MOVED_FROM | IN_MOVED_TO) < 0)
-    throw_errno("inotify");
   world.on_launch = [this](const ChildScript& script) { note("launch " + script.command.back()); };
   set_log_sink([this](LogLevel level, std::string_view, std::string_view text) {
     note(fmt::format("{} {}",
@@ -76,7 +70,6 @@ void Day::live() {
   observe();
   world.loop.advance(10min);
   observe();
-  count_saves();
 }
 
 void Day::pass(int minutes, std::string_view speed) {
@@ -124,18 +117,6 @@ void Day::observe() {
   if (status == last_status_ || stream_->get_status().is_null()) return;
   last_status_ = status;
   journal.push_back(fmt::format("{} status {}", now, status));
-}
-
-void Day::count_saves() {
-  std::array<char, 4096> events;
-  for (ssize_t size = 0; (size = ::read(saved_.get(), events.data(), events.size())) > 0;) {
-    for (ssize_t at = 0; at < size;) {
-      inotify_event event{};
-      std::copy_n(events.data() + at, sizeof event, reinterpret_cast<char*>(&event));
-      saves += event.mask & IN_MOVED_TO ? 1 : 0;
-      at += static_cast<ssize_t>(sizeof event + event.len);
-    }
-  }
 }
 
 }  // namespace weir::test

@@ -25,7 +25,6 @@ class Day {
   /// What happened, in order: "HH:MM:SS", then "status" with its word, "launch" with the input, "kill" with the process
   /// id, or a message as it was logged. Of two statuses in one instant the second is seen.
   std::vector<std::string> journal;
-  int saves = 0;  ///< how often the stream's file was replaced
 
  private:
   void pass_quietly(int minutes);
@@ -35,12 +34,10 @@ class Day {
 
   void note(std::string_view what);
   void observe();
-  void count_saves();
 
   const TimeZone utc_{"UTC0"};
   std::shared_ptr<StreamConfig> conf_;
   std::shared_ptr<Stream> stream_;
-  Descriptor saved_;
   std::string last_status_;
   std::vector<std::size_t> signals_seen_;
   long long media_seconds_ = 0;

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <algorithm>
-
 namespace weir {
 namespace {
 
@@ -61,10 +59,6 @@ TEST(DayTest, WhatGoesWrongInADayIsActedOnInOrder) {
   test::Day day;
   day.live();
   EXPECT_EQ(day.journal, expected) << testing::PrintToString(Lines(day.journal.end() - 8, day.journal.end()));
-  const auto statuses = std::ranges::count_if(
-      expected, [](const std::string& line) { return line.find(" status ") != std::string::npos; });
-  // A stop writes "restarting" first; a cycle that crashed before its first progress changes nothing.
-  EXPECT_EQ(day.saves, statuses + 1);
   for (const auto& child : day.world.children) {
     EXPECT_TRUE(child->reaped) << child->pid;
     EXPECT_EQ(child->signals, std::vector<int>{SIGKILL}) << child->pid;

@@ -2,17 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
+
+#include "tests/support/temporary_directory.h"
 
 namespace weir {
 namespace {
 
 class SettingsTest : public testing::Test {
  protected:
-  SettingsTest() { std::filesystem::create_directories(directory_); }
-  ~SettingsTest() override { std::filesystem::remove_all(directory_); }
-
   std::string write(const std::string& text) const {
     std::ofstream(file_) << text;
     return file_;
@@ -26,8 +24,8 @@ class SettingsTest : public testing::Test {
     }
   }
 
-  const std::string directory_ = testing::TempDir() + "settings_" + std::to_string(::getpid());
-  const std::string file_ = directory_ + "/weir.conf";
+  const test::TemporaryDirectory directory_;
+  const std::string file_ = directory_.path() / "weir.conf";
 };
 
 TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile) {
@@ -53,7 +51,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--config", file_}, {}, "log-level = loud\n", {file_, "log-level", "\"loud\""}},
       {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "unknown setting prot"}},
       {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
-      {{"serve", "--config", directory_}, {}, "", {directory_}},
+      {{"serve", "--config", directory_.path()}, {}, "", {directory_.path()}},
       {{"serve", "--bind", "0.0.0.0"}, {}, "", {"0.0.0.0", "authentication"}},
       {{"serve", "--bind", "192.0.2.1"}, {}, "", {"loopback"}},
       {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},

@@ -21,12 +21,6 @@ class ScriptedSource : public GpuSource {
   int& reads_;
 };
 
-TEST(GpuFigures, AreNullWithoutASource) {
-  GpuFigures figures(nullptr);
-  EXPECT_EQ(figures.query_gpu(7), nullptr);
-  EXPECT_EQ(figures.query_fb(7), nullptr);
-}
-
 TEST(GpuFigures, AreReadOnceASecondForAllProcesses) {
   Loop loop(std::make_unique<MovableClock>());
   int reads = 0;

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/temporary_directory.h"
+
 namespace weir {
 namespace {
 
@@ -13,14 +15,13 @@ namespace fs = std::filesystem;
 
 class ProfileStoreTest : public testing::Test {
  protected:
-  ~ProfileStoreTest() override { fs::remove_all(directory_); }
-
   void write(const std::string& name, const std::string& text) const {
     fs::create_directories(directory_);
     std::ofstream(directory_ + "/" + name) << text;
   }
 
-  const std::string directory_ = testing::TempDir() + "profiles_" + std::to_string(::getpid());
+  const test::TemporaryDirectory temporary_;
+  const std::string directory_ = temporary_.path() / "profiles";
   ProfileStore store_{directory_};
 };
 

@@ -4,7 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "backend/platform/failure.h"
 #include "tests/support/fake_siblings.h"
 
 namespace weir {
@@ -58,14 +57,6 @@ TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {
   info.remove("a.ts", "a", "1");
   EXPECT_EQ(clients_of(info, "2").size(), 0u);
   EXPECT_TRUE(info.remove("other.ts", "a", "1"));
-}
-
-TEST_F(StreamClientInfoTest, RaisesForNamesThatAreNoTexts) {
-  StreamClientInfo info(conf);
-  EXPECT_THROW(info.add("a.ts", "a", 8080, nullptr), TypeError);
-  EXPECT_NO_THROW(info.add("other.ts", "a", 8080, nullptr));
-  EXPECT_THROW(info.remove("other.ts", "a", 8080), TypeError);
-  EXPECT_THROW(StreamClientInfo{JsonConf()}, AssertionError);
 }
 
 }  // namespace

@@ -190,22 +190,5 @@ TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {
   EXPECT_EQ(records[0]["fps"].dump(), "0");
 }
 
-TEST_F(StreamManagerTest, CountsAndFindsStreams) {
-  add(3);
-  run({0, 1});
-  manager.get_stream(2)->set_status("odd");
-  ASSERT_TRUE(manager.save_stream(1, {{"profile", "05"}}));
-  EXPECT_EQ(manager.get_all_stream_stats(nullptr).dump(),
-            R"({"total":3,"starting":0,"running":2,"restarting":0,"stopped":1})");
-  EXPECT_EQ(manager.get_stream_name_list().dump(), "[0,1,2]");
-  EXPECT_EQ(manager.get_all_stream_by_profile_id(5).size(), 2u);
-  EXPECT_EQ(manager.get_all_stream_by_profile_id("05").size(), 1u);
-  // Loading replaces the video section by the profile's; what is set afterwards stays until the next load.
-  manager.get_stream_config(1)->set_json_conf("video.gpu", "1");
-  manager.get_stream_config(2)->set_json_conf("video.gpu", 1);
-  EXPECT_EQ(manager.get_all_stream_stats(1).dump(),
-            R"({"total":1,"starting":0,"running":1,"restarting":0,"stopped":0,"gpu":1})");
-}
-
 }  // namespace
 }  // namespace weir

@@ -42,13 +42,6 @@ class ScheduleMonitorTest : public test::StreamFixture {
   int media_seconds = 1;
 };
 
-TEST_F(ScheduleMonitorTest, ADutyWithoutWeekdaysIsOff) {
-  conf->set_json_conf("input.restart", {{"minutes", "*"}, {"hours", "*"}, {"weekdays", ""}});
-  run_on_input(0);
-  pass_minutes(10);
-  EXPECT_EQ(launches(), 1u);
-}
-
 TEST_F(ScheduleMonitorTest, SwitchesBackToTheBestInputThatAnswers) {
   conf->set_json_conf("input.switch", {{"minutes", "2-59"}, {"hours", "*"}, {"weekdays", "*"}});
   run_on_input(2);
