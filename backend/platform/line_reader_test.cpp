@@ -42,13 +42,5 @@ TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
   }
 }
 
-TEST(LineSplitterTest, CutsEndlessLines) {
-  const std::string half(LineSplitter::longest_line / 2 + 1, 'x');
-  const std::vector<std::string> lines = split({half, half, half, "\nnext\n"});
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], std::string(LineSplitter::longest_line, 'x') + "\n");
-  EXPECT_EQ(lines[1], "next\n");
-}
-
 }  // namespace
 }  // namespace weir

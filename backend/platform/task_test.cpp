@@ -8,7 +8,6 @@
 
 #include "backend/platform/semaphore.h"
 #include "backend/platform/sleep.h"
-#include "backend/platform/timeout.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
@@ -27,16 +26,6 @@ struct Stop : std::exception {
 Async<> note(Log& log, std::string text) {
   log.push_back(std::move(text));
   co_return;
-}
-
-Async<> sleep_then_note(Log& log, std::chrono::seconds duration) {
-  try {
-    co_await sleep(duration);
-    log.push_back("slept");
-  } catch (const TaskExit&) {
-    log.push_back("exit");
-    throw;
-  }
 }
 
 // Sleeps a second at a time and survives every restart.
@@ -59,14 +48,6 @@ class TaskTest : public testing::Test {
   test::TestLoop loop;
   Log log;
 };
-
-TEST_F(TaskTest, SleepsForNoLessThanItsTime) {
-  spawn("task", sleep_then_note(log, 3s));
-  loop.advance(2999ms);
-  EXPECT_EQ(log, Log{});
-  loop.advance(11ms);
-  EXPECT_EQ(log, Log{"slept"});
-}
 
 TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRuns) {
   const Task task = spawn("task", note(log, "ran"));
@@ -120,54 +101,6 @@ TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
   }
 }
 
-TEST_F(TaskTest, ShieldKeepsAKillForTheNextWaitAfterIt) {
-  const auto body = [](Log& entries) -> Async<> {
-    try {
-      const KillShield shield;
-      co_await sleep(1s);
-      entries.push_back("cleaned");
-    } catch (const Stop&) {
-      entries.push_back("torn");
-    }
-    try {
-      co_await sleep(0s);
-    } catch (const Stop&) {
-      entries.push_back("stop");
-    }
-  };
-  const Task task = spawn("task", body(log));
-  loop.settle();
-  task.kill(Kill::with<Restart>());
-  task.kill(Kill::with<Stop>());
-  task.kill(Kill::with<Restart>());
-  loop.advance(1100ms);
-  EXPECT_EQ(log, (Log{"cleaned", "stop"}));
-}
-
-TEST_F(TaskTest, KillAndWaitReturnsAfterTheCleanUp) {
-  const auto body = [](Log& entries) -> Async<> {
-    bool killed = false;
-    try {
-      co_await sleep(1h);
-    } catch (const TaskExit&) {
-      killed = true;
-    }
-    co_await sleep(5s);
-    if (killed) entries.push_back("cleaned");
-  };
-  const Task task = spawn("task", body(log));
-  loop.settle();
-  const auto waiter = [](Task target, Log& entries) -> Async<> {
-    co_await target.kill_and_wait();
-    entries.push_back("waited");
-  };
-  spawn("waiter", waiter(task, log));
-  loop.advance(4s);
-  EXPECT_EQ(log, Log{});
-  loop.advance(2s);
-  EXPECT_EQ(log, (Log{"cleaned", "waited"}));
-}
-
 TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {
   const auto body = []() -> Async<> {
     co_await sleep(0s);
@@ -179,18 +112,6 @@ TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {
   ASSERT_EQ(loop.failures.size(), 1u);
   EXPECT_NE(loop.failures[0].find("task writer"), std::string::npos);
   EXPECT_NE(loop.failures[0].find("no disk"), std::string::npos);
-}
-
-TEST_F(TaskTest, RunAtMostKillsWhatTakesTooLong) {
-  const auto body = [](Log& entries, std::chrono::seconds duration) -> Async<> {
-    const bool in_time = co_await run_at_most("work", sleep_then_note(entries, duration), 2s);
-    entries.push_back(in_time ? "in time" : "late");
-  };
-  spawn("fast", body(log, 1s));
-  loop.advance(5s);
-  spawn("slow", body(log, 9s));
-  loop.advance(5s);
-  EXPECT_EQ(log, (Log{"slept", "in time", "exit", "late"}));
 }
 
 TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {

@@ -58,21 +58,6 @@ TEST(MediaStreamInfoTest, ReadsDescriptionsThatAThreadWroteInto) {
             R"("channels":"stereo","bitrate":128}])");
 }
 
-TEST(MediaStreamInfoTest, GivesACopiedPictureItsOwnSourcesBitRate) {
-  const MediaStreamInfo info = read({
-      "Input #0, mov, from 'x':",
-      "  Duration: 00:01:00.00, start: 0.0, bitrate: 9000 kb/s",
-      "  Stream #0:0: Audio: aac (LC), 48000 Hz, stereo, fltp, 128 kb/s",
-      "  Stream #0:1: Video: h264, yuv420p, 320x180, 300 kb/s, 25 fps",
-      "  Stream #0:2: Video: h264, yuv420p, 1280x720, 2900 kb/s, 25 fps",
-      "Output #0, mpegts, to 'x':",
-      "  Stream #0:0: Video: h264, yuv420p, 1280x720, q=2-31, 25 fps",
-      "Stream mapping:",
-      "  Stream #0:2 -> #0:0 (copy)",
-  });
-  EXPECT_EQ(info.get_stream_by_specifier({}, true).at(0).bitrate_avg, 2900);
-}
-
 TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
   MediaStreamInfo info;
   info.parse("Input #0, x, from 'y':\n");

@@ -10,8 +10,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::progress_line;
 
-constexpr std::uint64_t mebibyte = 1 << 20;
-
 TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
   struct Case {
     Value baseline;
@@ -23,24 +21,7 @@ TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
   }
 }
 
-TEST(MemoryLimitTest, ReadsSettingsThatAreDigitsOnly) {
-  EXPECT_EQ(digits_setting("4096"), 4096);
-  for (const char* text : {"", "4G", "-1", " 4", "4.0"}) EXPECT_FALSE(digits_setting(text)) << text;
-  EXPECT_THROW(digits_setting(4096), AttributeError);
-  EXPECT_EQ(queue_seconds(768, 25), 31);
-  EXPECT_THROW(queue_seconds(768, 0), ZeroDivisionError);
-}
-
-class ProcessMonitorTest : public test::StreamFixture {
- protected:
-  void use(std::uint64_t mib) { world.child().rss = mib * mebibyte; }
-  void settle_at(std::uint64_t mib) {
-    use(mib);
-    run_to_first_progress();
-    say(progress_line("00:00:11.00"));
-    world.loop.advance(3s);
-  }
-};
+class ProcessMonitorTest : public test::StreamFixture {};
 
 TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
   world.graphics_memory() = 0;
@@ -62,7 +43,7 @@ TEST_F(ProcessMonitorTest, WaitsForTheQueueOfTheLogoRemoval) {
   run_to_first_progress();
   say(progress_line("00:00:41.00"));
   world.loop.advance(10s);
-  use(3000);  // before the baseline, so not beyond it
+  world.child().rss = 3000ULL << 20;  // before the baseline, so not beyond it
   say(progress_line("00:00:42.00"));
   world.loop.advance(120s);
   EXPECT_EQ(launches(), 1u);

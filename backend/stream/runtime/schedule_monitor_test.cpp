@@ -74,13 +74,6 @@ TEST_F(ScheduleMonitorTest, BothDutiesInOneMinuteGiveTheRestart) {
   EXPECT_TRUE(logged("Restarting according to the schedule"));
 }
 
-TEST_F(ScheduleMonitorTest, ReportsATimetableThatCannotBeRead) {
-  conf->set_json_conf("input.restart.hours", "four");
-  run_on_input(0);
-  EXPECT_TRUE(logged("ValueError: invalid number \"four\""));
-  EXPECT_EQ(status(), "running");
-}
-
 TEST_F(ScheduleMonitorTest, ActsOnceInEveryConfiguredMinuteOfAYear) {
   const test::TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
   conf->set_json_conf("input.restart", {{"minutes", "30"}, {"hours", "2,4"}, {"weekdays", "6"}});
