@@ -8,6 +8,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/process_info.h"
+#include "backend/platform/task.h"
 
 namespace weir {
 namespace {
@@ -46,6 +47,16 @@ TEST_F(ChildProcessTest, GetsTheEnvironmentThatItIsGiven) {
     expected += environment.back() + "\n";
   }
   EXPECT_EQ(output_of({.command = {"/usr/bin/env"}, .environment = environment}), expected);
+}
+
+TEST_F(ChildProcessTest, ACommandCannotPrintWithoutEnd) {
+  CommandResult result;
+  const auto body = [](CommandResult& into) -> Async<> {
+    into = co_await run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000);
+  };
+  const Task task = spawn("test", body(result));
+  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
+  EXPECT_LE(result.standard_output.size(), 1000u);
 }
 
 TEST_F(ChildProcessTest, ProcessInformationEndsWithTheProcess) {

@@ -19,6 +19,7 @@ TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
                         Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}}) {
     EXPECT_EQ(to_text(memory_limit(c.baseline)), c.limit);
   }
+  for (const char* text : {"", "4G", "-1", " 4", "4.0"}) EXPECT_FALSE(digits_setting(text)) << text;
 }
 
 class ProcessMonitorTest : public test::StreamFixture {};
@@ -29,8 +30,9 @@ TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
   say(progress_line("00:00:11.00"));
   world.loop.advance(3s);
   world.graphics_memory() = 1280;
+  world.child().rss = 562ULL << 20;
   world.loop.advance(60s);
-  EXPECT_EQ(launches(), 1u);
+  EXPECT_EQ(launches(), 1u) << "use that is equal to a limit is tolerated";
   world.graphics_memory() = 1281;
   world.loop.advance(60s);
   EXPECT_EQ(launches(), 2u);

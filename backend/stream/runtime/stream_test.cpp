@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/exception.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "tests/support/stream_fixture.h"
@@ -118,15 +119,11 @@ TEST_F(StreamTest, AFailedCleanUpEndsTheTaskAsStopped) {
   EXPECT_TRUE(world.loop.failures.empty());
 }
 
-TEST_F(StreamTest, CleanUpIsNotTornByAStop) {
+TEST_F(StreamTest, CleanUpIsNotTornByAKill) {
   run_to_first_progress();
   world.child().dies_of_signals = false;
-  const auto ask = [](std::shared_ptr<Stream> target, bool stop) -> Async<> {
-    stop ? co_await target->stop() : co_await target->restart();
-  };
-  spawn("restart", ask(stream, false));
-  world.loop.settle();
-  spawn("stop", ask(stream, true));
+  world.loop.run(stream->restart());
+  stream->thread.kill(Kill::with<GreenletStopException>());
   world.loop.advance(10s);
   EXPECT_EQ(status(), "running") << "the transcoder has not ended yet";
   world.child().exit(-9);
