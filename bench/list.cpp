@@ -15,8 +15,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "backend/base/log.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/platform/child_process.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/sleep.h"

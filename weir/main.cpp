@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "backend/base/log.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"

@@ -8,11 +8,13 @@
 #include <system_error>
 #include <vector>
 
+#include "backend/base/log.h"
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
-#include "backend/services/transcoder/input_probe.h"
+#include "backend/services/transcoder/input/input_probe.h"
 #include "weir/data_directory.h"
 
 namespace weir {

@@ -1,6 +1,6 @@
 #include "backend/collaborators/error.h"
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 
 namespace weir {
 

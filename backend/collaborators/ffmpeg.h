@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 #include "backend/platform/async.h"
 
 namespace weir {

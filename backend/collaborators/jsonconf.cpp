@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "backend/base/bounded_json.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 
@@ -25,7 +27,7 @@ JsonConf::~JsonConf() = default;
 
 bool JsonConf::load_json_conf() {
   try {
-    Value document = parse_json(read_file(filename, longest_document));
+    Value document = parse_json(read_file(filename, max_document_bytes));
     if (!document.is_object()) throw ValueError("not a JSON object");
     *document_ = std::move(document);
     return true;
@@ -120,7 +122,7 @@ Value* JsonConf::find_or_create_parent(std::string_view key, std::string_view& l
   if (key.empty() || key.starts_with('.') || key.ends_with('.') || key.find("..") != std::string_view::npos)
     return nullptr;
   Value* at = document_.get();
-  for (std::size_t depth = 1; depth <= deepest_nesting; ++depth) {
+  for (std::size_t depth = 1; depth <= max_nesting; ++depth) {
     if (!at->is_object()) return nullptr;
     const std::size_t dot = key.find('.');
     last = key.substr(0, dot);

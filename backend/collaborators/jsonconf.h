@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "backend/base/bounded_json.h"
+#include "backend/base/value.h"
 #include "backend/collaborators/error.h"
-#include "backend/collaborators/value.h"
 
 namespace weir {
 

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/jsonconf.h"
 
 namespace weir {

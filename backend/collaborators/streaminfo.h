@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/ffmpeg.h"
-#include "backend/collaborators/value.h"
 #include "backend/platform/async.h"
 
 namespace weir {

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+
 namespace weir {
 
 namespace {

@@ -7,8 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "backend/base/log.h"
+#include "backend/base/numbers.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"

@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 
 namespace weir {
 

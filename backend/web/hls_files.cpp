@@ -7,6 +7,8 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
 #include "backend/web/byte_range.h"
 
 namespace weir {

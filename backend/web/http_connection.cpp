@@ -6,7 +6,7 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 #include "backend/platform/asio_wait.h"
 #include "backend/platform/failure.h"
 #include "backend/web/response_head.h"

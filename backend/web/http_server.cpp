@@ -8,7 +8,7 @@
 #include <system_error>
 #include <vector>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 #include "backend/platform/asio_wait.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/sleep.h"

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 
 namespace weir {
 

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/numbers.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/files.h"
 
 namespace weir {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "backend/base/value.h"
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/router.h"
 

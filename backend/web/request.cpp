@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/bounded_json.h"
 #include "backend/platform/failure.h"
 #include "backend/web/response.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 #include "backend/web/url.h"
 
 namespace weir {

@@ -2,7 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
+#include "backend/base/text_form.h"
 
 namespace weir {
 

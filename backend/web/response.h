@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 #include "backend/platform/descriptor.h"
 
 namespace weir {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <set>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 #include "backend/platform/failure.h"
 
 namespace weir {

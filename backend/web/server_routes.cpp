@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text.h"
 #include "backend/web/masked_value.h"
 
 namespace weir {

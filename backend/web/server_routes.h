@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "backend/base/value.h"
 #include "backend/platform/semaphore.h"
 #include "backend/web/router.h"
 

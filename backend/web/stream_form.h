@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/base/value.h"
 #include "backend/stream/config/stream_config.h"
 
 namespace weir {

@@ -5,8 +5,11 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/log.h"
+#include "backend/base/members.h"
+#include "backend/base/text.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/active_status.h"
 #include "backend/web/masked_value.h"

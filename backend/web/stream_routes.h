@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/base/value.h"
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/broken_stream_files.h"
 #include "backend/web/router.h"

@@ -5,9 +5,11 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "backend/collaborators/value.h"
 #include "tests/integration/server_process.h"
 #include "tests/support/temporary_directory.h"
+
+#include "backend/base/text_form.h"
+#include "backend/base/value.h"
 
 namespace weir::test {
 

@@ -7,10 +7,11 @@
 #include <regex>
 #include <sstream>
 
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/child_process.h"
-#include "backend/services/transcoder/input_probe.h"
-#include "backend/services/transcoder/media_stream_info.h"
+#include "backend/services/transcoder/input/input_probe.h"
+#include "backend/services/transcoder/report/media_stream_info.h"
 #include "backend/services/transcoder/transcoder_command.h"
 #include "tests/integration/transcoder_support.h"
 #include "tests/support/temporary_directory.h"

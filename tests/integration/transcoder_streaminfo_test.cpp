@@ -4,8 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "backend/base/text_form.h"
 #include "backend/platform/files.h"
-#include "backend/services/transcoder/media_stream_info.h"
+#include "backend/services/transcoder/report/media_stream_info.h"
 
 namespace weir {
 namespace {

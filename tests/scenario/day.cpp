@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
+#include "backend/base/value.h"
 #include "backend/collaborators/siblings.h"
 #include "tests/support/scripted_child.h"
 #include "tests/support/temporary_directory.h"

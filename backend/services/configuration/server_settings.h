@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "backend/collaborators/log.h"
+#include "backend/base/log.h"
 
 namespace weir {
 

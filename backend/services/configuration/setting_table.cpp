@@ -6,7 +6,7 @@
 #include <cmath>
 #include <map>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/numbers.h"
 
 namespace weir {
 

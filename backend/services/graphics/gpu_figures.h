@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/nvidia.h"
 #include "backend/platform/clock.h"
 #include "backend/services/graphics/gpu_source.h"

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/members.h"
+
 namespace weir {
 
 namespace {

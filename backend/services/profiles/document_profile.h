@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/base/value.h"
 #include "backend/collaborators/profile.h"
 
 namespace weir {

@@ -5,6 +5,9 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/services/profiles/shipped_profiles.h"

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/error.h"
 #include "backend/collaborators/profile.h"
 #include "backend/services/profiles/document_profile.h"

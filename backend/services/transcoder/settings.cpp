@@ -7,6 +7,10 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 
 namespace weir {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 
 namespace weir {
 

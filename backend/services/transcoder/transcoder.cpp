@@ -1,7 +1,7 @@
 #include "backend/services/transcoder/transcoder.h"
 
-#include "backend/services/transcoder/media_stream_info.h"
-#include "backend/services/transcoder/rtmp_output.h"
+#include "backend/services/transcoder/output/rtmp_output.h"
+#include "backend/services/transcoder/report/media_stream_info.h"
 #include "backend/services/transcoder/transcoder_command.h"
 
 namespace weir {

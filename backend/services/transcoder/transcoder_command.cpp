@@ -8,15 +8,17 @@
 #include <set>
 #include <system_error>
 
+#include "backend/base/log.h"
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/log.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "backend/services/transcoder/encoding.h"
-#include "backend/services/transcoder/hls_output.h"
-#include "backend/services/transcoder/input_probe.h"
-#include "backend/services/transcoder/output_arguments.h"
-#include "backend/services/transcoder/recording.h"
+#include "backend/services/transcoder/encoding/encoding.h"
+#include "backend/services/transcoder/input/input_probe.h"
+#include "backend/services/transcoder/output/hls_output.h"
+#include "backend/services/transcoder/output/output_arguments.h"
+#include "backend/services/transcoder/output/recording.h"
 
 namespace weir {
 

@@ -6,10 +6,10 @@
 
 #include "backend/collaborators/ffmpeg.h"
 #include "backend/collaborators/jsonconf.h"
-#include "backend/services/transcoder/encoding.h"
-#include "backend/services/transcoder/hls_output.h"
-#include "backend/services/transcoder/input_source.h"
-#include "backend/services/transcoder/output_target.h"
+#include "backend/services/transcoder/encoding/encoding.h"
+#include "backend/services/transcoder/input/input_source.h"
+#include "backend/services/transcoder/output/hls_output.h"
+#include "backend/services/transcoder/output/output_target.h"
 
 namespace weir {
 

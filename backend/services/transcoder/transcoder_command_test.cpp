@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
-#include "backend/services/transcoder/video_arguments.h"
+#include "backend/services/transcoder/encoding/video_arguments.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {

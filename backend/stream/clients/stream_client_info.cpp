@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/clock.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"

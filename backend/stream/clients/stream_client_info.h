@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 #include "backend/platform/async.h"
 #include "backend/platform/task.h"
 #include "backend/stream/config/stream_config.h"

@@ -6,6 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/config/stream_config.h"

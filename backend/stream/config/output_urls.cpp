@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"

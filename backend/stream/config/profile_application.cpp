@@ -4,6 +4,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/numbers.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/config/stream_config.h"

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/bounded_json.h"
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -52,7 +56,7 @@ bool StreamConfig::check_growth() {
     return false;
   }
   const Value& copied = get_json_conf("input.0");
-  if (inputs * to_json(copied).size() <= longest_document) return true;
+  if (inputs * to_json(copied).size() <= max_document_bytes) return true;
   set_error_msg("Invalid input: the settings of input 0 are too large to be those of every input");
   return false;
 }

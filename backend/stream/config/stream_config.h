@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/jsonconf.h"
 #include "backend/collaborators/profile.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 
 namespace weir {
 

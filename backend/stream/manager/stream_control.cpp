@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text_form.h"
 #include "backend/platform/sleep.h"
 #include "backend/stream/manager/active_status.h"
 #include "backend/stream/manager/stream_manager.h"

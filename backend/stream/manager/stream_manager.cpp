@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "backend/base/numbers.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/error.h"
-#include "backend/collaborators/value.h"
 #include "backend/platform/task.h"
 #include "backend/stream/config/stream_config.h"
 #include "backend/stream/runtime/stream.h"

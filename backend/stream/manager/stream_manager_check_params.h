@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "backend/base/value.h"
 #include "backend/platform/async.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/manager/stream_manager.h"

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"

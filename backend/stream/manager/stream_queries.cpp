@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/stream/manager/stream_manager.h"
 

@@ -4,6 +4,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/numbers.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 
 namespace weir {

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 
 namespace weir {
 

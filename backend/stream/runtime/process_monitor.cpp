@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
 #include "backend/stream/runtime/memory_limit.h"

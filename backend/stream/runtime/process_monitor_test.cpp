@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/runtime/memory_limit.h"
 #include "tests/support/stream_fixture.h"

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/text.h"
 
 namespace weir {
 

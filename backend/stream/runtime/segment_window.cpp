@@ -4,7 +4,7 @@
 #include <charconv>
 #include <limits>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/numbers.h"
 
 namespace weir {
 

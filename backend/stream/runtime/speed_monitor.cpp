@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/numbers.h"
+#include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"

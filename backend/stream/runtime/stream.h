@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/base/value.h"
 #include "backend/collaborators/error.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/collaborators/utils.h"

@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/runtime/stream.h"
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "backend/base/numbers.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/runtime/progress_pattern.h"
 

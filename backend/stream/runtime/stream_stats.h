@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "backend/collaborators/value.h"
+#include "backend/base/value.h"
 
 namespace weir {
 

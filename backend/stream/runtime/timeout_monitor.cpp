@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/text_form.h"
 #include "backend/platform/sleep.h"
 #include "backend/stream/runtime/stream.h"
 

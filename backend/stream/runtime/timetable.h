@@ -3,7 +3,7 @@
 #include <ctime>
 
 #include "backend/collaborators/jsonconf.h"
-#include "backend/collaborators/str2intl.h"
+#include "backend/collaborators/utils.h"
 #include "backend/platform/clock.h"
 
 namespace weir {

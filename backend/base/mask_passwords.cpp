@@ -1,0 +1,98 @@
+#include "backend/base/mask_passwords.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+namespace weir {
+
+namespace {
+
+constexpr std::string_view mask = "***";
+constexpr std::string_view end_of_url = " \t\r\n\"'<>|";
+
+constexpr std::array<std::string_view, 14> credentials{"password",  "passwd",    "pass",      "pwd",  "passphrase",
+                                                       "token",     "secret",    "key",       "auth", "apikey",
+                                                       "signature", "streamkey", "pubpasswd", "sig"};
+
+// "user:password@host" with the password hidden. A password may hold further "@" and ":".
+std::string mask_authority(std::string_view authority) {
+  const std::size_t at = authority.rfind('@');
+  const std::size_t colon = authority.find(':');
+  if (at == std::string_view::npos || colon >= at) return std::string(authority);
+  return std::string(authority.substr(0, colon + 1)).append(mask).append(authority.substr(at));
+}
+
+bool is_credential(std::string_view name) {
+  std::string plain;
+  for (const char c : name.substr(0, 32)) {
+    if (c != '_' && c != '-') plain += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return std::ranges::any_of(
+      credentials, [&](std::string_view word) { return plain == word || (plain.ends_with(word) && word.size() > 4); });
+}
+
+// Every "scheme://user:password@" in the text: a URL may hold others.
+std::string mask_authorities(std::string_view url) {
+  std::string masked;
+  for (;;) {
+    const std::size_t scheme = std::min(url.find("://"), url.size());
+    masked += url.substr(0, scheme);
+    if (scheme == url.size()) return masked;
+    const std::size_t end = std::min(url.find_first_of("/?#", scheme + 3), url.size());
+    masked.append("://").append(mask_authority(url.substr(scheme + 3, end - scheme - 3)));
+    url.remove_prefix(end);
+  }
+}
+
+// Every "?name=value" and "&name=value" whose name says that the value is secret.
+std::string mask_fields(std::string_view url) {
+  std::string masked;
+  while (!url.empty()) {
+    const std::size_t name = std::min(url.find_first_of("?&;"), url.size() - 1) + 1;
+    masked += url.substr(0, name);
+    url.remove_prefix(name);
+    const std::size_t end = std::min(url.find_first_of("=?&;#"), url.size());
+    if (end == url.size() || url[end] != '=' || !is_credential(url.substr(0, end))) continue;
+    masked.append(url.substr(0, end + 1)).append(mask);
+    url.remove_prefix(std::min(url.find_first_of("&;#", end), url.size()));
+  }
+  return masked;
+}
+
+// Where the first word of the text ends. Credentials may hold what ends a URL elsewhere, but no white space.
+std::size_t end_of_word(std::string_view text) {
+  std::size_t end = std::min(text.find_first_of(end_of_url), text.size());
+  for (std::size_t scheme = 0; (scheme = text.substr(0, end).find("://", scheme)) != std::string_view::npos;) {
+    scheme += 3;
+    const std::string_view authority = text.substr(scheme, text.substr(scheme).find_first_of(" \t\r\n/?#"));
+    const std::size_t at = authority.rfind('@');
+    if (at == std::string_view::npos || scheme + at < end) continue;
+    end = std::min(text.find_first_of(end_of_url, scheme + at), text.size());
+  }
+  return end;
+}
+
+}  // namespace
+
+bool may_hold_passwords(std::string_view text) {
+  // "user:password@host", "?token=…"
+  return text.find_first_of("@=") != std::string_view::npos && text.find("://") != std::string_view::npos;
+}
+
+std::string mask_passwords(std::string_view text) {
+  if (!may_hold_passwords(text)) return std::string(text);
+  std::string masked;
+  masked.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t end = end_of_word(text);
+    const std::string_view word = text.substr(0, end);
+    masked += word.find("://") == std::string_view::npos ? std::string(word) : mask_fields(mask_authorities(word));
+    const std::size_t next = std::min(text.find_first_not_of(end_of_url, end), text.size());
+    masked += text.substr(end, next - end);
+    text.remove_prefix(next);
+  }
+  return masked;
+}
+
+}  // namespace weir

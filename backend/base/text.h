@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+namespace weir {
+
+/// Whether the character is white space of ASCII.
+constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// The text without white space at both ends.
+std::string_view trim(std::string_view text);
+
+}  // namespace weir

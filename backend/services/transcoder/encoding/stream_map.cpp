@@ -1,0 +1,51 @@
+#include "backend/services/transcoder/encoding/stream_map.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "backend/base/text.h"
+#include "backend/base/text_form.h"
+
+namespace weir {
+
+namespace {
+
+bool is_map_character(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == ':' || c == '#' || c == '_';
+}
+
+/// "v:1", "1", "i:0x101" or "#0x101", each with or without the number of the input ahead; a letter alone is its first.
+std::string read_map(const Settings& settings, const Value& value, char type) {
+  std::string map(trim(to_text(value)));
+  const bool plain = (value.is_string() || value.is_number_unsigned()) && map.size() <= 100;
+  if (!plain || map.empty() || !std::ranges::all_of(map, is_map_character)) {
+    settings.refuse("map", "has to name a stream, such as \"" + std::string(1, type) + ":0\"");
+  }
+  if (map.starts_with("0:")) map.erase(0, 2);
+  const bool letters = std::ranges::none_of(map, [](char c) { return c >= '0' && c <= '9'; });
+  return "0:" + map + (letters ? ":0" : "");
+}
+
+/// Cover pictures of sound files are no picture to encode.
+std::string default_map(char type) { return type == 'v' ? "0:V:0" : std::string("0:") + type + ":0"; }
+
+}  // namespace
+
+std::vector<std::string> read_stream_maps(const Settings& settings, char type) {
+  if (!settings.has("map")) return {default_map(type) + "?"};
+  const Value& value = settings.raw("map");
+  if (!value.is_array() && !value.is_object()) return {read_map(settings, value, type) + "?"};
+  std::vector<std::string> maps;
+  for (const Value& item : value) maps.push_back(read_map(settings, item, type) + "?");
+  if (maps.size() > 16) settings.refuse("map", "names more than 16 streams");
+  return maps.empty() ? std::vector{default_map(type) + "?"} : maps;
+}
+
+std::string read_video_input(const Settings& video) {
+  std::vector<std::string> maps = read_stream_maps(video, 'v');
+  if (maps.size() != 1) video.refuse("map", "has to name one stream");
+  maps[0].pop_back();
+  return maps[0];
+}
+
+}  // namespace weir

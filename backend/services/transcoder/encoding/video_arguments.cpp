@@ -1,0 +1,233 @@
+#include "backend/services/transcoder/encoding/video_arguments.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "backend/base/members.h"
+#include "backend/services/transcoder/encoding/stream_map.h"
+#include "backend/services/transcoder/encoding/video_filters.h"
+
+namespace weir {
+
+namespace {
+
+constexpr double default_gop = 2;
+constexpr long long highest_bitrate = 1'000'000;
+constexpr std::size_t most_renditions = 16;
+
+/// A rendition's settings, on top of those of "video": what it does not set comes from there.
+class Rendition {
+ public:
+  Rendition(const Settings& video, const Settings& own) : video_(video), own_(own) {}
+
+  const Settings& where(std::string_view key) const { return own_.has(key) ? own_ : video_; }
+  std::string word(std::string_view key, std::string_view fallback = {}) const {
+    return where(key).word(key, fallback);
+  }
+  std::optional<long long> whole(std::string_view key, long long least, long long most) const {
+    return where(key).whole(key, least, most);
+  }
+  long long audio_bitrate() const { return own_.whole("audio_bitrate", 1, 10'000).value_or(0); }
+  bool has_own(std::string_view key) const { return own_.has(key); }
+
+ private:
+  Settings video_;
+  Settings own_;
+};
+
+/// The renditions of a ladder in the order of their numbers; a single one, which sets nothing, when there is no ladder.
+std::vector<Rendition> read_renditions(const Settings& video) {
+  static const Value nothing;
+  if (!video.has("renditions")) return {Rendition(video, Settings(nothing, video.name()))};
+  const Value& list = video.raw("renditions");
+  if (!list.is_object() && !list.is_array()) video.refuse("renditions", "has to be a mapping or a list");
+  std::vector<Rendition> renditions;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const std::string number = std::to_string(i);
+    const Value& own = list.is_array() ? list[i] : member(list, number);
+    if (!own.is_object()) video.refuse("renditions." + number, "has to be a mapping");
+    renditions.emplace_back(video, Settings(own, video.name() + ".renditions." + number));
+  }
+  if (renditions.size() > most_renditions) video.refuse("renditions", "has more than 16 members");
+  if (renditions.empty()) renditions.emplace_back(video, Settings(nothing, video.name()));
+  return renditions;
+}
+
+/// Adds options of one video stream of the output.
+class VideoOptions {
+ public:
+  VideoOptions(std::vector<std::string>& arguments, std::size_t index) : arguments_(arguments), index_(index) {}
+
+  void add(std::string_view option, std::string value) {
+    if (value.empty()) return;
+    arguments_.push_back(fmt::format("-{}:v:{}", option, index_));
+    arguments_.push_back(std::move(value));
+  }
+  void add(std::string_view option, std::optional<long long> value, std::string_view unit = {}) {
+    if (value) add(option, fmt::format("{}{}", *value, unit));
+  }
+
+ private:
+  std::vector<std::string>& arguments_;
+  std::size_t index_;
+};
+
+bool is_x26x(const std::string& codec) { return codec == "libx264" || codec == "libx265"; }
+
+void add_rate(const Rendition& rendition, const std::string& codec, VideoOptions& options) {
+  auto bitrate = rendition.whole("bitrate", 1, highest_bitrate);
+  auto ceiling = rendition.whole("max_bitrate", 1, highest_bitrate);
+  const auto crf = rendition.whole("crf", 0, 63);
+  // A rendition's own bit rate is no companion of the ladder's ceiling.
+  if (rendition.has_own("bitrate") && !rendition.has_own("max_bitrate")) ceiling.reset();
+  if (crf && !rendition.has_own("bitrate")) {
+    options.add("crf", crf);
+    bitrate = ceiling;
+    // These take the bit rate for the ceiling of their constant quality.
+    if (codec.starts_with("libvpx") || codec.starts_with("libaom")) {
+      options.add("b", ceiling.value_or(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0))), "k");
+      return;
+    }
+  } else {
+    if (!bitrate) bitrate = get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0));
+    options.add("b", bitrate, "k");
+    if (!ceiling) ceiling = std::max(*bitrate * 11 / 10, *bitrate);
+  }
+  if (!ceiling) return;
+  auto buffer = rendition.whole("bufsize", 1, 10 * highest_bitrate);
+  if (rendition.has_own("bitrate") && !rendition.has_own("bufsize")) buffer.reset();
+  options.add("maxrate", ceiling, "k");
+  options.add("bufsize", buffer.value_or(2 * *bitrate), "k");
+}
+
+void add_keyframes(const std::string& codec, double interval, VideoOptions& options) {
+  options.add("force_key_frames", fmt::format("expr:gte(t,n_forced*{})", interval));
+  // The encoder's own distance must never come before the forced ones; those at scene cuts would shift the renditions.
+  options.add("g", std::to_string(static_cast<int>(std::ceil(interval * 120))));
+  if (codec == "libx264") options.add("sc_threshold", "0");
+  if (codec == "libx265") options.add("x265-params", "scenecut=0:open-gop=0:log-level=warning");
+  if (codec.ends_with("_nvenc")) options.add("forced-idr", "1");
+  if (codec.ends_with("_qsv")) options.add("forced_idr", "1");
+}
+
+void add_codec(const Settings& video, const Rendition& rendition, const std::string& codec, double interval,
+               VideoOptions& options) {
+  options.add("c", codec);
+  options.add("preset", rendition.word("preset", is_x26x(codec) ? "veryfast" : ""));
+  options.add("tune", rendition.word("tune"));
+  options.add("profile", rendition.word("profile"));
+  options.add("level", rendition.word("level"));
+  options.add("bf", rendition.whole("bframes", 0, 16));
+  options.add("refs", rendition.whole("refs", 1, 16));
+  if (!codec.ends_with("_vaapi")) options.add("pix_fmt", video.word("pix_fmt", "yuv420p"));
+  if (codec.ends_with("_nvenc")) options.add("gpu", video.whole("gpu", 0, 64));
+  add_rate(rendition, codec, options);
+  add_keyframes(codec, interval, options);
+}
+
+std::string get_render_node(const Settings& video) {
+  return fmt::format("/dev/dri/renderD{}", 128 + video.whole("gpu", 0, 64).value_or(0));
+}
+
+void append_devices(const Settings& video, const std::string& codec, std::vector<std::string>& arguments) {
+  const std::string hwaccel = video.word("hwaccel", "none");
+  const auto gpu = video.whole("gpu", 0, 64);
+  if (hwaccel != "none") arguments.insert(arguments.end(), {"-hwaccel", hwaccel});
+  if (hwaccel == "vaapi") arguments.insert(arguments.end(), {"-hwaccel_device", get_render_node(video)});
+  if (hwaccel == "cuda" && gpu) arguments.insert(arguments.end(), {"-hwaccel_device", std::to_string(*gpu)});
+  if (codec.ends_with("_vaapi")) {
+    arguments.insert(arguments.end(),
+                     {"-init_hw_device", "vaapi=encoder:" + get_render_node(video), "-filter_hw_device", "encoder"});
+  }
+}
+
+std::string make_scaling(const Rendition& rendition, const std::string& codec) {
+  PictureShape shape;
+  shape.width = rendition.whole("width", 16, 15'360).value_or(0);
+  shape.height = rendition.whole("height", 16, 8640).value_or(0);
+  shape.fps = rendition.where("fps").number("fps", 0.1, 480).value_or(0);
+  shape.upload = codec.ends_with("_vaapi");
+  if (shape.width % 2 != 0) rendition.where("width").refuse("width", "has to be even");
+  if (shape.height % 2 != 0) rendition.where("height").refuse("height", "has to be even");
+  return make_shape_filters(shape);
+}
+
+/// One decode and one cleaning, whose pictures go to every rendition's scaling.
+std::string make_ladder(const Settings& video, const std::vector<std::string>& scalings) {
+  const std::string cleaning = make_cleaning_filters(video);
+  std::string graph =
+      fmt::format("[{}]{}{}split={}", read_video_input(video), cleaning, cleaning.empty() ? "" : ",", scalings.size());
+  for (std::size_t i = 0; i < scalings.size(); ++i) graph += fmt::format("[s{}]", i);
+  for (std::size_t i = 0; i < scalings.size(); ++i) graph += fmt::format(";[s{}]{}[v{}]", i, scalings[i], i);
+  return graph;
+}
+
+void append_copies(const std::string& map, const std::vector<std::string>& tags, VideoArguments& result) {
+  for (std::size_t i = 0; i <= tags.size(); ++i) {
+    VideoOptions options(result.arguments, i);
+    result.arguments.insert(result.arguments.end(), {"-map", map});
+    options.add("c", "copy");
+    if (i < tags.size()) options.add("tag", tags[i]);
+    ++result.streams;
+  }
+}
+
+void append_encodes(const Settings& video, const std::vector<Rendition>& renditions, const std::string& codec,
+                    double keyframe_interval, VideoArguments& result) {
+  std::vector<std::string> scalings;
+  for (const Rendition& rendition : renditions) scalings.push_back(make_scaling(rendition, codec));
+  const bool ladder = renditions.size() > 1;
+  if (ladder) result.arguments = {"-filter_complex", make_ladder(video, scalings)};
+  for (std::size_t i = 0; i < renditions.size(); ++i) {
+    VideoOptions options(result.arguments, i);
+    const std::string map = ladder ? fmt::format("[v{}]", i) : read_video_input(video) + "?";
+    result.arguments.insert(result.arguments.end(), {"-map", map});
+    if (!ladder) {
+      const std::string cleaning = make_cleaning_filters(video);
+      options.add("filter", cleaning.empty() ? scalings[i] : cleaning + "," + scalings[i]);
+    }
+    add_codec(video, renditions[i], codec, keyframe_interval, options);
+    ++result.streams;
+  }
+}
+
+}  // namespace
+
+double get_keyframe_interval(double gop, double segment_time) {
+  if (segment_time <= 0) return gop;
+  return segment_time / std::max(1.0, std::ceil(segment_time / gop - 1e-9));
+}
+
+long long get_default_bitrate(long long height) {
+  if (height == 0) return 2500;
+  static constexpr std::array<std::pair<int, int>, 4> usual = {{{360, 800}, {480, 1400}, {720, 2800}, {1080, 5000}}};
+  for (const auto& [lines, bitrate] : usual) {
+    if (height <= lines) return bitrate;
+  }
+  return 12'000;
+}
+
+VideoArguments make_video_arguments(const Settings& video, double segment_time,
+                                    const std::vector<std::string>& copy_tags) {
+  VideoArguments result;
+  const std::string codec = video.word("codec", "libx264");
+  const std::vector<Rendition> renditions = read_renditions(video);
+  for (const Rendition& rendition : renditions) result.audio_bitrates.push_back(rendition.audio_bitrate());
+  if ((codec == "none" || codec == "copy") && renditions.size() > 1) {
+    video.refuse("renditions", fmt::format("need an encoder, the codec is \"{}\"", codec));
+  }
+  if (codec == "none") return result;
+  if (codec == "copy") {
+    append_copies(read_video_input(video) + "?", copy_tags, result);
+    return result;
+  }
+  append_devices(video, codec, result.device_arguments);
+  const double gop = video.number("gop", 0.04, 60).value_or(default_gop);
+  append_encodes(video, renditions, codec, get_keyframe_interval(gop, segment_time), result);
+  return result;
+}
+
+}  // namespace weir

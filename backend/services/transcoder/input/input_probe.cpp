@@ -1,0 +1,145 @@
+#include "backend/services/transcoder/input/input_probe.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <system_error>
+
+#include "backend/base/bounded_json.h"
+#include "backend/base/log.h"
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/utils.h"
+#include "backend/platform/child_process.h"
+#include "backend/platform/failure.h"
+#include "backend/services/transcoder/input/input_source.h"
+
+namespace weir {
+
+namespace {
+
+constexpr const char* wanted_entries =
+    "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,width,height,avg_frame_rate,pix_"
+    "fmt,"
+    "sample_rate,channels,bit_rate:stream_tags=language";
+
+Value make_error(std::string_view reason) { return Value{{"error", mask_passwords(reason)}}; }
+
+/// A number of the probe's answer, which prints many as texts.
+Value get_number(const Value& value, double factor = 1) {
+  if (value.is_number()) return value.get<double>() * factor;
+  const auto number = value.is_string() ? parse_float(value.get_ref<const std::string&>()) : std::nullopt;
+  return number ? Value(*number * factor) : Value();
+}
+
+Value get_whole(const Value& value, double factor = 1) {
+  const Value number = get_number(value, factor);
+  return number.is_null() ? Value() : Value(std::llround(number.get<double>()));
+}
+
+/// "30000/1001" as a number.
+Value get_frame_rate(const Value& value) {
+  if (!value.is_string()) return {};
+  const std::string& text = value.get_ref<const std::string&>();
+  const std::size_t slash = text.find('/');
+  if (slash == std::string::npos) return get_number(value);
+  const auto dividend = parse_float(text.substr(0, slash));
+  const auto divisor = parse_float(text.substr(slash + 1));
+  if (!dividend || !divisor || *divisor == 0) return {};
+  return std::round(*dividend / *divisor * 1000) / 1000;
+}
+
+Value describe_stream(const Value& stream) {
+  Value description = Value::object();
+  auto put = [&description](const char* name, Value value) {
+    if (!value.is_null()) description[name] = std::move(value);
+  };
+  const bool video = member(stream, "codec_type") == "video";
+  put("index", member(stream, "index"));
+  put("type", member(stream, "codec_type"));
+  put("codec", member(stream, "codec_name"));
+  put("profile", member(stream, "profile"));
+  put("language", member(member(stream, "tags"), "language"));
+  put("width", member(stream, "width"));
+  put("height", member(stream, "height"));
+  if (video) put("fps", get_frame_rate(member(stream, "avg_frame_rate")));
+  put("pix_fmt", member(stream, "pix_fmt"));
+  put("sample_rate", get_whole(member(stream, "sample_rate")));
+  put("channels", member(stream, "channels"));
+  put("bitrate", get_whole(member(stream, "bit_rate"), 0.001));
+  return description;
+}
+
+Value describe(const Value& answer) {
+  const Value& format = member(answer, "format");
+  Value streams = Value::array();
+  const Value& list = member(answer, "streams");
+  if (list.is_array()) {
+    for (const Value& stream : list) streams.push_back(describe_stream(stream));
+  }
+  if (streams.empty()) return make_error("it holds no media streams");
+  return Value{{"format", member(format, "format_name")},
+               {"duration", get_number(member(format, "duration"))},
+               {"bitrate", get_whole(member(format, "bit_rate"), 0.001)},
+               {"streams", std::move(streams)}};
+}
+
+/// The last line that the probe printed: the failure itself, without the address ahead of it.
+std::string get_failure(std::string_view text, const std::string& address) {
+  text = trim(text);
+  const std::size_t begin = text.find_last_of("\r\n");
+  std::string line(trim(begin == std::string_view::npos ? text : text.substr(begin + 1)));
+  line = strip_console_codes(line.substr(0, 2000));
+  return line.starts_with(address + ": ") ? line.substr(address.size() + 2) : line;
+}
+
+Value read_answer(const CommandResult& result, const std::string& address) {
+  if (result.timed_out) return make_error(fmt::format("no answer within {} s", Config::PROBE_TIMEOUT));
+  if (result.exit_status != 0) {
+    const std::string line = get_failure(result.standard_error, address);
+    return make_error(line.empty() ? fmt::format("the probe ended with {}", result.exit_status) : line);
+  }
+  try {
+    return describe(parse_json(result.standard_output));
+  } catch (const ValueError& failure) {
+    return make_error(fmt::format("the probe's answer cannot be read: {}", failure.what()));
+  }
+}
+
+}  // namespace
+
+Async<Value> probe_input(std::vector<std::string> open_arguments) {
+  const std::string address = open_arguments.back();
+  std::vector<std::string> command = {Config::FFPROBE, "-hide_banner", "-loglevel",     "error",
+                                      "-of",           "json",         "-show_entries", wanted_entries};
+  command.insert(command.end(), open_arguments.begin(), open_arguments.end());
+  Value answer;
+  try {
+    const CommandResult result = co_await run_command(std::move(command), Config::PROBE_TIMEOUT);
+    answer = read_answer(result, address);
+  } catch (const std::system_error& failure) {
+    answer = make_error(fmt::format("{} cannot be run: {}", Config::FFPROBE, failure.code().message()));
+  }
+  co_return answer;
+}
+
+Async<Value> probe_url(std::string url) {
+  std::vector<std::string> arguments;
+  std::string refusal;
+  try {
+    InputSource source;
+    source.url = std::move(url);
+    arguments = make_open_arguments(source);
+  } catch (const ValueError& failure) {
+    refusal = failure.what();
+  }
+  if (!refusal.empty()) co_return make_error(refusal);
+  Value answer = co_await probe_input(std::move(arguments));
+  co_return answer;
+}
+
+}  // namespace weir

@@ -1,0 +1,214 @@
+#include "backend/services/transcoder/input/input_source.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "backend/base/log.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
+#include "backend/platform/failure.h"
+#include "backend/services/transcoder/encoding/filter_text.h"
+
+namespace weir {
+
+namespace {
+
+constexpr auto protocols = std::to_array<std::string_view>({"file",  "http",  "https", "udp",   "rtp", "rtmp", "rtmps",
+                                                            "rtmpt", "rtmpe", "rtsp",  "rtsps", "tcp", "tls",  "srt",
+                                                            "rist",  "mms",   "mmsh",  "mmst",  "ftp", "sftp"});
+
+/// Formats whose address is no file but a filter graph or the name of a device.
+constexpr auto device_formats =
+    std::to_array<std::string_view>({"lavfi", "v4l2", "video4linux2", "alsa", "pulse", "x11grab", "fbdev", "kmsgrab",
+                                     "jack", "oss", "openal", "iec61883", "libdc1394", "decklink"});
+
+/// Settings of a reader that a document may use. A list of what is allowed, for some of FFmpeg's options write files.
+constexpr auto reader_options = std::to_array<std::string_view>({"analyzeduration",
+                                                                 "buffer_size",
+                                                                 "ch_layout",
+                                                                 "channels",
+                                                                 "connect_timeout",
+                                                                 "cookies",
+                                                                 "err_detect",
+                                                                 "fflags",
+                                                                 "fifo_size",
+                                                                 "flags",
+                                                                 "framerate",
+                                                                 "headers",
+                                                                 "http_proxy",
+                                                                 "ignore_loop",
+                                                                 "latency",
+                                                                 "listen",
+                                                                 "live_start_index",
+                                                                 "localaddr",
+                                                                 "loop",
+                                                                 "max_delay",
+                                                                 "max_reload",
+                                                                 "mode",
+                                                                 "multiple_requests",
+                                                                 "overrun_nonfatal",
+                                                                 "passphrase",
+                                                                 "pattern_type",
+                                                                 "pbkeylen",
+                                                                 "pixel_format",
+                                                                 "pkt_size",
+                                                                 "probesize",
+                                                                 "protocol_whitelist",
+                                                                 "reconnect",
+                                                                 "reconnect_at_eof",
+                                                                 "reconnect_delay_max",
+                                                                 "reconnect_on_network_error",
+                                                                 "reconnect_streamed",
+                                                                 "referer",
+                                                                 "reorder_queue_size",
+                                                                 "rtbufsize",
+                                                                 "rtsp_flags",
+                                                                 "rtsp_transport",
+                                                                 "rw_timeout",
+                                                                 "sample_rate",
+                                                                 "scan_all_pmts",
+                                                                 "seekable",
+                                                                 "sources",
+                                                                 "start_number",
+                                                                 "streamid",
+                                                                 "strict",
+                                                                 "threads",
+                                                                 "timeout",
+                                                                 "tls_verify",
+                                                                 "ttl",
+                                                                 "use_wallclock_as_timestamps",
+                                                                 "user_agent",
+                                                                 "video_size"});
+
+constexpr auto adjustment_options = std::to_array<std::string_view>({"itsoffset", "ss", "thread_queue_size"});
+
+template <std::size_t N>
+bool holds(const std::array<std::string_view, N>& list, std::string_view text) {
+  return std::ranges::find(list, text) != list.end();
+}
+
+/// The scheme of "scheme://…" in lower case; empty when the text has no such form.
+std::string get_scheme(std::string_view url) {
+  const std::size_t end = url.find("://");
+  if (end == std::string_view::npos || end == 0) return {};
+  std::string scheme(url.substr(0, end));
+  for (char& c : scheme) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    const bool allowed = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+    if (!allowed) return {};
+  }
+  return scheme;
+}
+
+long long read_replays(const Settings& input) {
+  if (!input.has("loop")) return 0;
+  const Value& value = input.raw("loop");
+  const bool number = value.is_number() || (value.is_string() && parse_float(value.get_ref<const std::string&>()));
+  if (number) return *input.whole("loop", -1, 1'000'000'000);
+  return input.flag("loop") ? -1 : 0;
+}
+
+std::string get_option_text(const Settings& options, const std::string& name) {
+  const Value& value = options.raw(name);
+  if (value.is_boolean()) return value.get<bool>() ? "1" : "0";
+  return options.text(name);
+}
+
+/// "headers" is the one option with line ends: they separate the headers.
+std::string get_headers(const Settings& options) {
+  const Value& value = options.raw("headers");
+  if (!value.is_string()) options.refuse("headers", "has to be a text");
+  std::string headers;
+  for (char c : value.get_ref<const std::string&>()) {
+    if (c == '\r') continue;
+    if (c == '\n') {
+      headers += "\r\n";
+    } else if (has_control_characters({&c, 1})) {
+      options.refuse("headers", "holds control characters");
+    } else {
+      headers += c;
+    }
+  }
+  if (!headers.ends_with("\r\n")) headers += "\r\n";
+  return headers;
+}
+
+void read_options(const Settings& input, InputSource& source) {
+  const Settings options = input.section("options");
+  if (!input.has("options")) return;
+  for (const auto& [name, value] : input.raw("options").items()) {
+    if (!options.has(name)) continue;
+    if (name == "headers") {
+      source.options.emplace_back(name, get_headers(options));
+    } else if (holds(reader_options, name)) {
+      source.options.emplace_back(name, get_option_text(options, name));
+    } else if (holds(adjustment_options, name)) {
+      source.adjustment.emplace_back(name, get_option_text(options, name));
+    } else {
+      options.refuse(name, "is no option that an input may set");
+    }
+  }
+}
+
+void append_options(std::vector<std::string>& arguments,
+                    const std::vector<std::pair<std::string, std::string>>& options) {
+  for (const auto& [name, value] : options) arguments.insert(arguments.end(), {"-" + name, value});
+}
+
+}  // namespace
+
+InputSource read_input_source(const Settings& input) {
+  InputSource source;
+  source.url = input.text("url");
+  if (source.url.empty()) input.refuse("url", "is missing");
+  source.format = input.word("format");
+  source.realtime = input.flag("re");
+  source.replays = read_replays(input);
+  read_options(input, source);
+  get_input_address(source.url, source.format);
+  return source;
+}
+
+std::string get_input_address(const std::string& url, const std::string& format) {
+  if (has_control_characters(url)) throw ValueError("An input's URL holds control characters");
+  if (format == "lavfi") {
+    if (const std::string filter = find_forbidden_filter(url); !filter.empty()) {
+      throw ValueError(fmt::format("The filter \"{}\" is not for inputs", filter));
+    }
+  }
+  if (holds(device_formats, format)) return url;
+  const std::string_view trimmed = trim(url);
+  const std::string scheme = get_scheme(trimmed);
+  if (scheme.empty()) return trimmed.starts_with("file:") ? std::string(trimmed) : "file:" + url;
+  if (!holds(protocols, scheme)) {
+    throw ValueError(fmt::format("{}: the protocol \"{}\" is not for inputs", mask_passwords(url), scheme));
+  }
+  if (scheme == "file") return "file:" + std::string(trimmed.substr(scheme.size() + 3));
+  return scheme + std::string(trimmed.substr(scheme.size()));
+}
+
+std::vector<std::string> make_open_arguments(const InputSource& source) {
+  std::vector<std::string> arguments;
+  if (!source.format.empty()) arguments.insert(arguments.end(), {"-f", source.format});
+  append_options(arguments, source.options);
+  arguments.insert(arguments.end(), {"-i", get_input_address(source.url, source.format)});
+  return arguments;
+}
+
+std::vector<std::string> make_pace_arguments(const InputSource& source) {
+  std::vector<std::string> arguments;
+  if (source.realtime) arguments.emplace_back("-re");
+  if (source.replays != 0) arguments.insert(arguments.end(), {"-stream_loop", std::to_string(source.replays)});
+  append_options(arguments, source.adjustment);
+  return arguments;
+}
+
+bool has_own_pace(const InputSource& source) {
+  if (source.realtime) return true;
+  return source.format != "lavfi" && !get_input_address(source.url, source.format).starts_with("file:");
+}
+
+}  // namespace weir

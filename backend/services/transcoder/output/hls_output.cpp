@@ -1,0 +1,64 @@
+#include "backend/services/transcoder/output/hls_output.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+
+namespace weir {
+
+namespace {
+
+std::string double_percents(const std::string& text) {
+  std::string doubled;
+  for (char c : text) doubled.append(c == '%' ? 2 : 1, c);
+  return doubled;
+}
+
+OutputTarget make_variant(const HlsOutput& hls, const std::string& directory, std::size_t index) {
+  OutputTarget target;
+  target.format = "hls";
+  target.rendition = index;
+  target.address = join_path(directory, fmt::format("playlist_{}.m3u8", index));
+  const std::string segments = join_path(double_percents(directory), fmt::format("playlist_{}_%d.ts", index));
+  target.options = {{"hls_time", fmt::format("{}", hls.segment_time)},
+                    {"hls_list_size", std::to_string(hls.list_size)},
+                    {"hls_start_number_source", "epoch"},
+                    {"hls_segment_type", "mpegts"},
+                    {"hls_segment_filename", segments}};
+  return target;
+}
+
+}  // namespace
+
+HlsOutput read_hls_output(const Settings& output) {
+  HlsOutput hls;
+  hls.playlist_name = std::filesystem::path(output.text("playlist_name")).filename().string();
+  if (!hls.playlist_name.ends_with(".m3u8") || hls.playlist_name == ".m3u8") {
+    output.refuse("playlist_name", "has to be a name that ends in .m3u8");
+  }
+  hls.segment_time = output.number("segment_time", 1, 60).value_or(4);
+  hls.list_size = static_cast<int>(output.whole("list_size", 1, 1000).value_or(6));
+  return hls;
+}
+
+std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, std::size_t renditions) {
+  const std::string absolute = std::filesystem::absolute(directory).lexically_normal().string();
+  std::vector<OutputTarget> targets;
+  for (std::size_t i = 0; i < renditions; ++i) targets.push_back(make_variant(hls, absolute, i));
+  return targets;
+}
+
+std::optional<std::string> get_master_playlist(const HlsOutput& hls, std::size_t renditions) {
+  for (std::size_t i = 0; i < renditions; ++i) {
+    if (hls.playlist_name != fmt::format("playlist_{}.m3u8", i)) continue;
+    if (renditions == 1) return std::nullopt;
+    throw ValueError(
+        fmt::format("\"playlist_name\" cannot be {}: it is the playlist of one of the renditions", hls.playlist_name));
+  }
+  return hls.playlist_name;
+}
+
+}  // namespace weir

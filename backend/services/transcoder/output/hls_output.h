@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backend/services/transcoder/output/output_target.h"
+#include "backend/services/transcoder/settings.h"
+
+namespace weir {
+
+/// The settings of a stream's HLS output.
+struct HlsOutput {
+  std::string playlist_name;
+  double segment_time = 0;  ///< seconds
+  int list_size = 0;        ///< segments that a variant's playlist lists
+};
+
+/// Throws `ValueError` with the reason.
+HlsOutput read_hls_output(const Settings& output);
+
+/// One target for each rendition: "playlist_N.m3u8" and "playlist_N_SEQ.ts" in `directory`. The transcoder never
+/// deletes a segment, and its numbers start at the time of day, so that they do not repeat across the runs of a stream.
+std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, std::size_t renditions);
+
+/// The name under which the master playlist is to be written; nothing when the only variant's playlist has that name.
+/// Throws `ValueError` when it is the name of one of several variants.
+std::optional<std::string> get_master_playlist(const HlsOutput& hls, std::size_t renditions);
+
+}  // namespace weir

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/services/transcoder/encoding/encoding.h"
+#include "backend/services/transcoder/output/tee_text.h"
+#include "backend/services/transcoder/settings.h"
+
+namespace weir {
+
+/// One receiver of the encode: a muxer and its address. An HLS output has one for each rendition.
+struct OutputTarget {
+  std::string format;
+  std::string address;
+  OptionList options;  ///< of muxer and protocol
+  std::size_t rendition = 0;
+  TagFamily family = TagFamily::none;
+  bool carries_subtitles = false;
+  /// Opened again after a failure. Not for recordings: opening one again would overwrite it.
+  bool reopens = true;
+  std::string recording;  ///< path of the file that a "file" output writes, empty for the others
+};
+
+/// Reads a "rtmp", "rtsp", "udp", "rtp", "tcp" or "file" output. Throws `ValueError` with the reason; an "hls" output
+/// is read by `read_hls_output`.
+OutputTarget read_output_target(const Settings& output);
+
+}  // namespace weir

@@ -1,0 +1,78 @@
+#include "backend/services/transcoder/report/media_stream_info.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+namespace weir {
+namespace {
+
+MediaStreamInfo read(std::initializer_list<const char*> lines) {
+  MediaStreamInfo info;
+  for (const char* line : lines) info.parse(std::string(line) + "\n");
+  return info;
+}
+
+TEST(MediaStreamInfoTest, IsNotFooledByTitles) {
+  const MediaStreamInfo info = read({
+      "Input #0, mpegts, from 'udp://239.0.0.1:1':",
+      "  Metadata:",
+      "    title           : x",
+      "    Stream #0:0: Video: h264, yuv420p, 1x1, 9 kb/s, 99 fps",
+      "    Duration: 00:00:01.00, start: 0, bitrate: 7 kb/s",
+      "  Duration: N/A, start: 0.0, bitrate: 3000 kb/s",
+      "  Stream #0:0[0x100]: Video: h264 (Main), yuv420p(tv, bt709, progressive), 720x576 [SAR 16:11 DAR 20:11], 25 "
+      "fps",
+      "Stream mapping:",
+      "  Stream #0:0 -> #0:0 (copy)",
+      "Output #0, mpegts, to 'x':",
+      "  Metadata:",
+      "    Side data       : ",
+      "      cpb: bitrate max/min/avg: 1/1/1000 buffer size: 0",
+      "  Stream #0:0: Video: h264 (Main), yuv420p(tv), 720x576, q=2-31, 25 fps, 90k tbn",
+      "    Metadata:",
+      "      cpb: bitrate max/min/avg: 1/1/1000 buffer size: 0",
+  });
+  EXPECT_EQ(info.dump_inputs().size(), 1U);
+  EXPECT_EQ(info.get_stream_by_specifier({}).at(0).width, 720);
+  EXPECT_EQ(info.get_stream_by_specifier({}, true).at(0).bitrate_avg, 3000);
+}
+
+TEST(MediaStreamInfoTest, ReadsDescriptionsThatAThreadWroteInto) {
+  const MediaStreamInfo info = read({
+      "Output #0, tee, to 'x':",
+      "  Stream #0:0Connection to tcp://127.0.0.1:1 failed: Connection refused",
+      "[rtmp @ 0x7f4e78001040] Cannot open connection tcp://127.0.0.1:1",
+      ": Video: h264, yuv420p(progressive), 320x180 [SAR 1:1 DAR 16:9], q=2-31, 300 kb/s, 25 fps, 25 tbn (default)",
+      "  Stream #0:1: Video: h264, yuv420p, 160x90 [SAR 1:1 DAR 16:9], q=2-31, 100 kb/sError opening rtmp://h: refused",
+      ", 25 fps, 25 tbn",
+      "  Stream #0:2Recovery failed: Connection refused",
+      "(eng): Audio: aac (LC), 48000 Hz, stereo, fltp, 128 kb/sRecovery failed",
+  });
+  EXPECT_EQ(info.dump_outputs().dump(),
+            R"([{"index":0,"type":"video","codec":"h264","width":320,"height":180,"fps":25.0,"pix_fmt":"yuv420p",)"
+            R"("bitrate":300,"bitrate_avg":300},)"
+            R"({"index":1,"type":"video","codec":"h264","width":160,"height":90,"pix_fmt":"yuv420p",)"
+            R"("bitrate":100,"bitrate_avg":100},)"
+            R"({"index":2,"type":"audio","codec":"aac","profile":"LC","language":"eng","sample_rate":48000,)"
+            R"("channels":"stereo","bitrate":128}])");
+}
+
+TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
+  MediaStreamInfo info;
+  info.parse("Input #0, x, from 'y':\n");
+  for (int i = 0; i < 5000; ++i)
+    info.parse("  Stream #0:" + std::to_string(i) + ": Video: a, b, 99999999999x1, 1e99 fps\n");
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+  for (const char* line :
+       {"  Stream #", "  Stream #0", "  Stream #0:", "  Stream #0:0", "  Stream #0:0:", "  Stream #0:0[",
+        "  Stream #0:0(", "  Stream #0:0: Video:", "  Stream #0:0: Video: ", "  Stream #-1:0: Video: x",
+        "  Stream #0:0: Video: ,,,((((", "  Stream #0:0: Audio: , Hz, kb/s", "  Duration: "}) {
+    info.parse(line);
+  }
+  info.parse("  Stream #0:300: Video: " + std::string(60'000, '(') + "\n");
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+}
+
+}  // namespace
+}  // namespace weir
