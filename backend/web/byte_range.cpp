@@ -1,6 +1,7 @@
 #include "backend/web/byte_range.h"
 
 #include <algorithm>
+#include <boost/beast/core/string.hpp>
 #include <charconv>
 
 namespace weir {
@@ -23,7 +24,7 @@ ByteRange suffix(std::uint64_t length, std::uint64_t file_size) {
 
 std::optional<ByteRange> parse_range(std::string_view header, std::uint64_t file_size) {
   constexpr std::string_view unit = "bytes=";
-  if (!header.starts_with(unit)) return std::nullopt;
+  if (!boost::beast::iequals(header.substr(0, unit.size()), unit)) return std::nullopt;
   header.remove_prefix(unit.size());
   const std::size_t dash = header.find('-');
   if (dash == std::string_view::npos) return std::nullopt;

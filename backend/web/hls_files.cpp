@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/base/members.h"
-#include "backend/base/numbers.h"
 #include "backend/web/byte_range.h"
 
 namespace weir {
@@ -32,7 +31,7 @@ constexpr std::array media_types{
 
 bool is_playlist(std::string_view name) { return name.ends_with(".m3u8"); }
 
-// Empty for what is no part of a published stream, such as a playlist that is still being written.
+// Empty for files that are not published, such as a playlist that is still being written.
 std::string_view media_type(std::string_view name) {
   for (const MediaType& type : media_types)
     if (name.ends_with(type.suffix) && !name.starts_with('.')) return type.name;
@@ -47,12 +46,12 @@ Response for_players(Response response) {
 
 Response refuse(int status, std::string_view message) { return for_players(error_response(status, message)); }
 
-// Between two cycles a stream has no files; players that are told so come back.
+// Between two cycles a stream has no files; players that get 503 try again.
 Response missing(const Stream& stream, const std::string& name) {
   const Value& status = stream.get_status();
-  const bool comes = status == "starting" || status == "restarting" || (status == "running" && is_playlist(name));
-  if (!comes) return refuse(404, "There is no such file");
-  Response response = refuse(503, "The stream is about to start");
+  const bool is_expected = status == "starting" || status == "restarting" || (status == "running" && is_playlist(name));
+  if (!is_expected) return refuse(404, "File not found");
+  Response response = refuse(503, "The stream is starting");
   response.headers.emplace_back("Retry-After", "2");
   return response;
 }
@@ -83,22 +82,22 @@ std::optional<FilePart> open_file(const std::string& path) {
 }  // namespace
 
 void HlsFiles::add_to(Router& router) {
-  router.add("GET", "/{id}/{file}", [this](const Request& r, const PathParameters& p) { return read(r, p); });
-  router.add("OPTIONS", "/{id}/{file}", [this](const Request&, const PathParameters&) { return preflight(); });
+  router.add("GET", "/{id:number}/{file}", [this](const Request& r, const PathParameters& p) { return read(r, p); });
+  router.add("OPTIONS", "/{id:number}/{file}", [this](const Request&, const PathParameters&) { return preflight(); });
 }
 
 Async<Response> HlsFiles::read(const Request& request, const PathParameters& parameters) {
   const std::string& name = parameters[1];
-  const std::shared_ptr<Stream> stream = is_number(parameters[0]) ? manager_.get_stream(parameters[0]) : nullptr;
+  const std::shared_ptr<Stream> stream = manager_.get_stream(parameters[0]);
   const std::string_view type = media_type(name);
-  if (!stream || type.empty()) co_return refuse(404, "There is no such file");
+  if (!stream || type.empty()) co_return refuse(404, "File not found");
   // The name is one segment of a path and never leads out of the directory.
   std::optional<FilePart> file = open_file(get_hls_path(stream->id, name));
   if (!file) co_return missing(*stream, name);
   if (request.method == "GET") count_client(*stream, request);
-  Response response = for_players(whole_or_part(std::move(*file), request.range));
+  Response response = for_players(whole_or_part(std::move(*file), request.method == "GET" ? request.range : ""));
   response.content_type = type;
-  // A segment's name never means anything else; a playlist changes with each.
+  // A segment never changes; a playlist changes with each segment.
   response.headers.emplace_back("Cache-Control", is_playlist(name) ? "no-cache" : "public, max-age=300");
   co_return response;
 }

@@ -8,7 +8,7 @@
 
 namespace weir {
 
-/// /{id}/{file}: publishes the playlists and segments of the streams, to players on pages of any site, and reports who
+/// /{id}/{file}: serves the playlists and segments of the streams, to players on pages of any site, and reports who
 /// fetches them.
 class HlsFiles {
  public:

@@ -1,28 +1,29 @@
 #include "backend/web/router.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
 
 #include "backend/base/log.h"
+#include "backend/base/numbers.h"
 #include "backend/platform/failure.h"
 
 namespace weir {
 
 namespace {
 
-bool is_parameter(const std::string& segment) { return segment.starts_with('{'); }
+bool fits(const std::string& pattern, const std::string& segment) {
+  if (!pattern.starts_with('{')) return pattern == segment;
+  return pattern.ends_with(":number}") ? is_number(segment) : !segment.empty();
+}
 
 std::optional<PathParameters> match(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
-  if (pattern.size() != path.size()) return std::nullopt;
+  if (!std::ranges::equal(pattern, path, fits)) return std::nullopt;
   PathParameters parameters;
-  for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (is_parameter(pattern[i]) && !path[i].empty())
-      parameters.push_back(path[i]);
-    else if (pattern[i] != path[i])
-      return std::nullopt;
-  }
+  for (std::size_t i = 0; i < pattern.size(); ++i)
+    if (pattern[i].starts_with('{')) parameters.push_back(path[i]);
   return parameters;
 }
 
@@ -32,37 +33,25 @@ bool answers(const std::string& route_method, const std::string& method) {
 
 bool changes_something(const std::string& method) { return method != "GET" && method != "HEAD" && method != "OPTIONS"; }
 
-// A page of another site must not work the server through its visitor's browser.
+// A page of another site must not change anything through its visitor's browser.
 bool comes_from_another_site(const Request& request) {
   if (request.origin.empty() || !changes_something(request.method)) return false;
   const std::size_t scheme = request.origin.find("://");
   return scheme == std::string::npos || request.origin.substr(scheme + 3) != request.host;
 }
 
-std::string join(const std::set<std::string>& methods) {
-  std::string text;
-  for (const std::string& method : methods) text += (text.empty() ? "" : ", ") + method;
-  return text;
-}
-
-Response refuse_method(const std::string& method, const std::set<std::string>& allowed) {
-  Response response =
-      method == "OPTIONS" ? empty_response() : error_response(405, fmt::format("{} is not possible here", method));
-  response.headers.emplace_back("Allow", join(allowed));
+Response refuse_method(const std::string& method, std::set<std::string> allowed) {
+  if (allowed.contains("GET")) allowed.insert("HEAD");
+  allowed.insert("OPTIONS");
+  Response response = method == "OPTIONS" ? empty_response() : error_response(405, "Method not allowed");
+  response.headers.emplace_back("Allow", fmt::format("{}", fmt::join(allowed, ", ")));
   return response;
 }
 
 }  // namespace
 
 void Router::add(std::string_view method, std::string_view pattern, RouteHandler handler) {
-  std::vector<std::string> segments;
-  for (pattern.remove_prefix(1);;) {
-    const std::size_t end = std::min(pattern.find('/'), pattern.size());
-    segments.emplace_back(pattern.substr(0, end));
-    if (end == pattern.size()) break;
-    pattern.remove_prefix(end + 1);
-  }
-  routes_.push_back({std::string(method), std::move(segments), std::move(handler)});
+  routes_.push_back({std::string(method), parse_target(pattern).value().path, std::move(handler)});
 }
 
 Async<Response> Router::route(const Request& request) const {
@@ -77,7 +66,7 @@ Async<Response> Router::route(const Request& request) const {
 }
 
 Async<Response> Router::dispatch(const Request& request) const {
-  if (comes_from_another_site(request)) co_return error_response(403, "Requests of other sites' pages are refused");
+  if (comes_from_another_site(request)) co_return error_response(403, "Cross-site request refused");
   std::set<std::string> allowed;
   for (const Route& route : routes_) {
     const auto parameters = match(route.pattern, request.target.path);
@@ -88,8 +77,8 @@ Async<Response> Router::dispatch(const Request& request) const {
     }
     allowed.insert(route.method);
   }
-  if (!allowed.empty()) co_return refuse_method(request.method, allowed);
-  co_return error_response(404, "There is nothing at this address");
+  if (!allowed.empty()) co_return refuse_method(request.method, std::move(allowed));
+  co_return error_response(404, "Not found");
 }
 
 }  // namespace weir

@@ -20,8 +20,9 @@ using RouteHandler = std::function<Async<Response>(const Request&, const PathPar
 /// Finds who answers a request by its method and path, and makes answers of failures.
 class Router {
  public:
-  /// `pattern` is a path whose segments may be "{name}", which stands for any text that is not empty. Of several
-  /// patterns that fit a path the one added first answers. A handler of GET answers HEAD too.
+  /// `pattern` is a path whose segments may be "{name}", which stands for any text that is not empty, or
+  /// "{name:number}", which stands for digits. Of several patterns that fit a path the one added first answers. A
+  /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
   void add(std::string_view method, std::string_view pattern, RouteHandler handler);
 
   /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then.

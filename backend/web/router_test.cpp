@@ -14,6 +14,12 @@ Async<Response> echo(const Request&, const PathParameters& parameters) {
   co_return text_response(text);
 }
 
+std::string header(const Response& response, const std::string& name) {
+  for (const auto& [key, value] : response.headers)
+    if (key == name) return value;
+  return {};
+}
+
 class RouterTest : public testing::Test {
  protected:
   RouterTest() {
@@ -24,7 +30,7 @@ class RouterTest : public testing::Test {
       throw HttpError(409, "not now");
       co_return Response();
     });
-    router_.add("GET", "/{id}/{file}", echo);
+    router_.add("GET", "/{id:number}/{file}", echo);
   }
 
   static Async<> ask(const Router& router, const Request& request, Response& response) {
@@ -47,33 +53,39 @@ class RouterTest : public testing::Test {
   Router router_;
 };
 
-TEST_F(RouterTest, FindsTheFirstRouteThatFits) {
+TEST_F(RouterTest, AnswersByTheFirstMatchingRoute) {
   const struct {
     const char *method, *target;
     int status;
-    const char* body;
+    const char *body, *allow;
   } cases[] = {
-      {"GET", "/api/things/7", 200, "[7]"},
-      {"HEAD", "/api/things/7", 200, "[7]"},
-      {"DELETE", "/api/things/a%20b", 200, "[a b]"},
-      {"GET", "/7/index.m3u8", 200, "[7][index.m3u8]"},
-      {"PATCH", "/api/things/7", 405, nullptr},
-      {"OPTIONS", "/api/things/7", 204, nullptr},
-      {"GET", "/", 404, nullptr},
-      {"GET", "/api/things/", 404, nullptr},
-      {"GET", "/7/", 404, nullptr},
-      {"GET", "//x", 404, nullptr},
-      {"GET", "/api/things/7/x", 404, nullptr},
-      {"POST", "/api/refuse", 409, "{\"error\":\"not now\"}\n"},
+      {"GET", "/api/things/7", 200, "[7]", ""},
+      {"HEAD", "/api/things/7", 200, "[7]", ""},
+      {"DELETE", "/api/things/a%20b", 200, "[a b]", ""},
+      {"GET", "/7/index.m3u8", 200, "[7][index.m3u8]", ""},
+      {"PATCH", "/api/things/7", 405, nullptr, "DELETE, GET, HEAD, OPTIONS"},
+      {"OPTIONS", "/api/things/7", 204, "", "DELETE, GET, HEAD, OPTIONS"},
+      {"OPTIONS", "/api/things", 204, "", "GET, HEAD, OPTIONS"},
+      {"OPTIONS", "/api/refuse", 204, "", "OPTIONS, POST"},
+      {"POST", "/7/index.m3u8", 405, nullptr, "GET, HEAD, OPTIONS"},
+      {"POST", "/api/unknown", 404, nullptr, ""},
+      {"OPTIONS", "/api/unknown", 404, nullptr, ""},
+      {"GET", "/", 404, nullptr, ""},
+      {"GET", "/api/things/", 404, nullptr, ""},
+      {"GET", "/7/", 404, nullptr, ""},
+      {"GET", "//x", 404, nullptr, ""},
+      {"GET", "/api/things/7/x", 404, nullptr, ""},
+      {"POST", "/api/refuse", 409, "{\"error\":\"not now\"}\n", ""},
   };
   for (const auto& c : cases) {
     const Response response = ask(c.method, c.target);
     EXPECT_EQ(response.status, c.status) << c.method << " " << c.target;
     if (c.body) EXPECT_EQ(response.body, c.body);
+    EXPECT_EQ(header(response, "Allow"), c.allow) << c.method << " " << c.target;
   }
 }
 
-TEST_F(RouterTest, PagesOfOtherSitesCanReadButNotChange) {
+TEST_F(RouterTest, CrossSiteRequestsCanReadButNotChange) {
   EXPECT_EQ(ask("DELETE", "/api/things/7", "http://localhost:8080").status, 200);
   EXPECT_EQ(ask("DELETE", "/api/things/7", "http://evil.example").status, 403);
   EXPECT_EQ(ask("DELETE", "/api/things/7", "null").status, 403);

@@ -1,59 +1,35 @@
 #include "backend/web/url.h"
 
+#include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/beast/core/string.hpp>
 #include <charconv>
 
 namespace weir {
 
 namespace {
 
-// A client may send the whole URL; only the part after the host says what it wants.
-std::string_view strip_origin(std::string_view target) {
-  const std::size_t scheme = target.find("://");
-  if (target.starts_with('/') || scheme == std::string_view::npos) return target;
-  const std::size_t path = target.find('/', scheme + 3);
-  return path == std::string_view::npos ? std::string_view("/") : target.substr(path);
+using boost::beast::iequals;
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  boost::algorithm::split(parts, text, [=](char c) { return c == separator; });
+  return parts;
 }
 
-bool is_plain_segment(std::string_view segment) {
-  return segment != "." && segment != ".." && segment.find('/') == std::string_view::npos &&
-         segment.find('\0') == std::string_view::npos;
+// Takes "http://host:80" off the front.
+bool take_host(std::string_view& text, std::string& host) {
+  constexpr std::string_view separator = "://";
+  const std::size_t scheme = std::min(text.find(separator), text.size());
+  if (!iequals(text.substr(0, scheme), "http") && !iequals(text.substr(0, scheme), "https")) return false;
+  text.remove_prefix(std::min(scheme + separator.size(), text.size()));
+  host = text.substr(0, text.find_first_of("/?"));
+  text.remove_prefix(host.size());
+  return is_authority(host);
 }
 
-bool parse_path(std::string_view path, std::vector<std::string>& segments) {
-  while (!path.empty()) {
-    path.remove_prefix(1);
-    const std::size_t end = std::min(path.find('/'), path.size());
-    auto segment = percent_decode(path.substr(0, end));
-    if (!segment || !is_plain_segment(*segment)) return false;
-    segments.push_back(std::move(*segment));
-    path.remove_prefix(end);
-  }
-  return true;
-}
-
-std::optional<std::string> decode_form_text(std::string_view text) {
-  std::string spaced(text);
-  for (char& c : spaced)
-    if (c == '+') c = ' ';
-  return percent_decode(spaced);
-}
-
-bool parse_query(std::string_view query, Target& target) {
-  while (!query.empty()) {
-    const std::size_t end = std::min(query.find('&'), query.size());
-    const std::string_view pair = query.substr(0, end);
-    const std::size_t separator = std::min(pair.find('='), pair.size());
-    const auto name = decode_form_text(pair.substr(0, separator));
-    const auto value = decode_form_text(pair.substr(std::min(separator + 1, pair.size())));
-    if (!name || !value) return false;
-    target.query[*name] = *value;
-    query.remove_prefix(std::min(end + 1, query.size()));
-  }
-  return true;
-}
-
-}  // namespace
-
+// Nothing when an escape is incomplete or not hexadecimal.
 std::optional<std::string> percent_decode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -70,11 +46,49 @@ std::optional<std::string> percent_decode(std::string_view text) {
   return decoded;
 }
 
+bool is_plain_segment(std::string_view segment) {
+  return segment != "." && segment != ".." && segment.find('/') == std::string_view::npos &&
+         segment.find('\0') == std::string_view::npos;
+}
+
+bool parse_path(std::string_view path, std::vector<std::string>& segments) {
+  if (path.starts_with('/')) path.remove_prefix(1);
+  for (const std::string_view part : split(path, '/')) {
+    auto segment = percent_decode(part);
+    if (!segment || !is_plain_segment(*segment)) return false;
+    segments.push_back(std::move(*segment));
+  }
+  return true;
+}
+
+std::optional<std::string> decode_form_text(std::string_view text) {
+  return percent_decode(boost::algorithm::replace_all_copy(std::string(text), "+", " "));
+}
+
+bool parse_query(std::string_view query, Target& target) {
+  for (const std::string_view pair : split(query, '&')) {
+    const std::size_t separator = std::min(pair.find('='), pair.size());
+    const auto name = decode_form_text(pair.substr(0, separator));
+    const auto value = decode_form_text(pair.substr(std::min(separator + 1, pair.size())));
+    if (!name || !value) return false;
+    target.query[*name] = *value;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool is_authority(std::string_view text) {
+  constexpr std::string_view allowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~%!$&'()*+,;=:[]";
+  return !text.empty() && text.find_first_not_of(allowed) == std::string_view::npos;
+}
+
 std::optional<Target> parse_target(std::string_view text) {
-  text = strip_origin(text.substr(0, text.find('#')));
-  if (!text.starts_with('/')) return std::nullopt;
-  const std::size_t question = std::min(text.find('?'), text.size());
+  text = text.substr(0, text.find('#'));
   Target target;
+  if (!text.starts_with('/') && !take_host(text, target.host)) return std::nullopt;
+  const std::size_t question = std::min(text.find('?'), text.size());
   if (!parse_path(text.substr(0, question), target.path)) return std::nullopt;
   if (question < text.size() && !parse_query(text.substr(question + 1), target)) return std::nullopt;
   return target;

@@ -10,6 +10,8 @@ namespace weir {
 
 /// The target of a request, decoded.
 struct Target {
+  /// The host and port of a target in absolute form ("http://host:80/path"); empty otherwise.
+  std::string host;
   /// The segments of the path: "/api/streams" is "api", "streams"; "/" is one empty segment. No segment holds a "/" or
   /// a NUL, nor is it "." or "..".
   std::vector<std::string> path;
@@ -17,10 +19,10 @@ struct Target {
   std::map<std::string, std::string, std::less<>> query;
 };
 
-/// Decodes "/a/b%20c?x=1". Nothing for a text that is no target, or whose path would mean a way through directories.
-std::optional<Target> parse_target(std::string_view target);
+/// Decodes "/a/b%20c?x=1". Nothing for a text that is no target, or whose path could leave a directory.
+std::optional<Target> parse_target(std::string_view text);
 
-/// The text with each "%41" decoded. Nothing when an escape is incomplete or no hexadecimal number.
-std::optional<std::string> percent_decode(std::string_view text);
+/// Whether the text can be a host name or address, with or without a port.
+bool is_authority(std::string_view text);
 
 }  // namespace weir

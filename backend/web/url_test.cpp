@@ -5,10 +5,55 @@
 namespace weir {
 namespace {
 
+TEST(ParseTarget, ReadsBothForms) {
+  using Path = std::vector<std::string>;
+  const struct {
+    const char *target, *host;
+    Path path;
+    const char* x;
+  } cases[] = {
+      {"/a%20b//c?y=1&x=1+%2b&x=2%26&#z", "", {"a b", "", "c"}, "2&"},
+      {"/a?x=1+%2B", "", {"a"}, "1 +"},
+      {"/a://b/?x", "", {"a:", "", "b", ""}, ""},
+      {"http://h:8080/a/b?x=1", "h:8080", {"a", "b"}, "1"},
+      {"HTTPS://[::1]:80?x=/", "[::1]:80", {""}, "/"},
+      {"http://h", "h", {""}, ""},
+  };
+  for (const auto& c : cases) {
+    const auto target = parse_target(c.target);
+    ASSERT_TRUE(target) << c.target;
+    EXPECT_EQ(target->host, c.host) << c.target;
+    EXPECT_EQ(target->path, c.path) << c.target;
+    const auto x = target->query.find("x");
+    EXPECT_EQ(x == target->query.end() ? "" : x->second, c.x) << c.target;
+  }
+}
+
 TEST(ParseTarget, RefusesWhatCouldLeaveADirectory) {
-  for (const char* target :
-       {"", "*", "api", "/..", "/0/..", "/0/../1", "/0/%2e%2e", "/0/%2E.", "/.", "/0/%2fetc%2fpasswd",
-        "/0/..%2f..%2fetc", "/0/a%00.m3u8", "/%", "/%4", "/%zz", "/%-1", "/a?b=%"})
+  for (const char* target : {"",
+                             "*",
+                             "api",
+                             "/..",
+                             "/0/..",
+                             "/0/../1",
+                             "/0/%2e%2e",
+                             "/0/%2E.",
+                             "/.",
+                             "/0/%2fetc%2fpasswd",
+                             "/0/..%2f..%2fetc",
+                             "/0/a%00.m3u8",
+                             "/%",
+                             "/%4",
+                             "/%zz",
+                             "/%-1",
+                             "/a?b=%",
+                             "http:///a",
+                             "http://u:p@h/a",
+                             "http://h h/a",
+                             "http://h/..",
+                             "http:",
+                             "ftp://h/a",
+                             "x?y=://z/a"})
     EXPECT_FALSE(parse_target(target)) << target;
 }
 

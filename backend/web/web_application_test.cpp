@@ -183,6 +183,7 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
       {"HEAD", "/0/index.m3u8", "", 200, 0, 8, "application/vnd.apple.mpegurl"},
       {"GET", "/0/playlist_0_7.ts", "", 200, 0, 10, "video/mp2t"},
       {"GET", "/0/playlist_0_7.ts", "bytes=2-4", 206, 2, 3, "video/mp2t"},
+      {"HEAD", "/0/playlist_0_7.ts", "bytes=2-4", 200, 0, 10, "video/mp2t"},
       {"GET", "/0/playlist_0_7.ts", "bytes=10-", 416, 10, 0, "video/mp2t"},
   };
   for (const auto& c : cases) {
