@@ -2,41 +2,70 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 
 #include "backend/base/log.h"
 #include "backend/platform/asio_wait.h"
 #include "backend/platform/failure.h"
-#include "backend/web/response_head.h"
 
 namespace weir {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast = boost::beast;
+namespace http = beast::http;
 using boost::system::error_code;
 
 namespace {
 
-constexpr std::chrono::seconds longest_linger{2};
-constexpr int most_lingering_reads = 256;
-constexpr std::size_t most_joined_bytes = 16 * 1024;
+constexpr std::chrono::seconds max_drain_time{2};
+constexpr int max_drain_reads = 256;
+constexpr std::size_t max_joined_bytes = 16 * 1024;
 
-int refusal_status(const error_code& error) {
-  if (error == http::error::body_limit) return 413;
-  if (error == http::error::header_limit) return 431;
-  return 400;
+/// A request's part of the memory for bodies; given back at its end. Throws `HttpError` with 503 when too little is
+/// left.
+class BodyReservation {
+ public:
+  BodyReservation(std::shared_ptr<HttpService> service, std::size_t bytes)
+      : service_(std::move(service)), bytes_(bytes) {
+    if (bytes > service_->limits.total_body_bytes - service_->reserved_body_bytes)
+      throw HttpError(503, "Too many request bodies at once");
+    service_->reserved_body_bytes += bytes;
+    service_->peak_body_bytes = std::max(service_->peak_body_bytes, service_->reserved_body_bytes);
+  }
+  ~BodyReservation() { service_->reserved_body_bytes -= bytes_; }
+  BodyReservation(const BodyReservation&) = delete;
+  BodyReservation& operator=(const BodyReservation&) = delete;
+
+ private:
+  std::shared_ptr<HttpService> service_;
+  std::size_t bytes_;
+};
+
+// False when the client has gone. Throws `HttpError` for a request that can't be read.
+bool succeeded(const error_code& error) {
+  if (!error) return true;
+  if (error == http::error::body_limit) throw HttpError(413, error.message());
+  if (error == http::error::header_limit) throw HttpError(431, error.message());
+  const bool is_http_error = error.category() == http::make_error_code(http::error::bad_target).category();
+  if (is_http_error && error != http::error::end_of_stream && error != http::error::partial_message)
+    throw HttpError(400, error.message());
+  return false;
 }
 
-std::string header(const http::request<http::string_body>& message, http::field field) {
-  return std::string(message[field]);
+// HTTP/1.0 has no interim answers.
+bool expects_continue(const http::request<http::string_body>& message) {
+  return message.version() >= 11 && beast::iequals(message[http::field::expect], "100-continue");
 }
 
 }  // namespace
 
-HttpConnection::HttpConnection(asio::ip::tcp::socket socket, HttpHandler handler, const HttpLimits& limits)
-    : socket_(std::move(socket)), handler_(std::move(handler)), limits_(limits) {
+HttpConnection::HttpConnection(asio::ip::tcp::socket socket, std::shared_ptr<HttpService> service)
+    : socket_(std::move(socket)), service_(std::move(service)) {
   error_code ignored;
   socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
 }
@@ -65,96 +94,100 @@ void HttpConnection::finish() {
 }
 
 Async<> HttpConnection::serve_requests() {
-  for (;;) {
-    Parser parser;
-    const Arrival arrival = co_await read_request(parser);
-    if (arrival == Arrival::closed) co_return;
-    if (arrival == Arrival::broken) {
-      const std::string message = read_error_.message();
-      co_await refuse(refusal_status(read_error_), message);
-      co_return;
-    }
-    const bool goes_on = co_await answer(parser);
-    if (!goes_on) co_return;
+  std::optional<HttpError> refusal;
+  try {
+    bool goes_on = true;
+    while (goes_on) goes_on = co_await serve_request();
+  } catch (const HttpError& error) {
+    refusal = error;
   }
+  if (refusal) co_await refuse(refusal->status(), refusal->what());
 }
 
-Async<HttpConnection::Arrival> HttpConnection::read_request(Parser& parser) {
-  parser.header_limit(static_cast<std::uint32_t>(limits_.header_bytes));
-  parser.body_limit(limits_.body_bytes);
-  if (buffer_.size() == 0) {
-    // The time for a request starts with its first byte.
-    deadline_ = now() + limits_.idle;
-    const auto [waited] = co_await asio_wait<error_code>(
-        [this](auto handler) { socket_.async_wait(asio::ip::tcp::socket::wait_read, std::move(handler)); });
-    if (waited) co_return judge(waited);
-  }
-  deadline_ = now() + limits_.read;
-  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-      [&](auto handler) { http::async_read_header(socket_, buffer_, parser, std::move(handler)); });
-  if (error) co_return judge(error);
-  const Arrival arrival = co_await read_body(parser);
-  co_return arrival;
-}
-
-Async<HttpConnection::Arrival> HttpConnection::read_body(Parser& parser) {
-  if (parser.is_done()) co_return Arrival::complete;
-  if (parser.get()[http::field::expect] == "100-continue") {
-    const bool asked = co_await write("HTTP/1.1 100 Continue\r\n\r\n");
-    if (!asked) co_return Arrival::closed;
-  }
-  deadline_ = now() + limits_.read;
-  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-      [&](auto handler) { http::async_read(socket_, buffer_, parser, std::move(handler)); });
-  co_return error ? judge(error) : Arrival::complete;
-}
-
-HttpConnection::Arrival HttpConnection::judge(const error_code& error) {
-  read_error_ = error;
-  const bool is_fault_of_request = error.category() == http::make_error_code(http::error::bad_target).category() &&
-                                   error != http::error::end_of_stream && error != http::error::partial_message;
-  return is_fault_of_request ? Arrival::broken : Arrival::closed;
-}
-
-Async<bool> HttpConnection::answer(const Parser& parser) {
-  const auto& message = parser.get();
-  auto target = parse_target(message.target());
-  if (!target) {
-    co_await refuse(400, "Invalid address");
-    co_return false;
-  }
-  Request request{.method = std::string(message.method_string()),
-                  .target = std::move(*target),
-                  .host = header(message, http::field::host),
-                  .origin = header(message, http::field::origin),
-                  .range = header(message, http::field::range),
-                  .body = message.body(),
-                  .client_address = remote_address()};
-  if (request.host.empty()) request.host = local_authority();
+// False when the connection ends with this request.
+Async<bool> HttpConnection::serve_request() {
+  Parser parser;
+  const bool has_head = co_await read_head(parser);
+  if (!has_head) co_return false;
+  Request request = make_request(parser.get());
+  const std::uint64_t announced = parser.content_length().value_or(0);
+  const BodyReservation reservation(service_, parser.chunked() ? service_->limits.body_bytes : announced);
+  const bool has_body = co_await read_body(parser);
+  if (!has_body) co_return false;
+  request.body = std::move(parser.get().body());
   deadline_.reset();
   busy_ = true;
-  Response response = co_await handler_(request);
+  Response response = co_await service_->handler(request);
   // HTTP/1.0 clients are few and would have to be told that the connection stays.
-  const bool keep_alive = message.keep_alive() && message.version() == 11 && !finishing_;
-  const bool sent = co_await send(std::move(response), request.method, keep_alive);
+  const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_;
+  const bool sent = co_await send(std::move(response), request.method != "HEAD", keep_alive);
   busy_ = false;
   co_return sent&& keep_alive && !finishing_;
 }
 
-// The rest of what the client sends is not read as a request any more.
-Async<> HttpConnection::refuse(int status, std::string message) {
-  const bool sent = co_await send(error_response(status, message), "GET", false);
-  if (sent) co_await linger();
+Async<bool> HttpConnection::read_head(Parser& parser) {
+  parser.header_limit(static_cast<std::uint32_t>(service_->limits.header_bytes));
+  parser.body_limit(service_->limits.body_bytes);
+  if (buffer_.size() == 0) {
+    // The time for a request starts with its first byte.
+    deadline_ = now() + service_->limits.idle;
+    const auto [error] = co_await asio_wait<error_code>(
+        [this](auto handler) { socket_.async_wait(asio::ip::tcp::socket::wait_read, std::move(handler)); });
+    if (error) co_return false;
+  }
+  deadline_ = now() + service_->limits.read;
+  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
+      [&](auto handler) { http::async_read_header(socket_, buffer_, parser, std::move(handler)); });
+  co_return succeeded(error);
 }
 
-Async<bool> HttpConnection::send(Response response, std::string_view method, bool keep_alive) {
-  std::string bytes = response_head(response, keep_alive);
-  if (method == "HEAD") {
+Async<bool> HttpConnection::read_body(Parser& parser) {
+  if (parser.is_done()) co_return true;
+  if (expects_continue(parser.get())) {
+    const bool asked = co_await write("HTTP/1.1 100 Continue\r\n\r\n");
+    if (!asked) co_return false;
+  }
+  deadline_ = now() + service_->limits.read;
+  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
+      [&](auto handler) { http::async_read(socket_, buffer_, parser, std::move(handler)); });
+  co_return succeeded(error);
+}
+
+// The request without its body. Throws `HttpError` with 400 for one that HTTP does not allow.
+Request HttpConnection::make_request(const Parser::value_type& message) const {
+  auto target = parse_target(message.target());
+  if (!target) throw HttpError(400, "Invalid request target");
+  const std::size_t hosts = message.count(http::field::host);
+  if (hosts > 1 || (hosts == 0 && message.version() >= 11)) throw HttpError(400, "One Host header is needed");
+  std::string host(message[http::field::host]);
+  if (!host.empty() && !is_authority(host)) throw HttpError(400, "Invalid Host header");
+  // The host of a target in absolute form counts, whatever the header says.
+  if (!target->host.empty()) host = target->host;
+  return {.method = std::string(message.method_string()),
+          .target = std::move(*target),
+          .host = host.empty() ? local_authority() : std::move(host),
+          .origin = std::string(message[http::field::origin]),
+          .range = std::string(message[http::field::range]),
+          .body = {},
+          .client_address = remote_address()};
+}
+
+// What else the client sends is not read as a request.
+Async<> HttpConnection::refuse(int status, std::string message) {
+  Response response = error_response(status, message);
+  if (status == 503) response.headers.emplace_back("Retry-After", "5");
+  const bool sent = co_await send(std::move(response), true, false);
+  if (sent) co_await drain();
+}
+
+Async<bool> HttpConnection::send(Response response, bool with_body, bool keep_alive) {
+  std::string bytes = format_head(response, keep_alive);
+  if (!with_body) {
     response.file.reset();
     response.body.clear();
   }
   // One packet for most answers; a large body is not copied.
-  if (response.body.size() <= most_joined_bytes) bytes += std::exchange(response.body, {});
+  if (response.body.size() <= max_joined_bytes) bytes += std::exchange(response.body, {});
   const bool begun = co_await write(std::move(bytes));
   if (!begun) co_return false;
   if (response.file) co_return co_await send_file(std::move(*response.file));
@@ -163,7 +196,7 @@ Async<bool> HttpConnection::send(Response response, std::string_view method, boo
 
 Async<bool> HttpConnection::send_file(FilePart file) {
   while (file.size > 0) {
-    std::string chunk(std::min<std::uint64_t>(file.size, limits_.chunk_bytes), '\0');
+    std::string chunk(std::min<std::uint64_t>(file.size, service_->limits.chunk_bytes), '\0');
     const ssize_t size = ::pread(file.file.get(), chunk.data(), chunk.size(), static_cast<off_t>(file.offset));
     // A file that became shorter: only the end of the connection can tell the client now.
     if (size <= 0) co_return false;
@@ -179,8 +212,8 @@ Async<bool> HttpConnection::send_file(FilePart file) {
 Async<bool> HttpConnection::write(std::string bytes) {
   std::string_view rest = bytes;
   while (!rest.empty()) {
-    const std::string_view chunk = rest.substr(0, limits_.chunk_bytes);
-    deadline_ = now() + limits_.write;
+    const std::string_view chunk = rest.substr(0, service_->limits.chunk_bytes);
+    deadline_ = now() + service_->limits.write;
     const auto [error, size] = co_await asio_wait<error_code, std::size_t>([&](auto handler) {
       asio::async_write(socket_, asio::buffer(chunk.data(), chunk.size()), std::move(handler));
     });
@@ -190,15 +223,15 @@ Async<bool> HttpConnection::write(std::string bytes) {
   co_return true;
 }
 
-// Closing with unread bytes would reset the connection, and the client could lose the answer. Read until it has gone.
-Async<> HttpConnection::linger() {
+// Closing with unread bytes would reset the connection, and the client could lose the answer. What comes is dropped.
+Async<> HttpConnection::drain() {
+  static std::array<char, 64 * 1024> dropped;
   error_code ignored;
   socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-  deadline_ = now() + longest_linger;
-  std::string sink(64 * 1024, '\0');
-  for (int i = 0; i < most_lingering_reads; ++i) {
+  deadline_ = now() + max_drain_time;
+  for (int i = 0; i < max_drain_reads; ++i) {
     const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-        [&](auto handler) { socket_.async_read_some(asio::buffer(sink), std::move(handler)); });
+        [&](auto handler) { socket_.async_read_some(asio::buffer(dropped), std::move(handler)); });
     if (error) co_return;
   }
 }

@@ -4,64 +4,54 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "backend/platform/async.h"
 #include "backend/platform/clock.h"
 #include "backend/platform/task.h"
-#include "backend/web/http_limits.h"
-#include "backend/web/request.h"
-#include "backend/web/response.h"
+#include "backend/web/http_service.h"
 
 namespace weir {
 
-/// Answers a request; it must not fail. The request outlives the call.
-using HttpHandler = std::function<Async<Response>(const Request&)>;
-
-/// One client's connection: its requests are read, answered one after the other, and then the next. Shared by the
-/// server and the connection's task.
+/// One client's connection: reads a request, answers it, then reads the next. Shared by the server and the
+/// connection's task.
 class HttpConnection {
  public:
-  HttpConnection(boost::asio::ip::tcp::socket socket, HttpHandler handler, const HttpLimits& limits);
+  HttpConnection(boost::asio::ip::tcp::socket socket, std::shared_ptr<HttpService> service);
 
   /// The body of the connection's task.
   static Async<> serve(std::shared_ptr<HttpConnection> self);
-  /// Ends the task soon, in whatever it is.
+  /// Cancels the task wherever it waits.
   void abort();
   /// Ends the task after the answer that it is working on; at once when there is none.
   void finish();
-  /// Whether the client has taken longer than it may.
+  /// Whether the client has exceeded a time limit.
   bool late() const { return deadline_ && now() > *deadline_; }
 
   Task task;
 
  private:
   using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
-  enum class Arrival { complete, broken, closed };
 
   Async<> serve_requests();
-  Async<Arrival> read_request(Parser& parser);
-  Async<Arrival> read_body(Parser& parser);
-  Async<bool> answer(const Parser& parser);
+  Async<bool> serve_request();
+  Async<bool> read_head(Parser& parser);
+  Async<bool> read_body(Parser& parser);
+  Request make_request(const Parser::value_type& message) const;
   Async<> refuse(int status, std::string message);
-  Async<bool> send(Response response, std::string_view method, bool keep_alive);
+  Async<bool> send(Response response, bool with_body, bool keep_alive);
   Async<bool> send_file(FilePart file);
   Async<bool> write(std::string bytes);
-  Async<> linger();
-  Arrival judge(const boost::system::error_code& error);
+  Async<> drain();
   std::string remote_address() const;
   std::string local_authority() const;
 
   boost::asio::ip::tcp::socket socket_;
   boost::beast::flat_buffer buffer_;
-  HttpHandler handler_;
-  HttpLimits limits_;
+  std::shared_ptr<HttpService> service_;
   std::optional<TimePoint> deadline_;
-  boost::system::error_code read_error_;
   bool busy_ = false;
   bool finishing_ = false;
 };

@@ -1,6 +1,7 @@
 #include "backend/web/http_server.h"
 
 #include <fmt/core.h>
+#include <malloc.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -29,11 +30,18 @@ void check(const error_code& error, const std::string& what) {
   if (error) throw std::system_error(std::error_code(error), what);
 }
 
+// Freed bodies lie between other allocations: the allocator keeps them until it is told to trim.
+void return_freed_memory(HttpService& service) {
+  constexpr std::size_t max_kept = 8 << 20;
+  if (service.peak_body_bytes - service.reserved_body_bytes <= max_kept) return;
+  service.peak_body_bytes = service.reserved_body_bytes;
+  ::malloc_trim(max_kept);
+}
+
 }  // namespace
 
 struct HttpServer::State {
-  HttpHandler handler;
-  HttpLimits limits;
+  std::shared_ptr<HttpService> service;
   tcp::acceptor acceptor{Loop::current().context()};
   std::vector<std::shared_ptr<HttpConnection>> connections;
 
@@ -42,9 +50,9 @@ struct HttpServer::State {
   }
 
   void add(tcp::socket socket) {
-    if (connections.size() >= limits.connections) forget_ended();
-    if (connections.size() >= limits.connections) return refuse(socket);
-    const auto connection = std::make_shared<HttpConnection>(std::move(socket), handler, limits);
+    if (connections.size() >= service->limits.connections) forget_ended();
+    if (connections.size() >= service->limits.connections) return refuse(socket);
+    const auto connection = std::make_shared<HttpConnection>(std::move(socket), service);
     connections.push_back(connection);
     connection->task = spawn("http connection", HttpConnection::serve(connection));
   }
@@ -58,9 +66,8 @@ struct HttpServer::State {
 };
 
 HttpServer::HttpServer(HttpHandler handler, HttpLimits limits)
-    : state_(std::make_unique<State>(std::move(handler), limits)) {}
+    : state_(std::make_shared<State>(std::make_shared<HttpService>(std::move(handler), limits))) {}
 
-// The tasks hold their connections but refer to the state; they go with the loop, which doesn't run any more by then.
 HttpServer::~HttpServer() {
   acceptor_.kill();
   sweeper_.kill();
@@ -86,31 +93,32 @@ void HttpServer::listen(const std::string& address, int port) {
 int HttpServer::port() const { return state_->acceptor.local_endpoint().port(); }
 
 void HttpServer::start() {
-  acceptor_ = spawn("http acceptor", accept(*state_));
-  sweeper_ = spawn("http sweeper", end_late_connections(*state_));
+  acceptor_ = spawn("http acceptor", accept(state_));
+  sweeper_ = spawn("http sweeper", end_late_connections(state_));
 }
 
-Async<> HttpServer::accept(State& state) {
+Async<> HttpServer::accept(std::shared_ptr<State> state) {
   for (;;) {
     auto [error, socket] = co_await asio_wait<error_code, tcp::socket>(
-        [&](auto handler) { state.acceptor.async_accept(std::move(handler)); });
+        [&](auto handler) { state->acceptor.async_accept(std::move(handler)); });
     if (!error) {
-      state.add(std::move(socket));
+      state->add(std::move(socket));
       continue;
     }
-    // Mostly that no descriptor is left, which passes.
-    log(LogLevel::warning, "Web", fmt::format("A connection was not accepted: {}", error.message()));
+    // Usually no descriptor is left, which passes.
+    log(LogLevel::warning, "Web", fmt::format("Cannot accept a connection: {}", error.message()));
     co_await sleep(std::chrono::seconds(1));
   }
 }
 
 // One look a second at all connections costs less than a timer for each of their waits.
-Async<> HttpServer::end_late_connections(State& state) {
+Async<> HttpServer::end_late_connections(std::shared_ptr<State> state) {
   for (;;) {
     co_await sleep_to_next(std::chrono::seconds(1));
-    state.forget_ended();
-    for (const auto& connection : state.connections)
+    state->forget_ended();
+    for (const auto& connection : state->connections)
       if (connection->late()) connection->abort();
+    return_freed_memory(*state->service);
   }
 }
 
@@ -122,9 +130,10 @@ Async<> HttpServer::stop(std::chrono::milliseconds grace) {
   const TimePoint end = now() + grace;
   while (state_->forget_ended(), !state_->connections.empty() && now() < end)
     co_await sleep(std::chrono::milliseconds(20));
+  // From here on nothing else changes the list.
+  co_await sweeper_.kill_and_wait();
   for (const auto& connection : state_->connections) connection->abort();
   for (const auto& connection : state_->connections) co_await connection->task.wait();
-  co_await sweeper_.kill_and_wait();
   state_->connections.clear();
 }
 

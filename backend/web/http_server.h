@@ -6,11 +6,7 @@
 
 #include "backend/platform/async.h"
 #include "backend/platform/task.h"
-#include "backend/web/http_limits.h"
-#include "backend/web/request.h"
-#include "backend/web/response.h"
-
-#include <functional>
+#include "backend/web/http_service.h"
 
 namespace weir {
 
@@ -18,7 +14,7 @@ namespace weir {
 class HttpServer {
  public:
   /// The handler must not fail and outlives the server.
-  explicit HttpServer(std::function<Async<Response>(const Request&)> handler, HttpLimits limits = {});
+  explicit HttpServer(HttpHandler handler, HttpLimits limits = {});
   ~HttpServer();
 
   /// Takes the port, 0 for a free one; clients wait from now on. Throws `std::system_error`.
@@ -33,10 +29,10 @@ class HttpServer {
  private:
   struct State;
 
-  static Async<> accept(State& state);
-  static Async<> end_late_connections(State& state);
+  static Async<> accept(std::shared_ptr<State> state);
+  static Async<> end_late_connections(std::shared_ptr<State> state);
 
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;  ///< shared with the two tasks
   Task acceptor_;
   Task sweeper_;
 };

@@ -64,6 +64,7 @@ class HttpServerTest : public testing::Test {
  protected:
   HttpServerTest() {
     limits_.connections = 3;
+    limits_.total_body_bytes = 2 * limits_.body_bytes;
     server_ = std::make_unique<HttpServer>(answer, limits_);
     server_->listen("127.0.0.1", 0);
     server_->start();
@@ -98,31 +99,38 @@ TEST_F(HttpServerTest, AnswersRequestAfterRequestOnOneConnection) {
   EXPECT_TRUE(receives(client, "POST b h:1 xyz")) << client.read();
   EXPECT_EQ(count(client.read(), "GET a h:1 "), 1U);
   EXPECT_FALSE(client.closed());
-  client.send("GET /c HTTP/1.1\r\nConnection: close\r\n\r\n");
-  EXPECT_TRUE(receives(client, "GET c 127.0.0.1:" + std::to_string(port())));
+  client.send("GET http://other:2/c HTTP/1.1\r\nHost: h:1\r\n\r\n");
+  EXPECT_TRUE(receives(client, "GET c other:2 "));
+  client.send("GET /d HTTP/1.0\r\n\r\n");
+  EXPECT_TRUE(receives(client, "GET d 127.0.0.1:" + std::to_string(port())));
   EXPECT_TRUE(ends(client));
 }
 
-TEST_F(HttpServerTest, ABodyIsAskedForWhereTheClientWaits) {
+TEST_F(HttpServerTest, SendsContinueWhereTheClientWaitsForIt) {
   Client client(port());
-  client.send("POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+  client.send("POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-Continue\r\n\r\n");
   EXPECT_TRUE(receives(client, "HTTP/1.1 100 Continue\r\n\r\n"));
   client.send("ok");
   EXPECT_TRUE(receives(client, "POST b h ok"));
 }
 
-TEST_F(HttpServerTest, RefusesWhatItCannotTake) {
+TEST_F(HttpServerTest, RefusesInvalidAndOversizedRequests) {
   const struct {
     std::string request;
     const char* status;
   } cases[] = {
       {"nonsense\r\n\r\n", "400"},
-      {"GET /../x HTTP/1.1\r\n\r\n", "400"},
-      {"GET /%00 HTTP/1.1\r\n\r\n", "400"},
-      {"GET /a HTTP/1.1\r\nContent-Length: -1\r\n\r\n", "400"},
-      {"GET /a HTTP/1.1\r\nX: " + std::string(limits_.header_bytes, 'x') + "\r\n\r\n", "431"},
-      {"POST /a HTTP/1.1\r\nContent-Length: 1048577\r\n\r\n", "413"},
-      {"POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n200000\r\n" + std::string(1 << 21, 'x'), "413"},
+      {"GET /a HTTP/1.1\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nHost: h\r\nHost: h\r\n\r\n", "400"},
+      {"GET /a HTTP/1.0\r\nHost: h\r\nHost: i\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nHost: a/b\r\n\r\n", "400"},
+      {"GET /../x HTTP/1.1\r\nHost: h\r\n\r\n", "400"},
+      {"GET /%00 HTTP/1.1\r\nHost: h\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nHost: h\r\nContent-Length: -1\r\n\r\n", "400"},
+      {"GET /a HTTP/1.1\r\nHost: h\r\nX: " + std::string(limits_.header_bytes, 'x') + "\r\n\r\n", "431"},
+      {"POST /a HTTP/1.1\r\nHost: h\r\nContent-Length: 1048577\r\n\r\n", "413"},
+      {"POST /a HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n200000\r\n" + std::string(1 << 21, 'x'),
+       "413"},
   };
   for (const auto& c : cases) {
     Client client(port());
@@ -131,7 +139,7 @@ TEST_F(HttpServerTest, RefusesWhatItCannotTake) {
   }
 }
 
-TEST_F(HttpServerTest, ASilentClientIsLetGo) {
+TEST_F(HttpServerTest, DisconnectsSilentClients) {
   Client idle(port());
   Client unfinished(port());
   unfinished.send("GET /a HTTP/1.1\r\nHos");
@@ -147,7 +155,7 @@ TEST_F(HttpServerTest, ASilentClientIsLetGo) {
   EXPECT_TRUE(ends(idle));
 }
 
-TEST_F(HttpServerTest, MoreConnectionsThanTheLimitAreTurnedAway) {
+TEST_F(HttpServerTest, RefusesConnectionsBeyondTheLimit) {
   std::vector<std::unique_ptr<Client>> clients;
   for (int i = 0; i < 4; ++i) clients.push_back(std::make_unique<Client>(port()));
   EXPECT_TRUE(receives(*clients[3], "HTTP/1.1 503"));
@@ -158,7 +166,30 @@ TEST_F(HttpServerTest, MoreConnectionsThanTheLimitAreTurnedAway) {
   EXPECT_TRUE(receives(next, "GET a h"));
 }
 
-TEST_F(HttpServerTest, StoppingLetsTheAnswerUnderWayEnd) {
+TEST_F(HttpServerTest, BoundsTheSumOfBodiesAndRefusesTheNewest) {
+  const std::string head = "POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 1000000\r\n\r\n";
+  const std::string chunked = "POST /b HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
+  Client first(port());
+  first.send(head);
+  auto second = std::make_unique<Client>(port());
+  second->send(chunked);
+  let_server_read();
+  for (const std::string& request : {head, chunked}) {
+    Client third(port());
+    third.send(request);
+    EXPECT_TRUE(receives(third, "HTTP/1.1 503"));
+    EXPECT_TRUE(ends(third));
+  }
+  second.reset();
+  let_server_read();
+  Client fourth(port());
+  fourth.send(chunked + "2\r\nok\r\n0\r\n\r\n");
+  EXPECT_TRUE(receives(fourth, "POST b h ok")) << fourth.read();
+  first.send(std::string(1000000, 'x'));
+  EXPECT_TRUE(receives(first, "POST b h xxx"));
+}
+
+TEST_F(HttpServerTest, StopWaitsForAnswersInProgress) {
   const int taken = port();
   Client idle(port());
   Client busy(port());

@@ -29,6 +29,9 @@ struct Response {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
+/// The status line and the headers, up to and with the empty line.
+std::string format_head(const Response& response, bool keep_alive);
+
 /// A request that can't be answered as it asks; the router makes an error response of it.
 class HttpError : public std::runtime_error {
  public:

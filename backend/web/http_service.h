@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+
+#include "backend/platform/async.h"
+#include "backend/web/request.h"
+#include "backend/web/response.h"
+
+namespace weir {
+
+/// Answers a request; it must not fail. The request outlives the call.
+using HttpHandler = std::function<Async<Response>(const Request&)>;
+
+/// What clients can ask of the server's memory and time.
+struct HttpLimits {
+  std::size_t header_bytes = 16 * 1024;
+  std::size_t body_bytes = 1 << 20;
+  std::size_t total_body_bytes = 64 << 20;  ///< of all requests that are being read or answered
+  std::size_t connections = 1024;
+  std::chrono::seconds idle{60};   ///< without a request
+  std::chrono::seconds read{30};   ///< for a request to arrive whole, from its first byte on
+  std::chrono::seconds write{30};  ///< for each `chunk_bytes` of an answer to be taken
+  std::size_t chunk_bytes = 256 * 1024;
+};
+
+/// What the connections of one server share.
+struct HttpService {
+  HttpHandler handler;
+  HttpLimits limits;
+  std::size_t reserved_body_bytes = 0;
+  std::size_t peak_body_bytes = 0;  ///< since freed memory was last given back to the system
+};
+
+}  // namespace weir
