@@ -1,6 +1,5 @@
 #include <fmt/core.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,13 +17,11 @@
 #include "weir/memory.h"
 #include "weir/server.h"
 
-extern char** environ;
-
 namespace weir {
 
 namespace {
 
-// The server starts all the same: its streams say what they lack, and run once it is there.
+// The server starts all the same: a program that is installed later is found by the next launch.
 void warn_of_missing_program(const std::string& name, const std::string& program) {
   if (!find_program(program))
     log(LogLevel::warning, "Weir", fmt::format("{} can't be run; streams need it (--{})", program, name));
@@ -38,12 +35,17 @@ void apply(const ServerSettings& settings) {
   Config::PROBE_TIMEOUT = settings.probe_timeout;
   warn_of_missing_program("ffmpeg", settings.ffmpeg);
   warn_of_missing_program("ffprobe", settings.ffprobe);
+  for (const std::string& hardware : settings.hardware)
+    Config::VERSION += (Config::VERSION.find('+') == std::string::npos ? '+' : '.') + hardware;
+  log(LogLevel::info, "Weir", "Weir " + Config::VERSION);
 }
 
 int serve(const ServerSettings& settings) {
   keep_freed_memory();
-  // A log that nobody reads any more is no reason to end.
+  // Survive a closed stderr.
   ::signal(SIGPIPE, SIG_IGN);
+  // Some launchers ignore it, which is inherited: the exit status of a child would be lost.
+  ::signal(SIGCHLD, SIG_DFL);
   apply(settings);
   const DataDirectory data(settings.data);
   data.apply();
@@ -53,14 +55,8 @@ int serve(const ServerSettings& settings) {
   return server.run();
 }
 
-std::vector<std::string> environment_texts() {
-  std::vector<std::string> texts;
-  for (char** variable = environ; *variable; ++variable) texts.emplace_back(*variable);
-  return texts;
-}
-
 int run(const std::vector<std::string>& arguments) {
-  const Invocation invocation = read_settings(arguments, environment_texts());
+  const Invocation invocation = read_settings(arguments, ::getenv);
   if (invocation.serve) return serve(*invocation.serve);
   fmt::print("{}", invocation.output);
   return EXIT_SUCCESS;

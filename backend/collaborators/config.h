@@ -16,8 +16,9 @@ struct Config {
   static inline double STREAM_SPEED_MIN = 0.9;
   static inline double STREAM_SPEED_MAX = 1.2;
 
-  /// The build's version. "qsv" or "nvenc" in it change the transcoders' environment.
-  static inline std::string VERSION = "0.1.0";
+  /// The version, with the hardware that the server was started for: "0.2.0+nvenc". "qsv" or "nvenc" in it change the
+  /// transcoders' environment.
+  static std::string VERSION;
 
   /// The transcoder and the probe: names looked up in PATH, or paths.
   static inline std::string FFMPEG = "ffmpeg";

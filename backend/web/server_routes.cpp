@@ -3,27 +3,29 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/base/text.h"
+#include "backend/collaborators/config.h"
 #include "backend/web/masked_value.h"
 
 namespace weir {
 
 void ServerRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
-  router.add("GET", "/healthz", [this](const Request&, Parameters) { return live(); });
-  router.add("GET", "/readyz", [this](const Request&, Parameters) { return readiness(); });
-  router.add("GET", "/api/probe", [this](const Request& r, Parameters) { return probe(r); });
+  const auto now = [](Response response) -> Async<Response> { co_return response; };
+  router.add("GET", "/healthz", [=](const Request&, Parameters) { return now(ok_response()); });
+  router.add("GET", "/readyz", [=, this](const Request&, Parameters) { return now(readiness()); });
+  router.add("GET", "/api/version",
+             [=](const Request&, Parameters) { return now(json_response({{"version", Config::VERSION}})); });
+  router.add("GET", "/api/probe",
+             [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); });
 }
 
-Async<Response> ServerRoutes::live() { co_return ok_response(); }
-
-Async<Response> ServerRoutes::readiness() {
-  co_return ready_ ? ok_response() : error_response(503, "The streams are not loaded");
+Response ServerRoutes::readiness() const {
+  return ready_ ? ok_response() : error_response(503, "The streams are not loaded");
 }
 
-Async<Response> ServerRoutes::probe(const Request& request) {
-  const std::string url(trim(request.query("url")));
+Async<Response> ServerRoutes::probe(std::string url) {
   if (url.empty()) throw HttpError(400, "\"url\" is needed");
-  // Each one is a process of its own.
+  // Each probe is a process.
   const auto permit = co_await probes_.acquire();
   try {
     Value found = co_await probe_(url);

@@ -9,28 +9,27 @@
 
 namespace weir {
 
-/// What is there at the address of an input. Throws an ordinary failure with the reason when there is nothing.
+/// What an input holds. Throws an ordinary failure with the reason when it can't be read.
 using ProbeFunction = std::function<Async<Value>(std::string url)>;
 
-/// /healthz, /readyz and /api/probe: the server itself.
+/// /healthz, /readyz, /api/version and /api/probe: the server itself.
 class ServerRoutes {
  public:
   explicit ServerRoutes(ProbeFunction probe) : probe_(std::move(probe)) {}
   void add_to(Router& router);
 
-  /// Whether the streams are loaded and the server does not end yet. False at first.
+  /// Whether the streams are loaded and the server is not ending. False at first.
   void set_ready(bool ready) noexcept { ready_ = ready; }
   bool ready() const noexcept { return ready_; }
 
  private:
-  static constexpr int most_probes = 4;
+  static constexpr int max_probes = 4;
 
-  Async<Response> live();
-  Async<Response> readiness();
-  Async<Response> probe(const Request& request);
+  Response readiness() const;
+  Async<Response> probe(std::string url);
 
   ProbeFunction probe_;
-  Semaphore probes_{most_probes};
+  Semaphore probes_{max_probes};
   bool ready_ = false;
 };
 

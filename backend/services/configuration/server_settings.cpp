@@ -1,105 +1,188 @@
 #include "backend/services/configuration/server_settings.h"
 
+#include <arpa/inet.h>
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <boost/algorithm/string.hpp>
+#include <cmath>
 #include <map>
 #include <sstream>
 
+#include "backend/base/numbers.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/files.h"
-#include "backend/services/configuration/setting_table.h"
 
 namespace weir {
 
 namespace {
 
-constexpr std::size_t longest_configuration = 1 << 16;
-constexpr std::string_view config_variable = "WEIR_CONFIG";
+constexpr std::size_t max_configuration_bytes = 1 << 16;
 
-using Variables = std::map<std::string, std::string, std::less<>>;
+using Texts = std::vector<std::string>;
 
-Variables parse_environment(const std::vector<std::string>& environment) {
-  Variables result;
-  for (const std::string& text : environment) {
-    const std::size_t separator = text.find('=');
-    if (separator != std::string::npos) result.emplace(text.substr(0, separator), text.substr(separator + 1));
-  }
-  return result;
+// --- conversions: each throws `std::invalid_argument` with what the value is not ---
+
+std::string to_text(const std::string& value) {
+  if (value.empty()) throw std::invalid_argument("must not be empty");
+  return value;
 }
 
-/// The command line: what to do, and the settings that it names.
-class CommandLine {
- public:
-  CommandLine() {
-    app_.set_help_flag();
-    app_.set_help_all_flag("-h,--help", "print this help");
-    app_.set_version_flag("--version", "weir " + Config::VERSION);
-    app_.require_subcommand(1);
-    serve_ = app_.add_subcommand("serve", "run the server");
-    config_ =
-        serve_->add_option("--config", "configuration file: lines of NAME = VALUE, the names as here (WEIR_CONFIG)");
-    config_->type_name("FILE")->expected(1);
-    for (const Setting& setting : setting_table()) add(setting);
-    app_.footer(
-        "A setting may also stand in the environment (its name is given in brackets) or in the configuration\n"
-        "file. The command line goes before the environment, which goes before the file.");
+int to_port(const std::string& value) {
+  const auto port = parse_integer(value);
+  if (!port || *port < 0 || *port > 65535) throw std::invalid_argument("is not a port (0 to 65535)");
+  return static_cast<int>(*port);
+}
+
+double to_seconds(const std::string& value) {
+  const auto seconds = parse_float(value);
+  if (!seconds || !std::isfinite(*seconds) || *seconds <= 0)
+    throw std::invalid_argument("is not a number of seconds above 0");
+  return *seconds;
+}
+
+bool to_switch(const std::string& value) {
+  if (value == "true" || value == "1" || value == "yes" || value == "on") return true;
+  if (value == "false" || value == "0" || value == "no" || value == "off") return false;
+  throw std::invalid_argument("is not true or false");
+}
+
+LogLevel to_log_level(const std::string& value) {
+  static const std::map<std::string, LogLevel> levels{
+      {"debug", LogLevel::debug}, {"info", LogLevel::info}, {"warning", LogLevel::warning}, {"error", LogLevel::error}};
+  const auto level = levels.find(value);
+  if (level == levels.end()) throw std::invalid_argument("is not debug, info, warning or error");
+  return level->second;
+}
+
+std::string to_hardware(const std::string& value) {
+  if (value != "nvenc" && value != "qsv") throw std::invalid_argument("is not nvenc or qsv");
+  return value;
+}
+
+bool is_loopback(const std::string& address) {
+  in_addr v4{};
+  in6_addr v6{};
+  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
+  return ::inet_pton(AF_INET6, address.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+}
+
+std::string to_bind_address(const std::string& value) {
+  const std::string address = value == "localhost" ? "127.0.0.1" : value;
+  if (!is_loopback(address))
+    throw std::invalid_argument(
+        "is not a loopback address (127.0.0.1 or ::1); the server has no authentication: whoever reaches it controls "
+        "it");
+  return address;
+}
+
+// --- the table ---
+
+/// A setting: "probe-timeout" is --probe-timeout on the command line, WEIR_PROBE_TIMEOUT in the environment and
+/// "probe-timeout = …" in the configuration file.
+struct Setting {
+  std::string name;
+  std::string value_name;  ///< as the help shows it; empty for a switch
+  std::string description;
+  /// Stores the values that one source gives, at least one. Throws `std::invalid_argument` as the conversions.
+  std::function<void(ServerSettings&, const Texts&)> set;
+
+  std::string variable() const {
+    return "WEIR_" + boost::to_upper_copy(boost::replace_all_copy(name, "-", "_"), std::locale::classic());
   }
-
-  /// Returns what is to be printed instead of running the server; empty when it is to run.
-  std::string parse(std::vector<std::string> arguments) {
-    std::reverse(arguments.begin(), arguments.end());
-    try {
-      app_.parse(std::move(arguments));
-    } catch (const CLI::Success& asked) {
-      return answer(asked);
-    } catch (const CLI::Error& error) {
-      throw SettingsError(fmt::format("{} (see weir --help)", error.what()));
-    }
-    return {};
-  }
-
-  std::string config_file() const { return config_->empty() ? std::string() : config_->results().front(); }
-
-  void apply(ServerSettings& settings) const {
-    for (const Setting& setting : setting_table()) {
-      const CLI::Option* option = options_.at(setting.name);
-      if (!option->empty()) apply_setting(settings, setting, option->results().back(), "--" + setting.name);
-    }
-  }
-
- private:
-  void add(const Setting& setting) {
-    const std::string description = fmt::format("{} [{}]", setting.description, setting.environment_name());
-    CLI::Option* option = setting.value_name.empty() ? serve_->add_flag("--" + setting.name, description)
-                                                     : serve_->add_option("--" + setting.name, description);
-    if (!setting.value_name.empty()) option->type_name(setting.value_name)->expected(1);
-    option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    options_[setting.name] = option;
-  }
-
-  std::string answer(const CLI::Success& asked) {
-    std::ostringstream text;
-    app_.exit(asked, text, text);
-    return text.str();
-  }
-
-  CLI::App app_{"Weir, a live transcoding server", "weir"};
-  CLI::App* serve_ = nullptr;
-  CLI::Option* config_ = nullptr;
-  std::map<std::string, CLI::Option*> options_;
 };
 
-const Setting* find_setting(const std::string& name) {
-  const auto& table = setting_table();
-  const auto found = std::find_if(table.begin(), table.end(), [&](const Setting& s) { return s.name == name; });
-  return found == table.end() ? nullptr : &*found;
+/// The last value counts.
+template <class Member, class Convert>
+auto one(Member ServerSettings::* member, Convert convert) {
+  return [=](ServerSettings& settings, const Texts& values) { settings.*member = convert(values.back()); };
+}
+
+/// All values count; each may hold several, separated by `separator`.
+template <class Convert>
+auto list(Texts ServerSettings::* member, char separator, Convert convert) {
+  return [=](ServerSettings& settings, const Texts& values) {
+    (settings.*member).clear();
+    for (const std::string& value : values) {
+      Texts parts;
+      boost::split(parts, value, [=](char c) { return c == separator; });
+      for (const std::string& part : parts) (settings.*member).push_back(convert(part));
+    }
+  };
+}
+
+const std::vector<Setting>& setting_table() {
+  using S = ServerSettings;
+  const auto as_given = [](const std::string& value) { return value; };
+  static const std::vector<Setting> table{
+      {"data", "DIR", "data directory: streams/ hls/ mmcb/ profiles/ uploads/ (default ./weir-data)",
+       one(&S::data, to_text)},
+      {"bind", "ADDR", "address to listen on; a loopback address (default 127.0.0.1)", one(&S::bind, to_bind_address)},
+      {"port", "N", "port to listen on; 0 takes a free one (default 8080)", one(&S::port, to_port)},
+      {"ffmpeg", "PATH", "the transcoder program (default: ffmpeg, found on PATH)", one(&S::ffmpeg, to_text)},
+      {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_text)},
+      {"probe-timeout", "SECONDS", "time after which the probe of an input gives up (default 10)",
+       one(&S::probe_timeout, to_seconds)},
+      {"hardware", "LIST", "nvenc, qsv or both, separated by a comma: prepare the transcoders' environment for them",
+       list(&S::hardware, ',', to_hardware)},
+      {"gpu-patch-library", "PATH", "library preloaded into the transcoders with --hardware nvenc (default: none)",
+       one(&S::gpu_patch_library, as_given)},
+      {"log-level", "L", "debug, info, warning or error (default info)", one(&S::log_level, to_log_level)},
+      {"no-assertions", "", "skip the internal assertion checks",
+       one(&S::assertions, [](const std::string& value) { return !to_switch(value); })},
+  };
+  return table;
+}
+
+void apply_setting(ServerSettings& settings, const Setting& setting, const Texts& values, std::string_view source) {
+  try {
+    setting.set(settings, values);
+  } catch (const std::invalid_argument& failure) {
+    throw SettingsError(fmt::format("{}: \"{}\" {}", source, boost::join(values, " "), failure.what()));
+  }
+}
+
+// --- the sources ---
+
+void add_options(CLI::App& app) {
+  app.set_help_flag();
+  app.set_help_all_flag("-h,--help", "print this help");
+  app.set_version_flag("--version", "weir " + Config::VERSION);
+  app.require_subcommand(1);
+  CLI::App& serve = *app.add_subcommand("serve", "run the server");
+  serve.add_option("--config", "configuration file: lines of NAME = VALUE, the names as here [WEIR_CONFIG]")
+      ->type_name("FILE");
+  for (const Setting& setting : setting_table()) {
+    const std::string description = fmt::format("{} [{}]", setting.description, setting.variable());
+    CLI::Option& option = setting.value_name.empty() ? *serve.add_flag("--" + setting.name, description)
+                                                     : *serve.add_option("--" + setting.name, description);
+    option.multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    if (!setting.value_name.empty()) option.type_name(setting.value_name)->expected(1);
+  }
+  app.footer(
+      "A setting may also be given in the environment (its name is in brackets) or in the configuration file. The\n"
+      "command line overrides the environment, which overrides the file.");
+}
+
+// Returns what is to be printed in place of running the server; empty when it is to run.
+std::string parse_command_line(CLI::App& app, Texts arguments) {
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(std::move(arguments));
+    return {};
+  } catch (const CLI::Success& asked) {
+    std::ostringstream text;
+    app.exit(asked, text, text);
+    return text.str();
+  } catch (const CLI::Error& error) {
+    throw SettingsError(fmt::format("{} (see weir --help)", error.what()));
+  }
 }
 
 std::vector<CLI::ConfigItem> parse_configuration(const std::string& path) {
   try {
-    std::istringstream text(read_file(path, longest_configuration));
+    std::istringstream text(read_file(path, max_configuration_bytes));
     return CLI::ConfigINI().from_config(text);
   } catch (const std::exception& failure) {
     throw SettingsError(fmt::format("configuration file {}: {}", path, failure.what()));
@@ -108,39 +191,47 @@ std::vector<CLI::ConfigItem> parse_configuration(const std::string& path) {
 
 void apply_configuration(ServerSettings& settings, const std::string& path) {
   for (const CLI::ConfigItem& item : parse_configuration(path)) {
-    const Setting* setting = find_setting(item.fullname());
-    if (!setting) throw SettingsError(fmt::format("configuration file {}: unknown setting {}", path, item.fullname()));
-    if (item.inputs.size() != 1)
-      throw SettingsError(fmt::format("configuration file {}: {} needs one value", path, item.fullname()));
-    apply_setting(settings, *setting, item.inputs.front(), "configuration file " + path);
+    const std::string source = fmt::format("configuration file {}: {}", path, item.fullname());
+    const auto setting = std::ranges::find(setting_table(), item.fullname(), &Setting::name);
+    if (setting == setting_table().end()) throw SettingsError(source + " is not a setting");
+    if (item.inputs.empty()) throw SettingsError(source + " needs a value");
+    apply_setting(settings, *setting, item.inputs, source);
   }
 }
 
-void apply_environment(ServerSettings& settings, const Variables& variables) {
+void apply_environment(ServerSettings& settings, const EnvironmentVariable& variable) {
+  for (const Setting& setting : setting_table())
+    if (const char* value = variable(setting.variable().c_str()))
+      apply_setting(settings, setting, {value}, setting.variable());
+}
+
+void apply_command_line(ServerSettings& settings, const CLI::App& serve) {
   for (const Setting& setting : setting_table()) {
-    const auto variable = variables.find(setting.environment_name());
-    if (variable != variables.end()) apply_setting(settings, setting, variable->second, variable->first);
+    const CLI::Option& option = *serve.get_option("--" + setting.name);
+    if (!option.empty()) apply_setting(settings, setting, option.results(), "--" + setting.name);
   }
 }
 
-std::string configuration_path(const CommandLine& command_line, const Variables& variables) {
-  const auto variable = variables.find(config_variable);
-  if (!command_line.config_file().empty() || variable == variables.end()) return command_line.config_file();
-  return variable->second;
+std::string configuration_path(const CLI::App& serve, const EnvironmentVariable& variable) {
+  const CLI::Option& option = *serve.get_option("--config");
+  if (!option.empty()) return option.as<std::string>();
+  const char* path = variable("WEIR_CONFIG");
+  return path ? path : "";
 }
 
 }  // namespace
 
-Invocation read_settings(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
-  CommandLine command_line;
-  const std::string output = command_line.parse(arguments);
+Invocation read_settings(const std::vector<std::string>& arguments, const EnvironmentVariable& variable) {
+  CLI::App app{"Weir, a live transcoding server", "weir"};
+  add_options(app);
+  const std::string output = parse_command_line(app, arguments);
   if (!output.empty()) return {std::nullopt, output};
-  const Variables variables = parse_environment(environment);
+  const CLI::App& serve = *app.get_subcommand("serve");
   ServerSettings settings;
-  const std::string path = configuration_path(command_line, variables);
+  const std::string path = configuration_path(serve, variable);
   if (!path.empty()) apply_configuration(settings, path);
-  apply_environment(settings, variables);
-  command_line.apply(settings);
+  apply_environment(settings, variable);
+  apply_command_line(settings, serve);
   return {settings, {}};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -9,21 +10,22 @@
 
 namespace weir {
 
-/// What the server is started with. Each setting is taken from the strongest source that names it: the command line,
-/// then the environment (WEIR_…), then the configuration file, then the default here.
+/// What the server is started with. Of the sources that name a setting the first counts: the command line, the
+/// environment (WEIR_…), the configuration file, the default here.
 struct ServerSettings {
-  std::string data = "./weir-data";  ///< the data directory
-  std::string bind = "127.0.0.1";    ///< the address to listen on; a loopback address
-  int port = 8080;                   ///< 0 lets the system choose a free one
-  std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
-  std::string ffprobe = "ffprobe";
-  double probe_timeout = 10;      ///< seconds
-  std::string gpu_patch_library;  ///< LD_PRELOAD of the transcoders of an "nvenc" build
+  std::string data = "./weir-data";   ///< the data directory
+  std::string bind = "127.0.0.1";     ///< the address to listen on; a loopback address
+  int port = 8080;                    ///< 0 lets the system choose a free one
+  std::string ffmpeg = "ffmpeg";      ///< looked up in PATH when it holds no slash
+  std::string ffprobe = "ffprobe";    ///< the same
+  double probe_timeout = 10;          ///< seconds
+  std::vector<std::string> hardware;  ///< "nvenc", "qsv": what the transcoders' environment is prepared for
+  std::string gpu_patch_library;      ///< LD_PRELOAD of the transcoders with "nvenc"
   LogLevel log_level = LogLevel::info;
   bool assertions = true;
 };
 
-/// A setting that cannot be used; the message names the option, its value and where it came from.
+/// A setting that cannot be used; the message names its source, the value and what is expected.
 struct SettingsError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -34,8 +36,11 @@ struct Invocation {
   std::string output;                   ///< otherwise: a text to print, such as the help
 };
 
-/// Reads the command line ("weir serve --port 9000"), `environment` ("NAME=value" texts) and the configuration file
-/// that one of them names. Throws `SettingsError`.
-Invocation read_settings(const std::vector<std::string>& arguments, const std::vector<std::string>& environment);
+/// The value of an environment variable, null when it is not set: `getenv`.
+using EnvironmentVariable = std::function<const char*(const char* name)>;
+
+/// Reads the command line ("serve --port 9000"), the environment and the configuration file that one of them names.
+/// Throws `SettingsError`.
+Invocation read_settings(const std::vector<std::string>& arguments, const EnvironmentVariable& variable);
 
 }  // namespace weir

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 
 #include "tests/support/temporary_directory.h"
 
@@ -15,9 +16,16 @@ class SettingsTest : public testing::Test {
     std::ofstream(file_) << text;
     return file_;
   }
-  static std::string failure(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
+  using Variables = std::map<std::string, std::string>;
+  static Invocation read(const std::vector<std::string>& arguments, const Variables& variables = {}) {
+    return read_settings(arguments, [&](const char* name) {
+      const auto found = variables.find(name);
+      return found == variables.end() ? nullptr : found->second.c_str();
+    });
+  }
+  static std::string failure(const std::vector<std::string>& arguments, const Variables& variables) {
     try {
-      read_settings(arguments, environment);
+      read(arguments, variables);
       return "none";
     } catch (const SettingsError& error) {
       return error.what();
@@ -29,10 +37,14 @@ class SettingsTest : public testing::Test {
 };
 
 TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile) {
-  write("# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n");
-  const ServerSettings settings =
-      *read_settings({"serve", "--port", "3", "--config", file_}, {"WEIR_PORT=2", "WEIR_LOG_LEVEL=debug"}).serve;
+  write(
+      "# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n"
+      "hardware = nvenc,qsv\n");
+  const ServerSettings settings = *read({"serve", "--port", "2", "--port", "3", "--config", file_},
+                                        {{"WEIR_PORT", "2"}, {"WEIR_LOG_LEVEL", "debug"}})
+                                       .serve;
   EXPECT_EQ(settings.port, 3);
+  EXPECT_EQ(settings.hardware, (std::vector<std::string>{"nvenc", "qsv"}));
   EXPECT_EQ(settings.log_level, LogLevel::debug);
   EXPECT_EQ(settings.ffmpeg, "/opt/my ffmpeg");
   EXPECT_FALSE(settings.assertions);
@@ -41,20 +53,21 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
 TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
   const struct {
     std::vector<std::string> arguments;
-    std::vector<std::string> environment;
+    Variables variables;
     std::string file;
     std::vector<std::string> parts;
   } cases[] = {
       {{"serve", "--port", "http"}, {}, "", {"--port", "\"http\"", "65535"}},
       {{"serve", "--port", "65536"}, {}, "", {"65536"}},
-      {{"serve"}, {"WEIR_PORT=-1"}, "", {"WEIR_PORT", "\"-1\""}},
+      {{"serve"}, {{"WEIR_PORT", "-1"}}, "", {"WEIR_PORT", "\"-1\""}},
       {{"serve", "--config", file_}, {}, "log-level = loud\n", {file_, "log-level", "\"loud\""}},
-      {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "unknown setting prot"}},
+      {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "prot is not a setting"}},
       {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
       {{"serve", "--config", directory_.path()}, {}, "", {directory_.path()}},
       {{"serve", "--bind", "0.0.0.0"}, {}, "", {"0.0.0.0", "authentication"}},
       {{"serve", "--bind", "192.0.2.1"}, {}, "", {"loopback"}},
       {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},
+      {{"serve", "--hardware", "nvenc,vdpau"}, {}, "", {"--hardware", "vdpau", "qsv"}},
       {{"serve", "--probe-timeout", "inf"}, {}, "", {"seconds"}},
       {{"serve", "--data", ""}, {}, "", {"data"}},
       {{"serve", "--verbose"}, {}, "", {"--verbose"}},
@@ -63,7 +76,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
   };
   for (const auto& c : cases) {
     write(c.file);
-    const std::string message = failure(c.arguments, c.environment);
+    const std::string message = failure(c.arguments, c.variables);
     for (const std::string& part : c.parts)
       EXPECT_NE(message.find(part), std::string::npos) << "expected " << part << " in: " << message;
   }
@@ -72,7 +85,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
 TEST_F(SettingsTest, LoopbackAddressesOfBothFamiliesCanBeBound) {
   for (const auto& [given, bound] :
        {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"}, {"localhost", "127.0.0.1"}})
-    EXPECT_EQ(read_settings({"serve", "--bind", given}, {}).serve->bind, bound);
+    EXPECT_EQ(read({"serve", "--bind", given}).serve->bind, bound);
 }
 
 }  // namespace
