@@ -5,9 +5,9 @@
 namespace weir {
 
 void keep_freed_memory() {
-  constexpr int most_kept = 8 << 20;
-  ::mallopt(M_MMAP_THRESHOLD, most_kept);
-  ::mallopt(M_TRIM_THRESHOLD, most_kept);
+  constexpr int max_kept_bytes = 8 << 20;
+  ::mallopt(M_MMAP_THRESHOLD, max_kept_bytes);
+  ::mallopt(M_TRIM_THRESHOLD, max_kept_bytes);
 }
 
 }  // namespace weir

@@ -2,8 +2,8 @@
 
 namespace weir {
 
-/// The buffer of a large answer is used again and not given back to the system after each: its pages cost more than the
-/// answer's text. A setting of the whole process.
+/// Keeps freed buffers up to 8 MiB for the next response: fetching their pages from the system again costs more than
+/// making the text. A setting of the whole process.
 void keep_freed_memory();
 
 }  // namespace weir

@@ -21,8 +21,8 @@ namespace weir {
 
 namespace {
 
-// An answer under way may take this long when the server ends.
-constexpr std::chrono::seconds longest_farewell{2};
+// How long the server waits for responses under way when it ends.
+constexpr std::chrono::seconds shutdown_grace{2};
 
 void log_failure(std::string_view task, const std::exception_ptr& failure) {
   log(LogLevel::error, "Weir", format_traceback(failure, task));
@@ -66,43 +66,46 @@ void Server::listen(const ServerSettings& settings) {
 }
 
 int Server::run() {
-  const Task task = spawn("server", live());
+  const Task task = spawn("server", serve());
   Loop::current().run();
   return exit_status_;
 }
 
-Async<> Server::live() {
+Async<> Server::serve() {
   web_.server().start();
   const bool started = co_await start_streams();
   if (started) {
     web_.set_ready(true);
+    const Task retries = spawn("missing streams", manager_.retry_missing_streams());
     const int signal = co_await signals_.next();
     log(LogLevel::info, "Weir", fmt::format("Ending because of signal {}", signal));
+    retries.kill();
   }
   exit_status_ = started ? 0 : 1;
-  const Task impatience = spawn("second signal", leave_at_signal(*this));
+  const Task force_exit = spawn("second signal", force_exit_at_signal());
   co_await end();
-  impatience.kill();
+  force_exit.kill();
   Loop::current().stop();
 }
 
 Async<bool> Server::start_streams() {
   try {
-    web_.broken_files().examine();
     const bool loaded = co_await manager_.init();
     log(LogLevel::info, "Weir", fmt::format("{} streams are loaded", manager_.streams.size()));
-    co_return loaded;
+    if (manager_.nothing_could_be_loaded())
+      log(LogLevel::error, "Weir", "No stream can be loaded: the server does not start");
+    co_return loaded && !manager_.nothing_could_be_loaded();
   } catch (const std::exception&) {
     log(LogLevel::error, "Weir", format_traceback(std::current_exception()));
     co_return false;
   }
 }
 
-// The files keep what they hold from now on, so that the next start finds every stream as it was.
+// From now on the files keep what they hold: the next start finds every stream as it was.
 Async<> Server::end() {
   JsonConf::freeze_all(true);
   web_.set_ready(false);
-  co_await web_.server().stop(longest_farewell);
+  co_await web_.server().stop(shutdown_grace);
   co_await manager_.stop_thread();
   std::vector<Task> tasks;
   for (const auto& [id, stream] : manager_.streams) tasks.push_back(stream->thread);
@@ -112,8 +115,8 @@ Async<> Server::end() {
 }
 
 // The transcoders die with the process.
-Async<> Server::leave_at_signal(Server& server) {
-  const int signal = co_await server.signals_.next();
+Async<> Server::force_exit_at_signal() {
+  const int signal = co_await signals_.next();
   ::_exit(128 + signal);
 }
 

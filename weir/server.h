@@ -3,7 +3,7 @@
 #include "backend/platform/async.h"
 #include "backend/platform/signals.h"
 #include "backend/services/configuration/server_settings.h"
-#include "backend/stream/manager/stream_manager.h"
+#include "backend/web/server_stream_manager.h"
 #include "backend/web/web_application.h"
 #include "weir/services.h"
 
@@ -15,21 +15,21 @@ class Server {
   /// The data directory is made and applied. Throws `StartFailure`.
   explicit Server(const ServerSettings& settings);
 
-  /// Takes the port and runs until SIGTERM or SIGINT, then ends every transcoder; a second signal ends the process at
-  /// once. Returns the process's exit status.
+  /// Runs until SIGTERM or SIGINT, then ends every transcoder; a second signal ends the process at once. Returns the
+  /// process's exit status.
   int run();
 
  private:
   void load_profiles();
   void listen(const ServerSettings& settings);
-  Async<> live();
+  Async<> serve();
   Async<bool> start_streams();
   Async<> end();
-  static Async<> leave_at_signal(Server& server);
+  Async<> force_exit_at_signal();
 
   Signals signals_;
   Services services_;
-  StreamManager manager_;
+  ServerStreamManager manager_;
   WebApplication web_;
   int exit_status_ = 0;
 };

@@ -13,10 +13,12 @@ class BatchRoutes {
   void add_to(Router& router);
 
  private:
-  Async<Response> start(const Request& request);
-  Async<Response> stop(const Request& request);
-  Async<Response> restart(const Request& request);
-  Async<Response> stats(const Request& request);
+  struct Batch;
+  static Batch read_batch(const Request& request);
+  Async<Response> start(Batch batch);
+  Async<Response> stop(Batch batch);
+  Async<Response> restart(Batch batch);
+  Async<Response> stats(Value gpu);
 
   StreamManager& manager_;
 };

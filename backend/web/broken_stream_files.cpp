@@ -2,19 +2,13 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <nlohmann/json.hpp>
-#include <vector>
 
-#include "backend/base/log.h"
-#include "backend/base/numbers.h"
 #include "backend/collaborators/config.h"
-#include "backend/collaborators/version.h"
-#include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "backend/stream/config/stream_config.h"
-#include "backend/stream/runtime/stream.h"
+#include "backend/stream/manager/stream_file.h"
 
 namespace weir {
 
@@ -22,90 +16,75 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view broken_suffix = ".conf.broken";
+constexpr std::string_view broken_suffix = ".broken";
 
-std::string path_of(const std::string& file) { return join_path(Config::STREAM_DIRECTORY, file); }
+bool exists(const std::string& file) { return fs::exists(fs::symlink_status(stream_file_path(file))); }
 
-bool is_stream_file(const std::string& file) {
-  const std::size_t dot = file.find('.');
-  return dot != std::string::npos && is_number(file.substr(0, dot)) && file.substr(dot) == ".conf";
-}
-
-bool was_set_aside(const std::string& file) {
-  const std::size_t dot = file.find('.');
-  return dot != std::string::npos && is_number(file.substr(0, dot)) && file.substr(dot).starts_with(broken_suffix);
-}
-
-std::vector<std::string> names_in(const std::string& directory) {
-  std::vector<std::string> names;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename());
-  return names;
-}
-
-// Why the document does not load; empty when it does. Failures are raised as they are.
-std::string load(StreamConfig& document) {
-  if (!document.load_json_conf()) return document.get_error_msg();
-  StreamConfigVersionControl(document).update();
-  return {};
-}
-
-std::string find_reason(const std::string& file) {
-  StreamConfig document(path_of(file));
-  try {
-    const std::string reason = load(document);
-    return reason.empty() ? "It loads now: rename it to get its stream back" : reason;
-  } catch (const std::exception& failure) {
-    return failure.what();
-  }
+// "12.conf" for "12.conf.broken" and "12.conf.broken.3"; empty for other names.
+std::string original_name(const std::string& file) {
+  const std::size_t suffix = file.find(broken_suffix);
+  const std::string original = file.substr(0, suffix);
+  return suffix != std::string::npos && is_stream_file(original) ? original : std::string();
 }
 
 }  // namespace
 
-void BrokenStreamFiles::examine() {
-  for (const std::string& file : names_in(Config::STREAM_DIRECTORY)) {
-    if (is_stream_file(file)) examine_stream_file(file);
-    if (was_set_aside(file)) reasons_[file] = find_reason(file);
-  }
-}
+std::string stream_file_path(const std::string& file) { return join_path(Config::STREAM_DIRECTORY, file); }
 
-void BrokenStreamFiles::examine_stream_file(const std::string& file) {
-  try {
-    const auto id = parse_integer(file.substr(0, file.find('.')));
-    if (!id) throw ValueError("The number of the stream is too large");
-    const auto document = std::make_shared<StreamConfig>(path_of(file));
-    const std::string reason = load(*document);
-    if (!reason.empty()) {
-      reasons_[file] = reason;
-      return;
-    }
-    // Its working directories are made, and its collaborators called, as they will be.
-    const auto stream = std::make_shared<Stream>(*id, document);
-  } catch (const std::exception& failure) {
-    set_aside(file, failure.what());
-  }
-}
-
-void BrokenStreamFiles::make_room(const std::string& file) {
-  if (!fs::exists(fs::symlink_status(path_of(file)))) return;
+std::string BrokenStreamFiles::reason(const std::string& file) const {
   const auto known = reasons_.find(file);
-  set_aside(file, known == reasons_.end() ? "A new stream needed its name" : known->second);
+  return known == reasons_.end() ? std::string() : known->second;
 }
 
-void BrokenStreamFiles::set_aside(const std::string& file, const std::string& reason) {
-  std::string aside = file + ".broken";
-  for (int number = 1; fs::exists(fs::symlink_status(path_of(aside))); ++number)
-    aside = fmt::format("{}.broken.{}", file, number);
-  fs::rename(path_of(file), path_of(aside));
-  log(LogLevel::error, "Streams", fmt::format("{} is set aside as {}: {}", file, aside, reason));
+std::string BrokenStreamFiles::set_aside(const std::string& file) {
+  std::string aside = file + std::string(broken_suffix);
+  for (int number = 1; exists(aside); ++number) aside = fmt::format("{}{}.{}", file, broken_suffix, number);
+  fs::rename(stream_file_path(file), stream_file_path(aside));
   reasons_.erase(file);
-  reasons_[aside] = reason;
+  return aside;
 }
 
-Value BrokenStreamFiles::list() const {
+Async<Value> BrokenStreamFiles::list() {
+  std::map<std::string, std::string> reasons = reasons_;
+  for (const fs::directory_entry& entry : fs::directory_iterator(Config::STREAM_DIRECTORY)) {
+    const std::string file = entry.path().filename();
+    if (!original_name(file).empty()) reasons.emplace(file, "");
+  }
   Value files = Value::array();
-  for (const auto& [file, reason] : reasons_)
-    if (fs::exists(fs::symlink_status(path_of(file)))) files.push_back({{"file", file}, {"reason", reason}});
-  return files;
+  for (auto& [file, reason] : reasons) {
+    // A file may be large, and there may be many.
+    co_await yield_to_others();
+    if (!exists(file)) continue;
+    if (reason.empty()) reason = find_reason(file);
+    files.push_back({{"file", file}, {"reason", reason}});
+  }
+  co_return files;
+}
+
+std::string BrokenStreamFiles::find_reason(const std::string& file) {
+  StreamConfig document(stream_file_path(file));
+  try {
+    if (!document.load_json_conf()) return document.get_error_msg();
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+  return fmt::format("It loads now: rename it to {} to get its stream back", stream_file_name(free_number(file)));
+}
+
+// The number that the file had, unless it is taken meanwhile. It is not given to a new stream or another file: whoever
+// renames the file later must not overwrite one.
+long long BrokenStreamFiles::free_number(const std::string& file) {
+  free_numbers_.try_emplace(file, stream_id_of(original_name(file)).value_or(manager_.stream_next_id));
+  long long& id = free_numbers_[file];
+  while (is_taken(id, file)) id = std::max(id + 1, manager_.stream_next_id);
+  manager_.stream_next_id = std::max(manager_.stream_next_id, id + 1);
+  return id;
+}
+
+bool BrokenStreamFiles::is_taken(long long id, const std::string& file) const {
+  const auto is_promised = [&](const auto& other) { return other.second == id && other.first != file; };
+  return manager_.streams.contains(id) || exists(stream_file_name(id)) ||
+         std::ranges::any_of(free_numbers_, is_promised);
 }
 
 }  // namespace weir

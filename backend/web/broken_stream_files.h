@@ -4,29 +4,41 @@
 #include <string>
 
 #include "backend/base/value.h"
+#include "backend/stream/manager/stream_manager.h"
 
 namespace weir {
 
-/// The stream files that can't be used. One of them never keeps the other streams off the air: before the manager loads
-/// the directory, every file is tried on scratch objects, and one whose load raises a failure is renamed out of its way
-/// ("12.conf" to "12.conf.broken"). A file that merely does not load stays where it is.
+/// The files of the stream directory that are no streams: those that could not be loaded and stay under their names,
+/// and those that were set aside: "12.conf" renamed to "12.conf.broken".
 class BrokenStreamFiles {
  public:
-  /// Tries every file of the stream directory. To be called before the manager's `init`. Throws `std::system_error`
-  /// when the directory can't be read.
-  void examine();
+  /// The manager outlives this.
+  explicit BrokenStreamFiles(StreamManager& manager) : manager_(manager) {}
 
-  /// A new stream is about to take the file's name: a file that lies there is renamed. Throws `std::system_error`.
-  void make_room(const std::string& file);
+  /// The file stays where it is.
+  void keep(const std::string& file, const std::string& reason) { reasons_[file] = reason; }
+  /// The file was loaded.
+  void forget(const std::string& file) { reasons_.erase(file); }
+  /// Why the file was kept; empty when it was not.
+  std::string reason(const std::string& file) const;
+  /// Renames the file. Returns its new name. Throws `std::system_error`.
+  std::string set_aside(const std::string& file);
 
-  /// The files that are there and can't be used: a list of {"file", "reason"}.
-  Value list() const;
+  /// The files that are there: a list of {"file", "reason"}. One that was set aside is read again: its reason says why
+  /// it does not load, or under which free name it would be loaded.
+  Async<Value> list();
 
  private:
-  void examine_stream_file(const std::string& file);
-  void set_aside(const std::string& file, const std::string& reason);
+  std::string find_reason(const std::string& file);
+  long long free_number(const std::string& file);
+  bool is_taken(long long id, const std::string& file) const;
 
-  std::map<std::string, std::string> reasons_;
+  StreamManager& manager_;
+  std::map<std::string, std::string> reasons_;     ///< of the files that kept their names
+  std::map<std::string, long long> free_numbers_;  ///< under which files that were set aside could be loaded
 };
+
+/// The path of a file of the stream directory.
+std::string stream_file_path(const std::string& file);
 
 }  // namespace weir

@@ -4,7 +4,7 @@
 
 namespace weir {
 
-/// Hides the passwords in all texts of the value, at any depth: what people are shown, unlike a stream's own document.
+/// Masks the passwords in all texts of the value, at any depth. For everything that is shown but a stream's document.
 void mask_value(Value& value);
 
 }  // namespace weir

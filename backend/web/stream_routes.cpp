@@ -2,16 +2,17 @@
 
 #include <fmt/core.h>
 
+#include <boost/algorithm/string.hpp>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/log.h"
 #include "backend/base/members.h"
-#include "backend/base/text.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/files.h"
-#include "backend/stream/manager/active_status.h"
+#include "backend/platform/helper_thread.h"
+#include "backend/stream/manager/stream_file.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
 
@@ -19,9 +20,9 @@ namespace weir {
 
 namespace {
 
-// A failure of the operation is one of the values that it was given.
+// The values that the operation was given are the form's: its failures are bad requests.
 template <class Operation>
-void blame_form(const Operation& operation) {
+void as_bad_request(const Operation& operation) {
   try {
     operation();
   } catch (const std::exception& failure) {
@@ -32,13 +33,10 @@ void blame_form(const Operation& operation) {
 // "hls,http"
 std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
   if (text.empty()) return std::nullopt;
-  std::set<std::string> protocols;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find(','), text.size());
-    protocols.emplace(trim(text.substr(0, end)));
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return protocols;
+  std::vector<std::string> protocols;
+  boost::split(protocols, text, boost::is_any_of(","));
+  for (std::string& protocol : protocols) boost::trim(protocol);
+  return std::set<std::string>(protocols.begin(), protocols.end());
 }
 
 // A stream whose record can't be made must not hide the others.
@@ -53,17 +51,44 @@ Value record_or_error(const Stream& stream, const std::string& host) {
   }
 }
 
+Async<> sync_and_log_failure(std::string path) {
+  try {
+    co_await sync_file(path);
+  } catch (const std::system_error& failure) {
+    log(LogLevel::error, "Web", fmt::format("Failed to sync {}", failure.what()));
+  }
+}
+
+// What a deleted stream leaves: its id is not given again.
+Async<> remove_directories(long long id) {
+  const std::string hls = get_hls_path(id, "");
+  const std::string mmcb = join_path(Config::MMCB_DIRECTORY, std::to_string(id));
+  try {
+    co_await on_helper_thread([hls, mmcb] {
+      std::filesystem::remove_all(hls);
+      std::filesystem::remove_all(mmcb);
+    });
+  } catch (const std::system_error& failure) {
+    log(LogLevel::error, "Web", fmt::format("Failed to remove the directories of stream {}: {}", id, failure.what()));
+  }
+}
+
 }  // namespace
 
 void StreamRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
-  // Most answers are made without a wait.
+  // Most answers are made without a wait. Those that wait get values: a request is read before.
   const auto now = [](Response response) -> Async<Response> { co_return response; };
   const std::string one = "/api/streams/{id}";
-  router.add("GET", "/api/streams", [this](const Request& r, Parameters) { return list(r); });
-  router.add("POST", "/api/streams", [this](const Request& r, Parameters) { return add(r); });
-  router.add("GET", one, [=, this](const Request& r, Parameters p) { return now(read(r, p[0])); });
-  router.add("PATCH", one, [this](const Request& r, Parameters p) { return change(r, p[0]); });
+  router.add("GET", "/api/streams", [this](const Request& r, Parameters) {
+    return r.query("broken") == "1" ? list_broken_files() : list(r.host);
+  });
+  router.add("POST", "/api/streams", [this](const Request& r, Parameters) { return add(read_form(r)); });
+  router.add("GET", one, [=, this](const Request& r, Parameters p) { return now(read(p[0], r.host)); });
+  router.add("PATCH", one, [this](const Request& r, Parameters p) {
+    find(p[0]);  // before the form is looked at
+    return change(p[0], read_form(r));
+  });
   router.add("DELETE", one, [this](const Request&, Parameters p) { return remove(p[0]); });
   for (const auto& [name, operation] : {std::pair<const char*, Control>{"/start", &StreamManager::start_stream},
                                         {"/stop", &StreamManager::stop_stream},
@@ -85,13 +110,11 @@ std::shared_ptr<Stream> StreamRoutes::find(const Value& id) {
   return stream;
 }
 
-// Text by text, as a thousand records at once are many megabytes of small pieces, and part by part, as a long list must
-// not hold up the streams. It tells of the streams that there were when it was asked for.
-Async<Response> StreamRoutes::list(const Request& request) const {
-  if (request.query("broken") == "1") co_return json_response(broken_files_.list());
+// Each record is made a text at once: a thousand records are many megabytes of small pieces. The others have their turn
+// after each part. The streams are those of the beginning.
+Async<Response> StreamRoutes::list(std::string host) const {
   constexpr std::size_t usual_record = 800;
   constexpr std::size_t part = 64;
-  const std::string host = request.host;
   const std::vector<std::shared_ptr<Stream>> streams = manager_.all_streams();
   std::string records = "[";
   records.reserve(streams.size() * usual_record);
@@ -106,23 +129,41 @@ Async<Response> StreamRoutes::list(const Request& request) const {
   co_return json_text_response(std::move(records));
 }
 
-Response StreamRoutes::read(const Request& request, const Value& id) {
-  Value record = manager_.get_stream_info(request.host, id);
-  if (!record.is_object()) throw HttpError(404, manager_.get_error_msg());
+Async<Response> StreamRoutes::list_broken_files() {
+  Value files = co_await manager_.broken_files.list();
+  mask_value(files);
+  co_return json_response(files);
+}
+
+Response StreamRoutes::read(const Value& id, const std::string& host) {
+  Value record = record_or_error(*find(id), host);
   mask_value(record);
   return json_response(record);
 }
 
-Async<Response> StreamRoutes::add(const Request& request) {
-  const Value form = new_stream_form(read_form(request));
+Async<Response> StreamRoutes::add(Value posted) {
+  const Value form = new_stream_form(std::move(posted));
   try_new_stream(form);
   const long long id = manager_.stream_next_id;
-  const std::string file = fmt::format("{}.conf", id);
-  const std::string path = join_path(Config::STREAM_DIRECTORY, file);
-  broken_files_.make_room(file);
+  const std::string path = stream_file_path(stream_file_name(id));
+  make_room_for(stream_file_name(id));
   add_or_clean_up(form, path);
-  co_await sync_file(path);
+  std::string failed_sync;
+  try {
+    co_await sync_file(path);
+  } catch (const std::system_error& failure) {
+    failed_sync = failure.what();
+  }
+  const bool taken_back = !failed_sync.empty() && co_await take_back(id);
+  if (taken_back) throw HttpError(500, "The stream can't be saved: " + failed_sync);
   co_return json_response({{"id", id}}, 201);
+}
+
+// A file that could not be loaded may have the number of the next stream.
+void StreamRoutes::make_room_for(const std::string& file) {
+  if (!std::filesystem::exists(std::filesystem::symlink_status(stream_file_path(file)))) return;
+  const std::string aside = manager_.broken_files.set_aside(file);
+  log(LogLevel::warning, "Web", fmt::format("{} is set aside as {}: a new stream needs its name", file, aside));
 }
 
 // What an addition that fails leaves on disk would be a stream after the next start.
@@ -137,13 +178,27 @@ void StreamRoutes::add_or_clean_up(const Value& form, const std::string& path) {
   throw HttpError(500, manager_.get_error_msg());
 }
 
-Async<Response> StreamRoutes::change(const Request& request, Value id) {
+// False when somebody works with the new stream already, or deleted it.
+Async<bool> StreamRoutes::take_back(long long id) {
+  if (!manager_.delete_stream(id)) {
+    log(LogLevel::error, "Web", fmt::format("Failed to sync the new stream {}, which stays", id));
+    co_return false;
+  }
+  co_await remove_directories(id);
+  co_return true;
+}
+
+Async<Response> StreamRoutes::change(Value id, Value form) {
   const std::shared_ptr<Stream> stream = find(id);
-  const Value form = read_form(request);
   refuse_kept_members(form);
   try_change(*stream->conf, form);
   if (!manager_.save_stream(id, form)) throw HttpError(500, manager_.get_error_msg());
-  co_await sync_file(stream->conf->filename);
+  try {
+    co_await sync_file(stream->conf->filename);
+  } catch (const std::system_error&) {
+    if (!stream->conf->retired()) throw;
+  }
+  find(id);  // the stream may have been deleted meanwhile
   co_return ok_response();
 }
 
@@ -152,7 +207,8 @@ Async<Response> StreamRoutes::remove(Value id) {
   if (!manager_.delete_stream(id)) {
     throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
-  co_await sync_file(Config::STREAM_DIRECTORY);
+  co_await sync_and_log_failure(Config::STREAM_DIRECTORY);
+  co_await remove_directories(stream->id);
   co_return empty_response();
 }
 
@@ -192,7 +248,7 @@ Response StreamRoutes::read_urls(const Request& request, const Value& id) {
 Response StreamRoutes::add_client(const Request& request, const Value& id) {
   find(id);
   const Value form = read_form(request);
-  blame_form([&] {
+  as_bad_request([&] {
     manager_.add_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"),
                                     member(form, "timeout"));
   });
@@ -202,7 +258,7 @@ Response StreamRoutes::add_client(const Request& request, const Value& id) {
 Response StreamRoutes::remove_client(const Request& request, const Value& id) {
   find(id);
   const Value form = read_form(request);
-  blame_form([&] {
+  as_bad_request([&] {
     manager_.remove_stream_client_info(id, member(form, "filename"), member(form, "addr"), member(form, "port"));
   });
   return ok_response();

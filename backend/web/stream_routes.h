@@ -1,28 +1,27 @@
 #pragma once
 
 #include "backend/base/value.h"
-#include "backend/stream/manager/stream_manager.h"
-#include "backend/web/broken_stream_files.h"
 #include "backend/web/router.h"
+#include "backend/web/server_stream_manager.h"
 
 namespace weir {
 
 /// /api/streams: the streams and what one does with each.
 class StreamRoutes {
  public:
-  /// Both outlive the routes.
-  StreamRoutes(StreamManager& manager, BrokenStreamFiles& broken_files)
-      : manager_(manager), broken_files_(broken_files) {}
+  /// The manager outlives the routes.
+  explicit StreamRoutes(ServerStreamManager& manager) : manager_(manager) {}
   void add_to(Router& router);
 
  private:
   /// An operation of the manager on one stream.
   using Control = Async<bool> (StreamManager::*)(const Value& stream_id);
 
-  Async<Response> list(const Request& request) const;
-  Response read(const Request& request, const Value& id);
-  Async<Response> add(const Request& request);
-  Async<Response> change(const Request& request, Value id);
+  Async<Response> list(std::string host) const;
+  Async<Response> list_broken_files();
+  Response read(const Value& id, const std::string& host);
+  Async<Response> add(Value form);
+  Async<Response> change(Value id, Value form);
   Async<Response> remove(Value id);
   Async<Response> control(Control operation, Value id);
   Response read_log(const Value& id);
@@ -34,10 +33,11 @@ class StreamRoutes {
 
   /// Throws `HttpError` with 404.
   std::shared_ptr<Stream> find(const Value& id);
+  void make_room_for(const std::string& file);
   void add_or_clean_up(const Value& form, const std::string& path);
+  Async<bool> take_back(long long id);
 
-  StreamManager& manager_;
-  BrokenStreamFiles& broken_files_;
+  ServerStreamManager& manager_;
 };
 
 }  // namespace weir

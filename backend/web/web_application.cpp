@@ -16,8 +16,8 @@ Response not_ready() {
 
 }  // namespace
 
-WebApplication::WebApplication(StreamManager& manager, ProfileAccess profiles, ProbeFunction probe)
-    : streams_(manager, broken_files_),
+WebApplication::WebApplication(ServerStreamManager& manager, ProfileAccess profiles, ProbeFunction probe)
+    : streams_(manager),
       batches_(manager),
       profiles_(manager, std::move(profiles)),
       server_routes_(std::move(probe)),

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "backend/web/batch_routes.h"
-#include "backend/web/broken_stream_files.h"
 #include "backend/web/hls_files.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
@@ -17,17 +16,15 @@ namespace weir {
 class WebApplication {
  public:
   /// The manager outlives the application.
-  WebApplication(StreamManager& manager, ProfileAccess profiles, ProbeFunction probe);
+  WebApplication(ServerStreamManager& manager, ProfileAccess profiles, ProbeFunction probe);
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(const Request& request) const;
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
 
-  BrokenStreamFiles& broken_files() noexcept { return broken_files_; }
   HttpServer& server() noexcept { return server_; }
 
  private:
-  BrokenStreamFiles broken_files_;
   StreamRoutes streams_;
   BatchRoutes batches_;
   ProfileRoutes profiles_;

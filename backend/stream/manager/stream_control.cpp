@@ -3,9 +3,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/log.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/sleep.h"
-#include "backend/stream/manager/active_status.h"
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/stream/manager/stream_manager_check_params.h"
 
@@ -29,6 +29,12 @@ Async<bool> restart_checked(StreamManager& manager, Value stream_id) {
   co_return co_await stream->restart();
 }
 
+void log_skipped(std::string_view batch, const Value& stream_id, const std::shared_ptr<Stream>& stream) {
+  log(LogLevel::debug, "Weir",
+      fmt::format("{}: skipped stream {} ({})", batch, to_text(stream_id),
+                  stream ? to_text(stream->get_status()) : "no such stream"));
+}
+
 std::string restart_line(const std::string& log_format, const Value& stream_id, const Value& label) {
   fmt::dynamic_format_arg_store<fmt::format_context> arguments;
   arguments.push_back(fmt::arg("id", to_text(stream_id)));
@@ -40,7 +46,10 @@ Async<> restart_each(StreamManager& manager, std::vector<Value> stream_ids, doub
                      std::optional<std::string> log_format) {
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
-    if (!stream || !is_active(stream->get_status())) continue;
+    if (!stream || !is_active(stream->get_status())) {
+      log_skipped("Batch restart", stream_id, stream);
+      continue;
+    }
     if (log_format) manager.info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));
     co_await stream->restart();
     co_await sleep_seconds(interval);
@@ -103,8 +112,12 @@ Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, do
   double delay = 0;
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
-    if (!stream || stream->get_status() != "stopped") continue;
-    co_await stream->start(delay);
+    if (!stream || stream->get_status() != "stopped") {
+      log_skipped("Batch start", stream_id, stream);
+      continue;
+    }
+    const bool started = co_await stream->start(delay);
+    if (!started) log(LogLevel::debug, "Weir", fmt::format("Batch start: {}", stream->get_error_msg()));
     delay += interval;
   }
   co_return true;

@@ -5,17 +5,17 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "backend/stream/manager/active_status.h"
+#include "backend/stream/manager/stream_file.h"
 #include "backend/stream/manager/stream_manager_check_params.h"
 
 namespace weir {
@@ -23,17 +23,6 @@ namespace weir {
 StreamManager* stream_manager = nullptr;
 
 namespace {
-
-constexpr std::string_view stream_file_suffix = ".conf";
-
-// The id of a stream file's name, digits and ".conf"; nothing for any other name and for ids beyond any integer.
-std::optional<long long> stream_id_of(std::string_view filename) {
-  if (!filename.ends_with(stream_file_suffix)) return std::nullopt;
-  filename.remove_suffix(stream_file_suffix.size());
-  if (!is_number(filename)) return std::nullopt;
-  const auto id = parse_integer(filename);
-  return id < std::numeric_limits<long long>::max() ? id : std::nullopt;  // the next id has to be one, too
-}
 
 std::optional<long long> to_integer(const Value& stream_id) {
   if (stream_id.is_string()) return parse_integer(stream_id.get_ref<const std::string&>());
@@ -66,6 +55,8 @@ bool delete_checked_stream(StreamManager& manager, const Value& stream_id) {
 }
 
 }  // namespace
+
+bool is_active(const Value& status) { return status == "starting" || status == "running" || status == "restarting"; }
 
 StreamManager::StreamManager() {
   if (!stream_manager) stream_manager = this;
@@ -104,11 +95,17 @@ Async<bool> StreamManager::restore_streams(double interval) {
   co_await stop_thread();
   double delay = 0;
   for (const auto& stream : all_streams()) {
-    if (!is_active(stream->get_status())) continue;
-    stream->set_status("stopped");
-    co_await stream->start(delay, false);
-    delay += interval;
+    const bool restored = co_await restore_stream(stream, delay);
+    if (restored) delay += interval;
   }
+  co_return true;
+}
+
+Async<bool> StreamManager::restore_stream(std::shared_ptr<Stream> stream, double delay) {
+  if (!is_active(stream->get_status())) co_return false;
+  log(LogLevel::debug, stream->get_class_name(), fmt::format("Was active, starts in {} s", delay));
+  stream->set_status("stopped");
+  co_await stream->start(delay, false);
   co_return true;
 }
 
@@ -121,8 +118,12 @@ std::shared_ptr<StreamConfig> StreamManager::new_stream_config(const std::string
 }
 
 bool StreamManager::load_stream_from_file(const std::string& filename) {
+  if (!is_stream_file(filename)) return true;
   const auto id = stream_id_of(filename);
-  if (!id) return true;
+  if (!id) {
+    set_error_msg(fmt::format("Invalid stream file {}: the largest stream id is {}", filename, max_stream_id));
+    return false;
+  }
   const std::shared_ptr<StreamConfig> conf = new_stream_config(filename);
   if (!conf->load_json_conf()) return false;
   StreamConfigVersionControl(*conf).update();
@@ -147,7 +148,11 @@ bool StreamManager::save_stream(const Value& stream_id, const Value& form) {
 
 bool StreamManager::add_stream(const Value& form) {
   const long long id = stream_next_id;
-  const std::shared_ptr<StreamConfig> conf = new_stream_config(fmt::format("{}.conf", id));
+  if (id > max_stream_id) {
+    set_error_msg(fmt::format("No stream id is left: the largest is {}", max_stream_id));
+    return false;
+  }
+  const std::shared_ptr<StreamConfig> conf = new_stream_config(stream_file_name(id));
   if (!conf->load_json_conf(form) || !conf->set_json_conf("id", id) || !conf->save_json_conf()) return false;
   streams[id] = std::make_shared<Stream>(id, conf, this);
   stream_next_id = id + 1;

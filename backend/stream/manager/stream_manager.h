@@ -16,6 +16,9 @@
 
 namespace weir {
 
+/// Whether the status word means that a supervision task is at work: "starting", "running" or "restarting".
+bool is_active(const Value& status);
+
 /// The registry of all streams and the one object through which the web layer reaches them.
 ///
 /// Stream ids are JSON values as the caller has them: an integer, or a text holding one. Operations that fail are false
@@ -34,12 +37,14 @@ class StreamManager : public Error {
   Async<> stop_thread();
   /// Starts what was active when the server last ran, `interval` seconds apart. Returns true.
   Async<bool> restore_streams(double interval = 3);
+  /// The same for one stream, `delay` seconds from now. False when it was not active.
+  static Async<bool> restore_stream(std::shared_ptr<Stream> stream, double delay);
   /// Whether the registry is in the order of the ids, which it keeps by itself: true.
   bool sort_streams();
   /// An empty document for a file of the stream directory.
   std::shared_ptr<StreamConfig> new_stream_config(const std::string& filename);
   /// Registers the stream of a stream file ("12.conf"); other names are skipped. False with the reason when it fails.
-  bool load_stream_from_file(const std::string& filename);
+  virtual bool load_stream_from_file(const std::string& filename);
   /// The stream, or null with the reason.
   std::shared_ptr<Stream> get_stream(const Value& stream_id);
   /// Applies a form to the stream's document and writes its file. The stream runs on as it is.
@@ -75,11 +80,10 @@ class StreamManager : public Error {
 
   // --- queries ---
 
-  /// The information record of a stream; false for a bad id.
+  /// The information record of a stream, false for a bad id; with null the records of all streams, ordered by id.
   Value get_stream_info(std::string_view host, const Value& stream_id);
-  /// The records of all streams, ordered by id.
   Value get_stream_info(std::string_view host);
-  /// The record of one stream; what the calls above are made of.
+  /// The record of one stream.
   static Value stream_info(const Stream& stream, std::string_view host);
   /// Numbers of streams per status; only of those on a graphics processor, if one is given. A stream whose status is
   /// none of the four words counts as "stopped".

@@ -11,7 +11,7 @@
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "backend/stream/manager/stream_manager_check_params.h"
+#include "backend/stream/manager/stream_file.h"
 #include "tests/support/fake_siblings.h"
 
 namespace weir {
@@ -65,11 +65,16 @@ TEST_F(StreamManagerTest, LoadsStreamFilesInTheOrderOfTheirIds) {
     write_document(name, form());
   }
   write("12.conf", "{broken");
+  write_document("9007199254740992.conf", form());
   ASSERT_TRUE(world.loop.run(manager.init()));
   EXPECT_EQ(registered(), (Ids{3, 7, 10}));
   EXPECT_EQ(manager.stream_next_id, 11);
-  ASSERT_EQ(world.log_lines.size(), 1u);
+  ASSERT_EQ(world.log_lines.size(), 2u);
+  std::ranges::sort(world.log_lines);
   EXPECT_NE(world.log_lines[0].find("12.conf"), std::string::npos);
+  EXPECT_NE(world.log_lines[1].find("9007199254740992.conf"), std::string::npos);
+  manager.stream_next_id = max_stream_id + 1;
+  EXPECT_FALSE(manager.add_stream(form()));
   StreamConfig rewritten(path("007.conf"));
   ASSERT_TRUE(rewritten.load_json_conf());
   EXPECT_EQ(rewritten.get_json_conf("id"), 7);
@@ -188,6 +193,7 @@ TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {
       R"("url_info":{"inputs":["udp://a"],"outputs":["http://h:8080/1/index.m3u8"],"input_index":0},)"
       R"("codec_info":{"inputs":["input"],"outputs":["output"]},"client_info":{"0":{"protocol":"hls","clients":[]}}})");
   EXPECT_EQ(manager.get_stream_info("h:80", "1"), records[1]);
+  EXPECT_EQ(manager.get_stream_info("h:80", nullptr), records);
   EXPECT_EQ(records[0]["fps"].dump(), "0");
 }
 

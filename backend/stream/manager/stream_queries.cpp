@@ -29,15 +29,16 @@ Value StreamManager::stream_info(const Stream& stream, std::string_view host) {
 }
 
 Value StreamManager::get_stream_info(std::string_view host, const Value& stream_id) {
-  const std::shared_ptr<Stream> stream = get_stream(stream_id);
-  return stream ? stream_info(*stream, host) : Value(false);
-}
-
-Value StreamManager::get_stream_info(std::string_view host) {
+  if (!stream_id.is_null()) {
+    const std::shared_ptr<Stream> stream = get_stream(stream_id);
+    return stream ? stream_info(*stream, host) : Value(false);
+  }
   Value records = Value::array();
   for (const auto& [id, stream] : streams) records.push_back(stream_info(*stream, host));
   return records;
 }
+
+Value StreamManager::get_stream_info(std::string_view host) { return get_stream_info(host, nullptr); }
 
 Value StreamManager::get_all_stream_stats(const Value& gpu) {
   Value counts = {{"total", 0}, {"starting", 0}, {"running", 0}, {"restarting", 0}, {"stopped", 0}};

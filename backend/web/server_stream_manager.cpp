@@ -1,0 +1,124 @@
+#include "backend/web/server_stream_manager.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "backend/base/bounded_json.h"
+#include "backend/base/log.h"
+#include "backend/collaborators/config.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+#include "backend/platform/sleep.h"
+#include "backend/stream/manager/stream_file.h"
+
+namespace weir {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::chrono::seconds retry_interval{30};
+constexpr double start_interval = 3;
+
+// Whether it is the name or the content of a file that does not load; else the system failed to read or write it.
+bool is_file_at_fault(const std::string& file) {
+  if (!stream_id_of(file)) return true;
+  try {
+    read_file(stream_file_path(file), max_document_bytes);
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return !StreamConfig(stream_file_path(file)).load_json_conf();
+}
+
+std::vector<std::string> stream_files() {
+  std::vector<std::string> files;
+  for (const fs::directory_entry& entry : fs::directory_iterator(Config::STREAM_DIRECTORY)) {
+    std::string name = entry.path().filename();
+    if (is_stream_file(name)) files.push_back(std::move(name));
+  }
+  return files;
+}
+
+}  // namespace
+
+bool ServerStreamManager::load_stream_from_file(const std::string& file) {
+  try {
+    if (StreamManager::load_stream_from_file(file)) {
+      broken_files.forget(file);
+      return true;
+    }
+    const std::string reason = get_error_msg();
+    if (is_file_at_fault(file))
+      keep(file, reason);
+    else
+      keep_with_id(file, reason);
+  } catch (const Failure& failure) {
+    set_aside(file, failure.what());
+  } catch (const std::exception& failure) {
+    keep_with_id(file, failure.what());
+  }
+  return false;
+}
+
+void ServerStreamManager::keep(const std::string& file, const std::string& reason) {
+  const bool named = reason.find(file) != std::string::npos;
+  set_error_msg(named ? reason : fmt::format("{}: {}", file, reason));
+  broken_files.keep(file, reason);
+}
+
+void ServerStreamManager::keep_with_id(const std::string& file, const std::string& reason) {
+  keep(file, reason);
+  stream_next_id = std::max(stream_next_id, stream_id_of(file).value_or(0) + 1);
+  system_failed_ = true;
+}
+
+void ServerStreamManager::set_aside(const std::string& file, const std::string& reason) {
+  try {
+    const std::string aside = broken_files.set_aside(file);
+    set_error_msg(fmt::format("{} is set aside as {}: {}", file, aside, reason));
+  } catch (const std::system_error& failure) {
+    keep_with_id(file, fmt::format("{}, and it can't be renamed: {}", reason, failure.what()));
+  }
+}
+
+Async<> ServerStreamManager::retry_missing_streams() {
+  for (;;) {
+    co_await sleep(retry_interval);
+    try {
+      co_await load_missing_streams();
+    } catch (const std::exception&) {
+      error(format_traceback(std::current_exception()));
+    }
+  }
+}
+
+Async<> ServerStreamManager::load_missing_streams() {
+  double delay = 0;
+  for (const std::string& file : stream_files()) {
+    // A file may be large, and there may be many.
+    co_await yield_to_others();
+    const bool started = co_await load_missing_stream(file, delay);
+    if (started) delay += start_interval;
+  }
+}
+
+// Returns whether the stream was started. A stream that exists is never replaced.
+Async<bool> ServerStreamManager::load_missing_stream(std::string file, double delay) {
+  const auto id = stream_id_of(file);
+  if (!id || streams.contains(*id) || !fs::exists(stream_file_path(file))) co_return false;
+  const std::string known_reason = broken_files.reason(file);
+  if (!load_stream_from_file(file)) {
+    if (known_reason.empty() || known_reason != broken_files.reason(file)) error(get_error_msg());
+    co_return false;
+  }
+  info(fmt::format("{} is loaded now", file));
+  const bool started = co_await restore_stream(streams.at(*id), delay);
+  co_return started;
+}
+
+}  // namespace weir
