@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,7 +13,7 @@
 
 #include "backend/collaborators/config.h"
 #include "backend/platform/process_info.h"
-#include "tests/integration/server_fixture.h"
+#include "tests/integration/server_process.h"
 #include "tests/support/stream_fixture.h"
 
 namespace weir {
@@ -160,99 +158,6 @@ TEST_F(FaultsTest, ARemovedDirectoryIsReportedAndBackAfterTheNextRestart) {
   ASSERT_TRUE(wait_for("restarting"));
   EXPECT_TRUE(fs::is_directory(get_hls_path(7, "")));
   expect_neighbour_on_air();
-}
-
-class FaultyServerTest : public test::ServerFixture {};
-
-TEST_F(FaultyServerTest, HoldsBackTranscodersThatPrintWithoutEndAndKeepsABoundedLog) {
-  const struct {
-    const char* name;
-    std::size_t kept;  // at most, of what comes through in half a second: up to 1.5 MB
-  } cases[] = {{"floods", 256 << 10}, {"prints_an_endless_line", 64 << 10}};
-  int id = 0;
-  for (const auto& c : cases) {
-    add(c.name);
-    server->request("POST", "/api/streams/" + std::to_string(++id) + "/start");
-    ASSERT_TRUE(eventually_has(id, R"("status":"running")")) << c.name;
-    std::this_thread::sleep_for(500ms);
-    server->request("POST", "/api/streams/" + std::to_string(id) + "/stop");
-    EXPECT_TRUE(eventually_has(id, R"("status":"stopped")")) << c.name;
-    const std::string log = get(id, "/log");
-    EXPECT_LE(log.size() - log.find("\r\n\r\n"), c.kept + 2048) << c.name;
-    EXPECT_GE(log.size() - log.find("\r\n\r\n"), 60u << 10) << c.name;
-  }
-}
-
-TEST_F(FaultyServerTest, OutOfDescriptorsItGoesOnAndSaysSo) {
-  add("goes_on");
-  const pid_t pid = server->pid();
-  const auto in_use = std::distance(fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd"), {});
-  rlimit original{};
-  ::prlimit(pid, RLIMIT_NOFILE, nullptr, &original);
-  // A request and a file at a time are possible, a child's three pipes are not.
-  const rlimit low{static_cast<rlim_t>(in_use) + 3, original.rlim_max};
-  ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &low, nullptr), 0);
-  server->request("POST", "/api/streams/1/start");
-  EXPECT_TRUE(test::eventually([&] { return server->log().find("Too many open files") != std::string::npos; }, 10s));
-  EXPECT_TRUE(eventually_has(1, R"("status":"restarting")"));
-  EXPECT_TRUE(eventually_has(0, R"("status":"running")"));
-  ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &original, nullptr), 0);
-  EXPECT_TRUE(eventually_has(1, R"("status":"running")")) << server->log();
-}
-
-TEST_F(FaultyServerTest, AFileThatBecameUnusableKeepsNoOtherStreamOffTheAir) {
-  add("goes_on");
-  add("goes_on");
-  EXPECT_EQ(server->end(SIGTERM), 0);
-  fs::remove(file(1));
-  fs::create_directory(file(1));
-  ::chmod(file(2).c_str(), 0);
-  serve();
-  expect_stream_0_on_air();
-  EXPECT_TRUE(get(1).starts_with("HTTP/1.1 404"));
-  const std::string broken = server->request("GET", "/api/streams?broken=1");
-  EXPECT_NE(broken.find("1.conf"), std::string::npos) << broken;
-  // Permissions don't bind the superuser.
-  if (::geteuid() != 0) EXPECT_NE(broken.find("Permission denied"), std::string::npos) << broken;
-  EXPECT_EQ(get(2).starts_with("HTTP/1.1 200"), ::geteuid() == 0);
-}
-
-/// With its data on a small file system of its own.
-class FullDiskTest : public FaultyServerTest {
- protected:
-  void SetUp() override {
-    fs::create_directories(data);
-    if (::mount("none", data.c_str(), "tmpfs", 0, "size=128k") != 0) GTEST_SKIP() << "only the superuser can mount";
-    FaultyServerTest::SetUp();
-  }
-  void TearDown() override {
-    if (server) FaultyServerTest::TearDown();
-    ::umount2(data.c_str(), MNT_DETACH);
-  }
-  void fill() const {
-    std::ofstream filler(data + "/filler");
-    while (filler << std::string(4096, 'x') << std::flush) continue;
-  }
-};
-
-TEST_F(FullDiskTest, StreamsGoOnWithoutDiskAndNothingSavedIsLost) {
-  add("goes_on");
-  server->request("POST", "/api/streams/1/start");
-  ASSERT_TRUE(eventually_has(1, R"("status":"running")"));
-  fill();
-  const std::string refused = add("goes_on");
-  EXPECT_TRUE(refused.starts_with("HTTP/1.1 500")) << refused;
-  EXPECT_NE(refused.find("No space left on device"), std::string::npos) << refused;
-  EXPECT_FALSE(fs::exists(file(2)) || fs::exists(file(2) + ".tmp"));
-  server->request("POST", "/api/streams/1/stop");
-  EXPECT_TRUE(eventually_has(1, R"("status":"stopped")")) << "the status holds in memory";
-  EXPECT_EQ(saved_status(1), "running") << "and the file is whole, as it was saved last";
-  EXPECT_TRUE(eventually_has(0, R"("status":"running")"));
-  fs::remove(data + "/filler");
-  server->request("POST", "/api/streams/1/start");
-  EXPECT_TRUE(eventually_has(1, R"("status":"running")"));
-  server->request("POST", "/api/streams/1/stop");
-  EXPECT_TRUE(test::eventually([&] { return saved_status(1) == "stopped"; }, 10s));
 }
 
 }  // namespace

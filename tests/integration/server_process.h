@@ -55,6 +55,7 @@ class ServerProcess {
     if (pid_ != 0) return;
     ::dup2(output.get(), STDOUT_FILENO);
     ::dup2(output.get(), STDERR_FILENO);
+    ::signal(SIGCHLD, SIG_IGN);  // as some launchers do
     ::execv(argv[0], argv.data());
     ::_exit(127);
   }
