@@ -156,7 +156,7 @@ int main(int argc, char** argv) {
   write_stream_files(weir::Config::STREAM_DIRECTORY, streams);
   weir::Loop loop;
   weir::Services services("");
-  weir::StreamManager manager;
+  weir::ServerStreamManager manager;
   weir::WebApplication web(manager, services.profile_access(), {});
   web.set_ready(true);
   int exit_code = 1;
