@@ -27,17 +27,23 @@ void warn_of_missing_program(const std::string& name, const std::string& program
     log(LogLevel::warning, "Weir", fmt::format("{} can't be run; streams need it (--{})", program, name));
 }
 
+void apply_hardware(const ServerSettings& settings) {
+  for (const std::string& hardware : settings.hardware)
+    Config::VERSION += (Config::VERSION.find('+') == std::string::npos ? '+' : '.') + hardware;
+  log(LogLevel::info, "Weir", "Weir " + Config::VERSION);
+  if (!settings.gpu_patch_library.empty() && Config::VERSION.find("nvenc") == std::string::npos)
+    log(LogLevel::warning, "Weir", "--gpu-patch-library has no effect without --hardware nvenc");
+}
+
 void apply(const ServerSettings& settings) {
   set_log_level(settings.log_level);
   enable_assertions(settings.assertions);
   Config::FFMPEG = settings.ffmpeg;
   Config::FFPROBE = settings.ffprobe;
   Config::PROBE_TIMEOUT = settings.probe_timeout;
+  apply_hardware(settings);
   warn_of_missing_program("ffmpeg", settings.ffmpeg);
   warn_of_missing_program("ffprobe", settings.ffprobe);
-  for (const std::string& hardware : settings.hardware)
-    Config::VERSION += (Config::VERSION.find('+') == std::string::npos ? '+' : '.') + hardware;
-  log(LogLevel::info, "Weir", "Weir " + Config::VERSION);
 }
 
 int serve(const ServerSettings& settings) {

@@ -47,9 +47,17 @@ std::vector<std::string> stream_files() {
 }  // namespace
 
 bool ServerStreamManager::load_stream_from_file(const std::string& file) {
+  if (!is_stream_file(file)) {
+    log(LogLevel::debug, "Weir", fmt::format("Skipped {}: not a stream file", file));
+    return true;
+  }
   try {
+    const auto known = streams.find(stream_id_of(file).value_or(-1));
+    const std::shared_ptr<Stream> other = known == streams.end() ? nullptr : known->second;
     if (StreamManager::load_stream_from_file(file)) {
+      log(LogLevel::debug, "Weir", fmt::format("Loaded {}", file));
       broken_files.forget(file);
+      if (other) replace(*other, file);
       return true;
     }
     const std::string reason = get_error_msg();
@@ -63,6 +71,12 @@ bool ServerStreamManager::load_stream_from_file(const std::string& file) {
     keep_with_id(file, failure.what());
   }
   return false;
+}
+
+// "7.conf" and "007.conf" are both stream 7: the one that is loaded last.
+void ServerStreamManager::replace(const Stream& other, const std::string& file) {
+  set_aside(fs::path(other.conf->filename).filename(), fmt::format("{} is the same stream", file));
+  error(get_error_msg());
 }
 
 void ServerStreamManager::keep(const std::string& file, const std::string& reason) {

@@ -24,6 +24,7 @@ class ServerStreamManager : public StreamManager {
   BrokenStreamFiles broken_files{*this};
 
  private:
+  void replace(const Stream& other, const std::string& file);
   void keep(const std::string& file, const std::string& reason);
   void keep_with_id(const std::string& file, const std::string& reason);
   void set_aside(const std::string& file, const std::string& reason);

@@ -215,7 +215,11 @@ Async<Response> StreamRoutes::remove(Value id) {
 Async<Response> StreamRoutes::control(Control operation, Value id) {
   find(id);
   const bool done = co_await (manager_.*operation)(id);
-  if (!done) throw HttpError(400, manager_.get_error_msg());
+  if (!done) {
+    const std::string reason = manager_.get_error_msg();
+    find(id);  // the stream may have been deleted meanwhile
+    throw HttpError(400, reason);
+  }
   co_return ok_response();
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -239,10 +240,16 @@ TEST_F(WebApplicationTest, ABrokenFileKeepsNoOtherStreamOffTheAir) {
   write(path("1.conf.broken"), "earlier");
   write(path("2.conf"), "{");
   write(path("99999999999999999999.conf"), no_input);
+  write(path("00.conf"), no_input);
+  write(path("4.conf"), "{}");
   EXPECT_TRUE(world_.loop.run(manager_.init()));
   EXPECT_EQ(manager_.streams.size(), 1U);
+  EXPECT_TRUE(fs::exists(path("0.conf")) != fs::exists(path("00.conf"))) << "one stream, one file";
+  for (const char* name : {"0.conf.broken", "00.conf.broken"}) fs::remove(path(name));
+  EXPECT_TRUE(std::ranges::count(world_.log_lines, "error Weir: 4.conf: Invalid input"))
+      << testing::PrintToString(world_.log_lines);
   EXPECT_EQ(broken_files(),
-            Value::parse(R"(["1.conf.broken", "1.conf.broken.1", "2.conf", "99999999999999999999.conf"])"));
+            Value::parse(R"(["1.conf.broken", "1.conf.broken.1", "2.conf", "4.conf", "99999999999999999999.conf"])"));
   add(no_input);
   EXPECT_TRUE(fs::exists(path("1.conf")));
   add(no_input);
