@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Profiles have theirs made by their store, which fills a new one.
+// The profile store makes its own, as it fills a new one.
 constexpr std::array folders{"streams", "hls", "mmcb", "uploads"};
 
 std::string read_holder(int file) {
@@ -50,14 +50,15 @@ void DataDirectory::make_folders() const {
   }
 }
 
-// The lock goes with the process, however it ends; the file stays.
+// The kernel releases the lock when the process ends, in whatever way; the file stays.
 void DataDirectory::lock() {
   const std::string file = join_path(path_, "weir.lock");
   lock_ = Descriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
   if (!lock_) throw std::system_error(errno, std::generic_category(), file);
   if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK) throw std::system_error(errno, std::generic_category(), file);
-    throw StartFailure(fmt::format("A server runs in {} already: process {}", path_, read_holder(lock_.get())));
+    throw StartFailure(
+        fmt::format("The data directory {} is in use by another server: process {}", path_, read_holder(lock_.get())));
   }
   const std::string holder = std::to_string(::getpid()) + "\n";
   if (::ftruncate(lock_.get(), 0) != 0 || ::pwrite(lock_.get(), holder.data(), holder.size(), 0) < 0)

@@ -7,7 +7,7 @@
 
 namespace weir {
 
-/// A reason why the server can't start, for a person to read.
+/// The server can't start; the message tells the operator why.
 struct StartFailure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -15,8 +15,8 @@ struct StartFailure : std::runtime_error {
 /// The one directory in which a server keeps everything, locked against a second server while this lives.
 class DataDirectory {
  public:
-  /// Creates the directory and its folders where they are missing, and locks it. Throws `StartFailure`: it can't be
-  /// written, or a server runs in it already, which is named.
+  /// Creates the directory and its folders where they are missing, and locks it. Throws `StartFailure` when it can't be
+  /// written, or when another server has locked it.
   explicit DataDirectory(const std::string& path);
 
   /// Tells the backend's `Config` where the folders are.

@@ -9,7 +9,7 @@
 
 namespace weir {
 
-/// The server, put together: the services behind the streams, the streams, and the web layer before them.
+/// The server: the services, the streams on them, and the web layer.
 class Server {
  public:
   /// The data directory is made and applied. Throws `StartFailure`.

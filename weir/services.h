@@ -7,8 +7,7 @@
 
 namespace weir {
 
-/// The real services, which the streams reach as their siblings. They stay connected until the process ends, so this
-/// outlives whatever runs on them.
+/// The services that the streams reach through `siblings()`. This outlives whatever uses them.
 class Services {
  public:
   /// Connects them; the `Config` names the folder of the profiles by then. `gpu_patch_library` as in `ServerSettings`.

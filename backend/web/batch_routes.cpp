@@ -73,7 +73,7 @@ void BatchRoutes::add_to(Router& router) {
   router.add("POST", "/api/batch/restart", [this](const Request& r, Parameters) { return restart(read_batch(r)); });
   router.add("GET", "/api/stats", [this](const Request& r, Parameters) {
     const std::string_view gpu = r.query("gpu");
-    return stats(gpu.empty() ? Value() : Value(std::string(gpu)));
+    return immediate(stats(gpu.empty() ? Value() : Value(std::string(gpu))));
   });
 }
 
@@ -92,6 +92,6 @@ Async<Response> BatchRoutes::restart(Batch batch) {
   co_return ok_response();
 }
 
-Async<Response> BatchRoutes::stats(Value gpu) { co_return json_response(manager_.get_all_stream_stats(gpu)); }
+Response BatchRoutes::stats(const Value& gpu) { return json_response(manager_.get_all_stream_stats(gpu)); }
 
 }  // namespace weir

@@ -5,7 +5,7 @@
 
 namespace weir {
 
-/// /api/batch and /api/stats: what concerns many streams at once.
+/// /api/batch and /api/stats: operations on many streams.
 class BatchRoutes {
  public:
   /// The manager outlives the routes.
@@ -18,7 +18,7 @@ class BatchRoutes {
   Async<Response> start(Batch batch);
   Async<Response> stop(Batch batch);
   Async<Response> restart(Batch batch);
-  Async<Response> stats(Value gpu);
+  Response stats(const Value& gpu);
 
   StreamManager& manager_;
 };

@@ -62,4 +62,6 @@ Response error_response(int status, std::string_view message) {
 
 Response ok_response() { return json_response(Value{{"ok", true}}); }
 
+Async<Response> immediate(Response response) { co_return response; }
+
 }  // namespace weir

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "backend/base/value.h"
+#include "backend/platform/async.h"
 #include "backend/platform/descriptor.h"
 
 namespace weir {
@@ -51,5 +52,8 @@ Response empty_response(int status = 204);
 Response error_response(int status, std::string_view message);
 /// {"ok": true}
 Response ok_response();
+
+/// A response that needs no wait, as a handler returns it.
+Async<Response> immediate(Response response);
 
 }  // namespace weir

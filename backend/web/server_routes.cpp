@@ -10,11 +10,10 @@ namespace weir {
 
 void ServerRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
-  const auto now = [](Response response) -> Async<Response> { co_return response; };
-  router.add("GET", "/healthz", [=](const Request&, Parameters) { return now(ok_response()); });
-  router.add("GET", "/readyz", [=, this](const Request&, Parameters) { return now(readiness()); });
+  router.add("GET", "/healthz", [](const Request&, Parameters) { return immediate(ok_response()); });
+  router.add("GET", "/readyz", [this](const Request&, Parameters) { return immediate(readiness()); });
   router.add("GET", "/api/version",
-             [=](const Request&, Parameters) { return now(json_response({{"version", Config::VERSION}})); });
+             [](const Request&, Parameters) { return immediate(json_response({{"version", Config::VERSION}})); });
   router.add("GET", "/api/probe",
              [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); });
 }

@@ -77,14 +77,13 @@ Async<> remove_directories(long long id) {
 
 void StreamRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
-  // Most answers are made without a wait. Those that wait get values: a request is read before.
-  const auto now = [](Response response) -> Async<Response> { co_return response; };
+  // What waits gets values: the request is read before.
   const std::string one = "/api/streams/{id}";
   router.add("GET", "/api/streams", [this](const Request& r, Parameters) {
     return r.query("broken") == "1" ? list_broken_files() : list(r.host);
   });
   router.add("POST", "/api/streams", [this](const Request& r, Parameters) { return add(read_form(r)); });
-  router.add("GET", one, [=, this](const Request& r, Parameters p) { return now(read(p[0], r.host)); });
+  router.add("GET", one, [this](const Request& r, Parameters p) { return immediate(read(p[0], r.host)); });
   router.add("PATCH", one, [this](const Request& r, Parameters p) {
     find(p[0]);  // before the form is looked at
     return change(p[0], read_form(r));
@@ -95,13 +94,14 @@ void StreamRoutes::add_to(Router& router) {
                                         {"/restart", &StreamManager::restart_stream}})
     router.add("POST", one + name,
                [this, operation](const Request&, Parameters p) { return control(operation, p[0]); });
-  router.add("GET", one + "/log", [=, this](const Request&, Parameters p) { return now(read_log(p[0])); });
-  router.add("DELETE", one + "/log", [=, this](const Request&, Parameters p) { return now(delete_log(p[0])); });
-  router.add("GET", one + "/config", [=, this](const Request&, Parameters p) { return now(read_config(p[0])); });
-  router.add("GET", one + "/urls", [=, this](const Request& r, Parameters p) { return now(read_urls(r, p[0])); });
-  router.add("POST", one + "/clients", [=, this](const Request& r, Parameters p) { return now(add_client(r, p[0])); });
+  router.add("GET", one + "/log", [this](const Request&, Parameters p) { return immediate(read_log(p[0])); });
+  router.add("DELETE", one + "/log", [this](const Request&, Parameters p) { return immediate(delete_log(p[0])); });
+  router.add("GET", one + "/config", [this](const Request&, Parameters p) { return immediate(read_config(p[0])); });
+  router.add("GET", one + "/urls", [this](const Request& r, Parameters p) { return immediate(read_urls(r, p[0])); });
+  router.add("POST", one + "/clients",
+             [this](const Request& r, Parameters p) { return immediate(add_client(r, p[0])); });
   router.add("DELETE", one + "/clients",
-             [=, this](const Request& r, Parameters p) { return now(remove_client(r, p[0])); });
+             [this](const Request& r, Parameters p) { return immediate(remove_client(r, p[0])); });
 }
 
 std::shared_ptr<Stream> StreamRoutes::find(const Value& id) {

@@ -6,7 +6,7 @@
 
 namespace weir {
 
-/// /api/streams: the streams and what one does with each.
+/// /api/streams: the streams and the operations on one of them.
 class StreamRoutes {
  public:
   /// The manager outlives the routes.

@@ -32,9 +32,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileAccess profi
 }
 
 Async<Response> WebApplication::answer(const Request& request) const {
-  if (!server_routes_.ready() && !asks_for_state(request)) co_return not_ready();
-  Response response = co_await router_.route(request);
-  co_return response;
+  if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
+  return router_.route(request);
 }
 
 }  // namespace weir
