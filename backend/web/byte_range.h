@@ -12,8 +12,8 @@ struct ByteRange {
   std::uint64_t size;
 };
 
-/// What a Range header asks of a file: nothing for the whole of it, which also answers several ranges, other units and
-/// what is no range. A range beyond the file has size 0.
+/// Parses a Range header. Nothing means the whole file: for several ranges, other units and invalid text. A range
+/// beyond the end of the file has size 0.
 std::optional<ByteRange> parse_range(std::string_view header, std::uint64_t file_size);
 
 }  // namespace weir

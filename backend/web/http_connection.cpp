@@ -118,7 +118,7 @@ Async<bool> HttpConnection::serve_request() {
   deadline_.reset();
   busy_ = true;
   Response response = co_await service_->handler(request);
-  // HTTP/1.0 clients are few and would have to be told that the connection stays.
+  // HTTP/1.0 clients would need a keep-alive header; they are few.
   const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_;
   const bool sent = co_await send(std::move(response), request.method != "HEAD", keep_alive);
   busy_ = false;
@@ -172,7 +172,7 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
           .client_address = remote_address()};
 }
 
-// What else the client sends is not read as a request.
+// What follows on the connection is not read as a request.
 Async<> HttpConnection::refuse(int status, std::string message) {
   Response response = error_response(status, message);
   if (status == 503) response.headers.emplace_back("Retry-After", "5");
@@ -198,7 +198,7 @@ Async<bool> HttpConnection::send_file(FilePart file) {
   while (file.size > 0) {
     std::string chunk(std::min<std::uint64_t>(file.size, service_->limits.chunk_bytes), '\0');
     const ssize_t size = ::pread(file.file.get(), chunk.data(), chunk.size(), static_cast<off_t>(file.offset));
-    // A file that became shorter: only the end of the connection can tell the client now.
+    // The file became shorter: closing the connection is the only way to tell the client.
     if (size <= 0) co_return false;
     chunk.resize(static_cast<std::size_t>(size));
     file.offset += chunk.size();

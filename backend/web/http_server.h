@@ -10,20 +10,20 @@
 
 namespace weir {
 
-/// Accepts connections on the current loop and has each answered by a task of its own, all of which end in `stop`.
+/// Accepts connections on the current loop. Each is served by a task of its own; `stop` ends them all.
 class HttpServer {
  public:
   /// The handler must not fail and outlives the server.
   explicit HttpServer(HttpHandler handler, HttpLimits limits = {});
   ~HttpServer();
 
-  /// Takes the port, 0 for a free one; clients wait from now on. Throws `std::system_error`.
+  /// Binds the port, 0 for a free one; connections queue from now on. Throws `std::system_error`.
   void listen(const std::string& address, int port);
-  /// The port that was taken.
+  /// The bound port.
   int port() const;
   /// Starts to accept.
   void start();
-  /// Accepts no more, lets the answers that are under way end within `grace`, and waits until every task has ended.
+  /// Closes the port, gives answers in progress `grace` to end, and waits until every task has ended.
   Async<> stop(std::chrono::milliseconds grace);
 
  private:

@@ -20,7 +20,7 @@ Value read_form(const Request& request) {
   } catch (const ValueError& failure) {
     throw HttpError(400, std::string("Invalid JSON: ") + failure.what());
   }
-  if (!form.is_object()) throw HttpError(400, "Invalid form: a JSON object is needed");
+  if (!form.is_object()) throw HttpError(400, "Invalid form: not a JSON object");
   return form;
 }
 

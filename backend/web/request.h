@@ -8,11 +8,11 @@
 
 namespace weir {
 
-/// A request as the routes see it, without its connection.
+/// A request, decoded.
 struct Request {
   std::string method;  ///< "GET", …
   Target target;
-  std::string host;    ///< the Host header, or the address that the client reached
+  std::string host;    ///< of the target, else the Host header, else the address that the client connected to
   std::string origin;  ///< the Origin header; empty when there is none
   std::string range;   ///< the Range header; empty when there is none
   std::string body;

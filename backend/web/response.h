@@ -21,7 +21,7 @@ struct FilePart {
   std::uint64_t size = 0;
 };
 
-/// An answer, without its connection. The body is the text, or the part of a file.
+/// A response; its body is `body`, or the part of a file.
 struct Response {
   int status = 200;
   std::string content_type;
@@ -33,7 +33,7 @@ struct Response {
 /// The status line and the headers, up to and with the empty line.
 std::string format_head(const Response& response, bool keep_alive);
 
-/// A request that can't be answered as it asks; the router makes an error response of it.
+/// Refuses a request; the router turns it into an error response.
 class HttpError : public std::runtime_error {
  public:
   HttpError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
@@ -44,7 +44,7 @@ class HttpError : public std::runtime_error {
 };
 
 Response json_response(const Value& value, int status = 200);
-/// The same for a value whose JSON text is there already.
+/// The same for JSON text.
 Response json_text_response(std::string text, int status = 200);
 Response text_response(std::string text, int status = 200);
 Response empty_response(int status = 204);

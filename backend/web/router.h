@@ -11,17 +11,17 @@
 
 namespace weir {
 
-/// The texts that stand in the place of a pattern's "{…}", in order.
+/// The segments that a pattern's "{…}" stood for, in order.
 using PathParameters = std::vector<std::string>;
 
-/// Answers one kind of request. Request and parameters outlive the call.
+/// Handles the requests of one route. Request and parameters outlive the call.
 using RouteHandler = std::function<Async<Response>(const Request&, const PathParameters&)>;
 
-/// Finds who answers a request by its method and path, and makes answers of failures.
+/// Finds the handler of a request by method and path, and turns failures into error responses.
 class Router {
  public:
   /// `pattern` is a path whose segments may be "{name}", which stands for any text that is not empty, or
-  /// "{name:number}", which stands for digits. Of several patterns that fit a path the one added first answers. A
+  /// "{name:number}", which stands for digits. Of several patterns that match a path the one added first answers. A
   /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
   void add(std::string_view method, std::string_view pattern, RouteHandler handler);
 
