@@ -61,7 +61,7 @@ Async<> sync_and_log_failure(std::string path) {
 
 // What a deleted stream leaves: its id is not given again.
 Async<> remove_directories(long long id) {
-  const std::string hls = get_hls_path(id, "");
+  const std::string hls = join_path(Config::HLS_DIRECTORY, std::to_string(id));
   const std::string mmcb = join_path(Config::MMCB_DIRECTORY, std::to_string(id));
   try {
     co_await on_helper_thread([hls, mmcb] {

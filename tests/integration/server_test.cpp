@@ -2,7 +2,6 @@
 
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -94,23 +93,6 @@ TEST_F(ServerTest, OutOfDescriptorsItGoesOnAndSaysSo) {
   EXPECT_TRUE(eventually_has(0, R"("status":"running")"));
   ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &original, nullptr), 0);
   EXPECT_TRUE(eventually_has(1, R"("status":"running")")) << server->log();
-}
-
-TEST_F(ServerTest, AFileThatBecameUnusableKeepsNoOtherStreamOffTheAir) {
-  add("goes_on");
-  add("goes_on");
-  EXPECT_EQ(server->end(SIGTERM), 0);
-  fs::remove(file(1));
-  fs::create_directory(file(1));
-  ::chmod(file(2).c_str(), 0);
-  serve();
-  expect_stream_0_on_air();
-  EXPECT_TRUE(get(1).starts_with("HTTP/1.1 404"));
-  const std::string broken = server->request("GET", "/api/streams?broken=1");
-  EXPECT_NE(broken.find("1.conf"), std::string::npos) << broken;
-  // Permissions don't bind the superuser.
-  if (::geteuid() != 0) EXPECT_NE(broken.find("Permission denied"), std::string::npos) << broken;
-  EXPECT_EQ(get(2).starts_with("HTTP/1.1 200"), ::geteuid() == 0);
 }
 
 /// With its data on a small file system of its own.

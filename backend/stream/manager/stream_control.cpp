@@ -13,20 +13,19 @@ namespace weir {
 
 namespace {
 
-// Each holds the stream while it waits in it.
-Async<bool> start_checked(StreamManager& manager, Value stream_id) {
-  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
-  co_return co_await stream->start();
+// The stream lives as long as the operation waits in it.
+Async<bool> hold([[maybe_unused]] std::shared_ptr<Stream> stream, Async<bool> operation) {
+  const bool result = co_await operation;
+  co_return result;
 }
 
-Async<bool> stop_checked(StreamManager& manager, Value stream_id) {
-  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
-  co_return co_await stream->stop();
-}
-
-Async<bool> restart_checked(StreamManager& manager, Value stream_id) {
-  const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
-  co_return co_await stream->restart();
+template <class Operation>
+Async<bool> control(StreamManager& manager, const Value& id, Operation operation) {
+  const auto on_stream = [operation](StreamManager& self, const Value& stream_id) {
+    const std::shared_ptr<Stream> stream = self.get_stream(stream_id);
+    return hold(stream, operation(*stream));
+  };
+  return stream_manager_check_params(false)(on_stream)(manager, id);
 }
 
 void log_skipped(std::string_view batch, const Value& stream_id, const std::shared_ptr<Stream>& stream) {
@@ -42,32 +41,18 @@ std::string restart_line(const std::string& log_format, const Value& stream_id, 
   return fmt::vformat(log_format, arguments);
 }
 
-Async<> restart_each(StreamManager& manager, std::vector<Value> stream_ids, double interval,
-                     std::optional<std::string> log_format) {
-  for (const Value& stream_id : stream_ids) {
-    const std::shared_ptr<Stream> stream = manager.get_stream(stream_id);
-    if (!stream || !is_active(stream->get_status())) {
-      log_skipped("Batch restart", stream_id, stream);
-      continue;
-    }
-    if (log_format) manager.info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));
-    co_await stream->restart();
-    co_await sleep_seconds(interval);
-  }
-}
-
 }  // namespace
 
-Async<bool> StreamManager::start_stream(const Value& stream_id) {
-  return stream_manager_check_params(false)(start_checked)(*this, stream_id);
+Async<bool> StreamManager::start_stream(const Value& id) {
+  return control(*this, id, [](Stream& stream) { return stream.start(); });
 }
 
-Async<bool> StreamManager::stop_stream(const Value& stream_id) {
-  return stream_manager_check_params(false)(stop_checked)(*this, stream_id);
+Async<bool> StreamManager::stop_stream(const Value& id) {
+  return control(*this, id, [](Stream& stream) { return stream.stop(); });
 }
 
-Async<bool> StreamManager::restart_stream(const Value& stream_id) {
-  return stream_manager_check_params(false)(restart_checked)(*this, stream_id);
+Async<bool> StreamManager::restart_stream(const Value& id) {
+  return control(*this, id, [](Stream& stream) { return stream.restart(); });
 }
 
 std::optional<std::string> StreamManager::get_stream_log(const Value& id) {
@@ -127,7 +112,10 @@ Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
   co_await stop_thread();
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
-    if (stream) co_await stream->stop();
+    if (stream)
+      co_await stream->stop();
+    else
+      log_skipped("Batch stop", stream_id, stream);
   }
   co_return true;
 }
@@ -135,8 +123,22 @@ Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
 Async<bool> StreamManager::batch_restart_streams(std::vector<Value> stream_ids, double interval,
                                                  std::optional<std::string> log_format) {
   co_await stop_thread();
-  thread = spawn("batch restart", restart_each(*this, std::move(stream_ids), interval, std::move(log_format)));
+  thread = spawn("batch restart", restart_each(std::move(stream_ids), interval, std::move(log_format)));
   co_return true;
+}
+
+Async<> StreamManager::restart_each(std::vector<Value> stream_ids, double interval,
+                                    std::optional<std::string> log_format) {
+  for (const Value& stream_id : stream_ids) {
+    const std::shared_ptr<Stream> stream = get_stream(stream_id);
+    if (!stream || !is_active(stream->get_status())) {
+      log_skipped("Batch restart", stream_id, stream);
+      continue;
+    }
+    if (log_format) info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));
+    co_await stream->restart();
+    co_await sleep_seconds(interval);
+  }
 }
 
 }  // namespace weir

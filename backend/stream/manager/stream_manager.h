@@ -103,6 +103,9 @@ class StreamManager : public Error {
   std::map<long long, std::shared_ptr<Stream>> streams;  ///< the registry, ascending by id
   long long stream_next_id = 0;                          ///< never decreases while the process runs
   Task thread;                                           ///< the batch-restart task, running or ended
+
+ private:
+  Async<> restart_each(std::vector<Value> stream_ids, double interval, std::optional<std::string> log_format);
 };
 
 /// The manager of the process: the first one that was made; null before.
