@@ -24,7 +24,7 @@ using Texts = std::vector<std::string>;
 
 // --- conversions: each throws `std::invalid_argument` with what the value is not ---
 
-std::string to_text(const std::string& value) {
+std::string to_nonempty(const std::string& value) {
   if (value.empty()) throw std::invalid_argument("must not be empty");
   return value;
 }
@@ -117,11 +117,11 @@ const std::vector<Setting>& setting_table() {
   const auto as_given = [](const std::string& value) { return value; };
   static const std::vector<Setting> table{
       {"data", "DIR", "data directory: streams/ hls/ mmcb/ profiles/ uploads/ (default ./weir-data)",
-       one(&S::data, to_text)},
+       one(&S::data, to_nonempty)},
       {"bind", "ADDR", "address to listen on; a loopback address (default 127.0.0.1)", one(&S::bind, to_bind_address)},
       {"port", "N", "port to listen on; 0 takes a free one (default 8080)", one(&S::port, to_port)},
-      {"ffmpeg", "PATH", "the transcoder program (default: ffmpeg, found on PATH)", one(&S::ffmpeg, to_text)},
-      {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_text)},
+      {"ffmpeg", "PATH", "the transcoder program (default: ffmpeg, found on PATH)", one(&S::ffmpeg, to_nonempty)},
+      {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_nonempty)},
       {"probe-timeout", "SECONDS", "time after which the probe of an input gives up (default 10)",
        one(&S::probe_timeout, to_seconds)},
       {"hardware", "LIST", "nvenc, qsv or both, separated by a comma: prepare the transcoders' environment for them",
