@@ -8,4 +8,13 @@ std::string_view trim(std::string_view text) {
   return text;
 }
 
+std::string escape(std::string_view text, std::string_view specials) {
+  std::string escaped;
+  for (const char c : text) {
+    if (specials.find(c) != std::string_view::npos) escaped += '\\';
+    escaped += c;
+  }
+  return escaped;
+}
+
 }  // namespace weir

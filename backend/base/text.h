@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace weir {
@@ -9,5 +10,8 @@ constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 /// The text without white space at both ends.
 std::string_view trim(std::string_view text);
+
+/// The text with a backslash before each of the special characters.
+std::string escape(std::string_view text, std::string_view specials);
 
 }  // namespace weir

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace weir {
 
@@ -11,6 +12,9 @@ struct Config {
   static inline std::string MMCB_DIRECTORY = "weir-data/mmcb";
   static inline std::string UPLOAD_DIRECTORY = "weir-data/uploads";
   static inline std::string PROFILE_DIRECTORY = "weir-data/profiles";
+
+  /// Filters of documents read files below these directories only; below UPLOAD_DIRECTORY where there are none.
+  static inline std::vector<std::string> FILE_ROOTS;
 
   /// The default band of a stream's speed, in multiples of real time.
   static inline double STREAM_SPEED_MIN = 0.9;

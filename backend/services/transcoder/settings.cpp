@@ -17,6 +17,8 @@ namespace weir {
 
 namespace {
 
+constexpr std::size_t max_shown_bytes = 200;
+
 bool is_alphanumeric(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 bool is_word(std::string_view text) {
@@ -51,30 +53,30 @@ bool Settings::has(std::string_view key) const {
 std::string Settings::text(std::string_view key, std::string_view fallback) const {
   if (!has(key)) return std::string(fallback);
   const Value& value = raw(key);
-  if (!value.is_string() && !value.is_number()) refuse(key, "has to be a text");
+  if (!value.is_string() && !value.is_number()) refuse_value(key, "is not a text");
   std::string text = to_text(value);
-  if (has_control_characters(text)) refuse(key, "holds control characters");
+  if (has_control_characters(text)) refuse(key, "has control characters");
   return text;
 }
 
 std::string Settings::word(std::string_view key, std::string_view fallback) const {
   std::string text(trim(this->text(key, fallback)));
-  if (!text.empty() && !is_word(text)) refuse(key, fmt::format("cannot be \"{}\"", text));
+  if (!text.empty() && !is_word(text)) refuse_value(key, "is not a name");
   return text;
 }
 
-std::optional<long long> Settings::whole(std::string_view key, long long least, long long most) const {
-  auto value = number(key, static_cast<double>(least), static_cast<double>(most));
+std::optional<long long> Settings::whole(std::string_view key, long long min, long long max) const {
+  auto value = number(key, static_cast<double>(min), static_cast<double>(max));
   if (!value) return std::nullopt;
-  if (*value != std::floor(*value)) refuse(key, "has to be a whole number");
+  if (*value != std::floor(*value)) refuse_value(key, "is not a whole number");
   return static_cast<long long>(*value);
 }
 
-std::optional<double> Settings::number(std::string_view key, double least, double most) const {
+std::optional<double> Settings::number(std::string_view key, double min, double max) const {
   if (!has(key)) return std::nullopt;
   auto value = as_number(raw(key));
-  if (!value || !(*value >= least && *value <= most)) {
-    refuse(key, fmt::format("has to be a number from {} to {}, not {}", least, most, to_text(raw(key))));
+  if (!value || !(*value >= min && *value <= max)) {
+    refuse_value(key, fmt::format("is not a number from {} to {}", min, max));
   }
   return value;
 }
@@ -87,18 +89,23 @@ bool Settings::flag(std::string_view key) const {
   static constexpr std::array<std::string_view, 4> no = {"0", "false", "no", "off"};
   const std::string text = to_text(value);
   if (std::ranges::find(yes, trim(text)) != yes.end()) return true;
-  if (std::ranges::find(no, trim(text)) == no.end()) refuse(key, fmt::format("has to be yes or no, not {}", text));
+  if (std::ranges::find(no, trim(text)) == no.end()) refuse_value(key, "is not yes or no");
   return false;
 }
 
 Settings Settings::section(std::string_view key) const {
   const Value& value = raw(key);
-  if (has(key) && !value.is_object()) refuse(key, "has to be a mapping");
+  if (has(key) && !value.is_object()) refuse_value(key, "is not a mapping");
   return Settings(value, name_.empty() ? std::string(key) : fmt::format("{}.{}", name_, key));
 }
 
 void Settings::refuse(std::string_view key, std::string_view why) const {
-  throw ValueError(name_.empty() ? fmt::format("\"{}\" {}", key, why) : fmt::format("\"{}.{}\" {}", name_, key, why));
+  throw ValueError(fmt::format("{}{}{}: {}", name_, name_.empty() ? "" : ".", key, why));
+}
+
+void Settings::refuse_value(std::string_view key, std::string_view why) const {
+  if (!has(key)) refuse(key, "missing");
+  refuse(key, fmt::format("{} {}", to_text(raw(key)).substr(0, max_shown_bytes), why));
 }
 
 }  // namespace weir

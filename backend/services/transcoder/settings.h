@@ -26,14 +26,17 @@ class Settings {
   /// A name such as that of an encoder: letters, digits and `_ . + - ,`, starting with a letter or digit.
   std::string word(std::string_view key, std::string_view fallback = {}) const;
   /// A whole number within the bounds.
-  std::optional<long long> whole(std::string_view key, long long least, long long most) const;
+  std::optional<long long> whole(std::string_view key, long long min, long long max) const;
   /// A number within the bounds, fractions included.
-  std::optional<double> number(std::string_view key, double least, double most) const;
+  std::optional<double> number(std::string_view key, double min, double max) const;
   bool flag(std::string_view key) const;
   Settings section(std::string_view key) const;
 
   const std::string& name() const noexcept { return name_; }
+  /// Throws "video.map: has …".
   [[noreturn]] void refuse(std::string_view key, std::string_view why) const;
+  /// Throws "video.map: VALUE is not …", or says that the member is missing.
+  [[noreturn]] void refuse_value(std::string_view key, std::string_view why) const;
 
  private:
   const Value* mapping_;

@@ -93,7 +93,7 @@ InputSource TranscoderCommand::read_input(int index) const {
   const int count = count_inputs();
   if (count == 0) throw ValueError("The stream has no input");
   if (index < 0 || index >= count) {
-    throw ValueError(fmt::format("There is no input #{}: the stream has {} of them", index, count));
+    throw ValueError(fmt::format("No input #{}: the stream has {}", index, count));
   }
   const std::string key = fmt::format("input.{}", index);
   return read_input_source(Settings(conf_.get_json_conf(key), key));
@@ -142,7 +142,7 @@ void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding&
   hls_master_playlist.reset();
   const std::size_t count = encoding.renditions.size();
   for (const OutputTarget& target : targets_) {
-    if (target.rendition >= count) throw ValueError(fmt::format("There is no rendition {}", target.rendition));
+    if (target.rendition >= count) throw ValueError(fmt::format("No rendition {}", target.rendition));
   }
   if (!outputs.hls) return;
   hls_list_sizes.assign(count, outputs.hls->list_size);

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
 #include "backend/services/transcoder/encoding/video_arguments.h"
+#include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
@@ -59,42 +61,43 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
   };
   const Case cases[] = {
       {{{"input", Value::object()}}, "The stream has no input"},
-      {{{"input.0.url", ""}}, "\"input.0.url\" is missing"},
-      {{{"input.0.url", "a\nb"}}, "\"input.0.url\" holds control characters"},
-      {{{"input.0.url", "tee://x"}}, "tee://x: the protocol \"tee\" is not for inputs"},
-      {{{"input.0.url", "pipe://u:secret@0"}}, "pipe://u:***@0: the protocol \"pipe\" is not for inputs"},
-      {{{"input.0.format", "-y"}}, "\"input.0.format\" cannot be \"-y\""},
-      {{{"input.0.options", {{"report", "1"}}}}, "\"input.0.options.report\" is no option that an input may set"},
-      {{{"input.0.options", "x"}}, "\"input.0.options\" has to be a mapping"},
-      {{{"input.0.url", "sine,zmq"}, {"input.0.format", "lavfi"}}, "The filter \"zmq\" is not for inputs"},
+      {{{"input.0.url", ""}}, "input.0.url: missing"},
+      {{{"input.0.url", "a\nb"}}, "input.0.url: has control characters"},
+      {{{"input.0.url", "tee://x"}}, "tee://x: \"tee\" is not an allowed input protocol"},
+      {{{"input.0.url", "pipe://u:secret@0"}}, "pipe://u:***@0: \"pipe\" is not an allowed input protocol"},
+      {{{"input.0.format", "-y"}}, "input.0.format: -y is not a name"},
+      {{{"input.0.options", {{"report", "1"}}}}, "input.0.options.report: not an allowed input option"},
+      {{{"input.0.options", "x"}}, "input.0.options: x is not a mapping"},
+      {{{"input.0.url", "sine,zmq"}, {"input.0.format", "LavFi"}}, "lavfi: the filter \"zmq\" is not allowed"},
       {{{"output", Value::object()}}, "The stream has no output"},
-      {{{"output.0.port", 70000}}, "\"output.0.port\" has to be a number from 1 to 65535"},
+      {{{"output.0.port", 70000}}, "output.0.port: 70000 is not a port (1 to 65535)"},
       {{{"output.0.protocol", "gopher"}},
-       "\"output.0.protocol\" \"gopher\" is not supported: use rtmp, rtsp, hls, udp, rtp, tcp or file"},
-      {{{"output.0.protocol", "http"}}, "\"output.0.filename\" is missing: an \"http\" output is published under it"},
-      {{{"output.0.protocol", "rtmp"}}, "\"output.0.server\" has to be a host name or an address"},
+       "output.0.protocol: gopher is not supported; use rtmp, rtsp, hls, udp, rtp, tcp or file"},
+      {{{"output.0.protocol", "http"}}, "output.0.filename: missing; an \"http\" output is published under it"},
+      {{{"output.0.protocol", "rtmp"}}, "output.0.server: missing"},
       {{{"output.1", {{"protocol", "hls"}, {"playlist_name", "a.m3u8"}}}},
-       "\"output.1.protocol\" can be \"hls\" for output 0 only"},
-      {{{"output.0.protocol", "hls"}}, "\"output.0.playlist_name\" has to be a name that ends in .m3u8"},
-      {{{"output.0.rendition", 1}}, "There is no rendition 1"},
-      {{{"output.0", {{"protocol", "file"}, {"filename", ".."}}}},
-       "\"output.0.filename\" has to be the name of a file"},
+       "output.1.protocol: only output 0 can be \"hls\""},
+      {{{"output.0.protocol", "hls"}}, "output.0.playlist_name: missing"},
+      {{{"output.0.rendition", 1}}, "No rendition 1"},
+      {{{"output.0", {{"protocol", "file"}, {"filename", ".."}}}}, "output.0.filename: .. is not a file name"},
       {{{"input.0.url", "/srv/./a.ts"}, {"output.0", {{"protocol", "file"}, {"filename", "a.ts"}, {"path", "/srv"}}}},
        "The file /srv/a.ts is both input and output"},
-      {{{"video.codec", "none"}, {"audio.codec", "none"}}, "Neither picture nor sound: both codecs are \"none\""},
+      {{{"video.codec", "none"}, {"audio.codec", "none"}}, "Nothing to encode: video and audio are both \"none\""},
       {{{"video.codec", "copy"}, {"video.renditions", Value::array({Value::object(), Value::object()})}},
-       "\"video.renditions\" need an encoder, the codec is \"copy\""},
-      {{{"video.renditions", {{"0", {{"width", 641}}}}}}, "\"video.renditions.0.width\" has to be even"},
-      {{{"video.bitrate", "many"}}, "\"video.bitrate\" has to be a number from 1 to 1000000, not many"},
-      {{{"video.filters", "hflip,ladspa=x"}},
-       "\"video.filters\" holds the filter \"ladspa\", which is not for documents"},
-      {{{"video.map", "0:v:0 -y"}}, "\"video.map\" has to name a stream, such as \"v:0\""},
-      {{{"video.delogo", "1:2:3"}}, "\"video.delogo\" has to be x, y, w and h"},
-      {{{"audio.channels", 0}}, "\"audio.channels\" has to be a number from 1 to 16, not 0"},
+       "video.renditions: the codec \"copy\" cannot make renditions"},
+      {{{"video.renditions", {{"0", {{"width", 641}}}}}}, "video.renditions.0.width: 641 is not even"},
+      {{{"video.bitrate", "many"}}, "video.bitrate: many is not a number from 1 to 1000000"},
+      {{{"video.filters", "hflip,ladspa=x"}}, "video.filters: the filter \"ladspa\" is not allowed"},
+      {{{"video.cvdelogo.filename", "http://h/x.png"}},
+       "video.cvdelogo.filename: \"http://h/x.png\" is not an absolute path"},
+      {{{"audio.filters", "asendcmd=f=/etc/x"}}, "audio.filters: /etc/x: No such file or directory"},
+      {{{"video.map", "0:v:0 -y"}}, "video.map: 0:v:0 -y is not a stream such as v:0"},
+      {{{"video.delogo", "1:2:3"}}, "video.delogo: 1:2:3 is not x, y, w and h"},
+      {{{"audio.channels", 0}}, "audio.channels: 0 is not a number from 1 to 16"},
   };
   for (const Case& c : cases) EXPECT_EQ(build(c.form).problem, c.reason) << c.form;
-  EXPECT_EQ(build(Value::object(), 1).problem, "There is no input #1: the stream has 1 of them");
-  EXPECT_EQ(build(Value::object(), -1).problem, "There is no input #-1: the stream has 1 of them");
+  EXPECT_EQ(build(Value::object(), 1).problem, "No input #1: the stream has 1");
+  EXPECT_EQ(build(Value::object(), -1).problem, "No input #-1: the stream has 1");
 }
 
 TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
@@ -121,16 +124,21 @@ TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
 }
 
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
+  const test::TemporaryDirectory root;
+  const std::string logo = root.path() / "a:b,c.png";
+  std::ofstream(logo) << "a picture";
+  Config::FILE_ROOTS = {root.path()};
   const Built built = build({{"video.delogo", {{"x", "1"}, {"y", 2}, {"w", 3}, {"h", 4}}},
-                             {"video.cvdelogo.filename", "/a:b,c.png"},
+                             {"video.cvdelogo.filename", logo},
                              {"video.deinterlace", true},
                              {"video.filters", "hflip"},
                              {"video.renditions", {{"0", {{"height", 720}}}, {"1", {{"width", 640}, {"fps", 12.5}}}}}});
   EXPECT_EQ(built.after("-filter_complex"),
-            "[0:V:0]yadif=deint=interlaced,delogo=x=1:y=2:w=3:h=4,removelogo=filename=/a\\\\:b\\,c.png,hflip,split=2"
-            "[s0][s1];[s0]scale=-2:720[v0];[s1]fps=12.5,scale=640:-2[v1]")
+            "[0:V:0]yadif=deint=interlaced,delogo=x=1:y=2:w=3:h=4,removelogo=filename=" + root.path().string() +
+                "/a\\\\:b\\,c.png,hflip,split=2[s0][s1];[s0]scale=-2:720[v0];[s1]fps=12.5,scale=640:-2[v1]")
       << built.problem;
   EXPECT_EQ(built.after("-b:v:0"), "2800k");
+  Config::FILE_ROOTS.clear();
 }
 
 TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {

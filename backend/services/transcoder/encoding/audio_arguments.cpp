@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "backend/services/transcoder/encoding/filter_text.h"
 #include "backend/services/transcoder/encoding/stream_map.h"
+#include "backend/services/transcoder/filters/filter_check.h"
 
 namespace weir {
 
@@ -14,11 +14,8 @@ namespace {
 constexpr long long default_bitrate = 128;
 
 std::string make_filters(const Settings& audio) {
-  const std::string filters = audio.text("filters");
-  if (const std::string name = find_forbidden_filter(filters); !name.empty()) {
-    audio.refuse("filters", fmt::format("holds the filter \"{}\", which is not for documents", name));
-  }
-  // Sound that a live source has lost is filled, or picture and sound would drift apart.
+  const std::string filters = read_filters(audio);
+  // Audio that a live source has lost is filled with silence, or video and audio would drift apart.
   return filters.empty() ? "aresample=async=1" : filters + ",aresample=async=1";
 }
 
@@ -86,7 +83,7 @@ AudioArguments make_audio_arguments(const Settings& audio, const std::vector<lon
   }
   if (encodes.size() > 1 && maps.size() > 1) {
     // A map may be absent from the input, and the streams of the encodes after it would be counted wrongly.
-    audio.refuse("map", "can name one stream only where renditions have their own audio_bitrate");
+    audio.refuse("map", "only one stream can be mapped where renditions have their own audio_bitrate");
   }
   append_encodes(audio, codec, encodes, maps, result);
   return result;

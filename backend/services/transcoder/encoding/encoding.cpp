@@ -68,7 +68,8 @@ Encoding make_encoding(const Settings& document, const EncodingDemands& demands)
       make_video_arguments(video_settings, demands.segment_time, get_tags(demands.families, "7", "avc1"));
   const AudioArguments audio =
       make_audio_arguments(audio_settings, video.audio_bitrates, get_tags(demands.families, "10", "mp4a"));
-  if (video.streams == 0 && audio.streams == 0) throw ValueError("Neither picture nor sound: both codecs are \"none\"");
+  if (video.streams == 0 && audio.streams == 0)
+    throw ValueError("Nothing to encode: video and audio are both \"none\"");
   encoding.device_arguments = video.device_arguments;
   encoding.arguments = video.arguments;
   encoding.arguments.insert(encoding.arguments.end(), audio.arguments.begin(), audio.arguments.end());

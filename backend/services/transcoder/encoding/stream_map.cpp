@@ -19,7 +19,7 @@ std::string read_map(const Settings& settings, const Value& value, char type) {
   std::string map(trim(to_text(value)));
   const bool plain = (value.is_string() || value.is_number_unsigned()) && map.size() <= 100;
   if (!plain || map.empty() || !std::ranges::all_of(map, is_map_character)) {
-    settings.refuse("map", "has to name a stream, such as \"" + std::string(1, type) + ":0\"");
+    settings.refuse_value("map", std::string("is not a stream such as ") + type + ":0");
   }
   if (map.starts_with("0:")) map.erase(0, 2);
   const bool letters = std::ranges::none_of(map, [](char c) { return c >= '0' && c <= '9'; });
@@ -37,13 +37,13 @@ std::vector<std::string> read_stream_maps(const Settings& settings, char type) {
   if (!value.is_array() && !value.is_object()) return {read_map(settings, value, type) + "?"};
   std::vector<std::string> maps;
   for (const Value& item : value) maps.push_back(read_map(settings, item, type) + "?");
-  if (maps.size() > 16) settings.refuse("map", "names more than 16 streams");
+  if (maps.size() > 16) settings.refuse("map", "more than 16 streams");
   return maps.empty() ? std::vector{default_map(type) + "?"} : maps;
 }
 
 std::string read_video_input(const Settings& video) {
   std::vector<std::string> maps = read_stream_maps(video, 'v');
-  if (maps.size() != 1) video.refuse("map", "has to name one stream");
+  if (maps.size() != 1) video.refuse("map", "only one video stream can be mapped");
   maps[0].pop_back();
   return maps[0];
 }

@@ -43,15 +43,15 @@ std::vector<Rendition> read_renditions(const Settings& video) {
   static const Value nothing;
   if (!video.has("renditions")) return {Rendition(video, Settings(nothing, video.name()))};
   const Value& list = video.raw("renditions");
-  if (!list.is_object() && !list.is_array()) video.refuse("renditions", "has to be a mapping or a list");
+  if (!list.is_object() && !list.is_array()) video.refuse_value("renditions", "is not a mapping or a list");
   std::vector<Rendition> renditions;
   for (std::size_t i = 0; i < list.size(); ++i) {
     const std::string number = std::to_string(i);
     const Value& own = list.is_array() ? list[i] : member(list, number);
-    if (!own.is_object()) video.refuse("renditions." + number, "has to be a mapping");
+    if (!own.is_object()) video.refuse("renditions." + number, "not a mapping");
     renditions.emplace_back(video, Settings(own, video.name() + ".renditions." + number));
   }
-  if (renditions.size() > most_renditions) video.refuse("renditions", "has more than 16 members");
+  if (renditions.size() > most_renditions) video.refuse("renditions", "more than 16 renditions");
   if (renditions.empty()) renditions.emplace_back(video, Settings(nothing, video.name()));
   return renditions;
 }
@@ -150,8 +150,8 @@ std::string make_scaling(const Rendition& rendition, const std::string& codec) {
   shape.height = rendition.whole("height", 16, 8640).value_or(0);
   shape.fps = rendition.where("fps").number("fps", 0.1, 480).value_or(0);
   shape.upload = codec.ends_with("_vaapi");
-  if (shape.width % 2 != 0) rendition.where("width").refuse("width", "has to be even");
-  if (shape.height % 2 != 0) rendition.where("height").refuse("height", "has to be even");
+  if (shape.width % 2 != 0) rendition.where("width").refuse_value("width", "is not even");
+  if (shape.height % 2 != 0) rendition.where("height").refuse_value("height", "is not even");
   return make_shape_filters(shape);
 }
 
@@ -217,7 +217,7 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time,
   const std::vector<Rendition> renditions = read_renditions(video);
   for (const Rendition& rendition : renditions) result.audio_bitrates.push_back(rendition.audio_bitrate());
   if ((codec == "none" || codec == "copy") && renditions.size() > 1) {
-    video.refuse("renditions", fmt::format("need an encoder, the codec is \"{}\"", codec));
+    video.refuse("renditions", fmt::format("the codec \"{}\" cannot make renditions", codec));
   }
   if (codec == "none") return result;
   if (codec == "copy") {

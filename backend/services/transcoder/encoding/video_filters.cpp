@@ -8,7 +8,8 @@
 
 #include "backend/base/members.h"
 #include "backend/base/text.h"
-#include "backend/services/transcoder/encoding/filter_text.h"
+#include "backend/services/transcoder/filters/filter_check.h"
+#include "backend/services/transcoder/filters/filter_graph.h"
 
 namespace weir {
 
@@ -38,11 +39,11 @@ std::string make_delogo(const Settings& video) {
   const Value& value = video.raw("delogo");
   const Value place_value = value.is_string() ? split_place(value.get<std::string>()) : value;
   const Settings place(place_value, video.name() + ".delogo");
-  if (!place_value.is_object() || place_value.size() != 4) video.refuse("delogo", "has to be x, y, w and h");
+  if (!place_value.is_object() || place_value.size() != 4) video.refuse_value("delogo", "is not x, y, w and h");
   std::string filter = "delogo=";
   for (const char* name : {"x", "y", "w", "h"}) {
     const auto number = place.whole(name, 0, 15'360);
-    if (!number) place.refuse(name, "is missing");
+    if (!number) place.refuse(name, "missing");
     filter += fmt::format("{}{}={}", filter.ends_with('=') ? "" : ":", name, *number);
   }
   return filter;
@@ -56,13 +57,12 @@ std::string make_cleaning_filters(const Settings& video) {
   filters.push_back(make_delogo(video));
   if (video.has("cvdelogo")) {
     const Settings logo = video.section("cvdelogo");
-    const std::string bitmap = logo.text("filename");
-    if (!bitmap.empty()) filters.push_back("removelogo=filename=" + escape_filter_value(bitmap));
+    if (const std::string bitmap = logo.text("filename"); !bitmap.empty()) {
+      if (const std::string fault = find_file_fault(bitmap); !fault.empty()) logo.refuse("filename", fault);
+      filters.push_back("removelogo=filename=" + escape_filter_value(bitmap));
+    }
   }
-  filters.push_back(video.text("filters"));
-  if (const std::string name = find_forbidden_filter(filters.back()); !name.empty()) {
-    video.refuse("filters", fmt::format("holds the filter \"{}\", which is not for documents", name));
-  }
+  filters.push_back(read_filters(video));
   std::erase(filters, "");
   return fmt::format("{}", fmt::join(filters, ","));
 }

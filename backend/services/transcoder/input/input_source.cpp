@@ -4,13 +4,15 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string/case_conv.hpp>
+#include <locale>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
 #include "backend/platform/failure.h"
-#include "backend/services/transcoder/encoding/filter_text.h"
+#include "backend/services/transcoder/filters/filter_check.h"
 
 namespace weir {
 
@@ -94,13 +96,9 @@ bool holds(const std::array<std::string_view, N>& list, std::string_view text) {
 std::string get_scheme(std::string_view url) {
   const std::size_t end = url.find("://");
   if (end == std::string_view::npos || end == 0) return {};
-  std::string scheme(url.substr(0, end));
-  for (char& c : scheme) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    const bool allowed = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
-    if (!allowed) return {};
-  }
-  return scheme;
+  const std::string scheme = boost::to_lower_copy(std::string(url.substr(0, end)), std::locale::classic());
+  const bool plain = scheme.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.") == std::string::npos;
+  return plain ? scheme : "";
 }
 
 long long read_replays(const Settings& input) {
@@ -120,14 +118,14 @@ std::string get_option_text(const Settings& options, const std::string& name) {
 /// "headers" is the one option with line ends: they separate the headers.
 std::string get_headers(const Settings& options) {
   const Value& value = options.raw("headers");
-  if (!value.is_string()) options.refuse("headers", "has to be a text");
+  if (!value.is_string()) options.refuse_value("headers", "is not a text");
   std::string headers;
   for (char c : value.get_ref<const std::string&>()) {
     if (c == '\r') continue;
     if (c == '\n') {
       headers += "\r\n";
     } else if (has_control_characters({&c, 1})) {
-      options.refuse("headers", "holds control characters");
+      options.refuse("headers", "has control characters");
     } else {
       headers += c;
     }
@@ -148,7 +146,7 @@ void read_options(const Settings& input, InputSource& source) {
     } else if (holds(adjustment_options, name)) {
       source.adjustment.emplace_back(name, get_option_text(options, name));
     } else {
-      options.refuse(name, "is no option that an input may set");
+      options.refuse(name, "not an allowed input option");
     }
   }
 }
@@ -163,8 +161,9 @@ void append_options(std::vector<std::string>& arguments,
 InputSource read_input_source(const Settings& input) {
   InputSource source;
   source.url = input.text("url");
-  if (source.url.empty()) input.refuse("url", "is missing");
-  source.format = input.word("format");
+  if (source.url.empty()) input.refuse("url", "missing");
+  // FFmpeg finds a format whatever its case.
+  source.format = boost::to_lower_copy(input.word("format"), std::locale::classic());
   source.realtime = input.flag("re");
   source.replays = read_replays(input);
   read_options(input, source);
@@ -173,18 +172,16 @@ InputSource read_input_source(const Settings& input) {
 }
 
 std::string get_input_address(const std::string& url, const std::string& format) {
-  if (has_control_characters(url)) throw ValueError("An input's URL holds control characters");
+  if (has_control_characters(url)) throw ValueError("The URL of an input has control characters");
   if (format == "lavfi") {
-    if (const std::string filter = find_forbidden_filter(url); !filter.empty()) {
-      throw ValueError(fmt::format("The filter \"{}\" is not for inputs", filter));
-    }
+    if (const std::string fault = find_filter_fault(url); !fault.empty()) throw ValueError("lavfi: " + fault);
   }
   if (holds(device_formats, format)) return url;
   const std::string_view trimmed = trim(url);
   const std::string scheme = get_scheme(trimmed);
   if (scheme.empty()) return trimmed.starts_with("file:") ? std::string(trimmed) : "file:" + url;
   if (!holds(protocols, scheme)) {
-    throw ValueError(fmt::format("{}: the protocol \"{}\" is not for inputs", mask_passwords(url), scheme));
+    throw ValueError(fmt::format("{}: \"{}\" is not an allowed input protocol", mask_passwords(url), scheme));
   }
   if (scheme == "file") return "file:" + std::string(trimmed.substr(scheme.size() + 3));
   return scheme + std::string(trimmed.substr(scheme.size()));

@@ -37,7 +37,7 @@ HlsOutput read_hls_output(const Settings& output) {
   HlsOutput hls;
   hls.playlist_name = std::filesystem::path(output.text("playlist_name")).filename().string();
   if (!hls.playlist_name.ends_with(".m3u8") || hls.playlist_name == ".m3u8") {
-    output.refuse("playlist_name", "has to be a name that ends in .m3u8");
+    output.refuse_value("playlist_name", "is not a file name that ends in .m3u8");
   }
   hls.segment_time = output.number("segment_time", 1, 60).value_or(4);
   hls.list_size = static_cast<int>(output.whole("list_size", 1, 1000).value_or(6));

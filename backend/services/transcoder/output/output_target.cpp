@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string/case_conv.hpp>
 #include <filesystem>
+#include <locale>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/text.h"
@@ -21,7 +23,11 @@ namespace {
 /// A receiver that takes nothing for this long has stopped; it is opened again. Microseconds.
 constexpr std::string_view write_timeout = "10000000";
 
-/// The muxer for a file name's ending.
+constexpr std::string_view not_a_host = "is not a host name or address";
+constexpr std::string_view not_a_port = "is not a port (1 to 65535)";
+constexpr std::string_view not_a_path = "is not a path without blanks";
+
+/// The muxer for a file extension.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 17> file_formats = {{
     {".ts", "mpegts"},
     {".mts", "mpegts"},
@@ -44,20 +50,20 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 17> file_for
 
 std::string read_host_and_port(const Settings& output) {
   const auto host = read_host(output.raw("hostname"));
-  if (!host) output.refuse("hostname", "has to be a host name or an address");
+  if (!host) output.refuse_value("hostname", not_a_host);
   const auto port = read_port(output.raw("port"));
-  if (!port) output.refuse("port", "has to be a number from 1 to 65535");
+  if (!port) output.refuse_value("port", not_a_port);
   return fmt::format("{}:{}", *host, *port);
 }
 
 OutputTarget read_rtmp(const Settings& output) {
   RtmpOutput url;
-  if (!url.set_server(output.raw("server"))) output.refuse("server", "has to be a host name or an address");
-  if (!url.set_port(output.raw("port"))) output.refuse("port", "has to be a number from 1 to 65535");
-  if (!url.set_app(output.raw("app"))) output.refuse("app", "has to be a name without blanks");
-  if (!url.set_playpath(output.raw("playpath"))) output.refuse("playpath", "has to be a name without blanks");
-  if (!url.set_username(output.raw("username"))) output.refuse("username", "holds a blank or one of / ? # : @");
-  if (!url.set_password(output.raw("password"))) output.refuse("password", "holds a blank or one of / ? #");
+  if (!url.set_server(output.raw("server"))) output.refuse_value("server", not_a_host);
+  if (!url.set_port(output.raw("port"))) output.refuse_value("port", not_a_port);
+  if (!url.set_app(output.raw("app"))) output.refuse_value("app", not_a_path);
+  if (!url.set_playpath(output.raw("playpath"))) output.refuse_value("playpath", not_a_path);
+  if (!url.set_username(output.raw("username"))) output.refuse("username", "has a blank or one of / ? # : @");
+  if (!url.set_password(output.raw("password"))) output.refuse("password", "has a blank or one of / ? #");
   OutputTarget target;
   target.format = "flv";
   target.family = TagFamily::flv;
@@ -75,9 +81,9 @@ OutputTarget read_rtsp(const Settings& output) {
   OutputTarget target;
   target.format = "rtsp";
   const auto path = read_url_path(output.raw("path"), true);
-  if (!path) output.refuse("path", "has to be a path without blanks");
+  if (!path) output.refuse_value("path", not_a_path);
   const std::string transport = output.word("transport", "tcp");
-  if (transport != "tcp" && transport != "udp") output.refuse("transport", "has to be tcp or udp");
+  if (transport != "tcp" && transport != "udp") output.refuse_value("transport", "is not tcp or udp");
   target.address = fmt::format("rtsp://{}/{}", read_host_and_port(output), *path);
   target.options = {{"rtsp_transport", transport}};
   return target;
@@ -100,19 +106,18 @@ OutputTarget read_transport_stream(const Settings& output, const std::string& pr
 
 std::string get_file_format(const Settings& output, const std::string& filename) {
   if (output.has("format")) return output.word("format");
-  std::string ending = std::filesystem::path(filename).extension().string();
-  for (char& c : ending) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  const std::string extension =
+      boost::to_lower_copy(std::filesystem::path(filename).extension().string(), std::locale::classic());
   for (const auto& [known, format] : file_formats) {
-    if (ending == known) return std::string(format);
+    if (extension == known) return std::string(format);
   }
-  output.refuse("filename", fmt::format("has an ending that tells no file type: \"{}\"; set \"format\"", filename));
+  output.refuse_value("filename", "has no known file extension; set \"format\"");
 }
 
 OutputTarget read_file(const Settings& output) {
   OutputTarget target;
   const std::string filename = std::filesystem::path(output.text("filename")).filename().string();
-  if (filename.empty() || filename == "." || filename == "..")
-    output.refuse("filename", "has to be the name of a file");
+  if (filename.empty() || filename == "." || filename == "..") output.refuse_value("filename", "is not a file name");
   target.format = get_file_format(output, filename);
   const std::string directory = output.text("path", Config::UPLOAD_DIRECTORY);
   target.recording = join_path(std::filesystem::absolute(directory).lexically_normal().string(), filename);
@@ -139,16 +144,12 @@ OutputTarget read_output_target(const Settings& output) {
   if (protocol == "rtsp") return read_rtsp(output);
   if (protocol == "udp" || protocol == "rtp" || protocol == "tcp") return read_transport_stream(output, protocol);
   if (protocol == "file") return read_file(output);
-  if (protocol == "hls") output.refuse("protocol", "can be \"hls\" for output 0 only");
+  if (protocol == "hls") output.refuse("protocol", "only output 0 can be \"hls\"");
   if (protocol == "http") {
-    if (!output.has("filename")) output.refuse("filename", "is missing: an \"http\" output is published under it");
-    output.refuse("protocol",
-                  "\"http\" is not available yet: such outputs are fed through a unix socket in the stream's MMCB "
-                  "directory, which nothing publishes to viewers so far");
+    if (!output.has("filename")) output.refuse("filename", "missing; an \"http\" output is published under it");
+    output.refuse("protocol", "\"http\" is not available yet");
   }
-  if (protocol.empty()) output.refuse("protocol", "is missing");
-  output.refuse("protocol",
-                fmt::format("\"{}\" is not supported: use rtmp, rtsp, hls, udp, rtp, tcp or file", protocol));
+  output.refuse_value("protocol", "is not supported; use rtmp, rtsp, hls, udp, rtp, tcp or file");
 }
 
 }  // namespace weir

@@ -1,18 +1,14 @@
 #include "backend/services/transcoder/output/tee_text.h"
 
+#include "backend/base/text.h"
+
 namespace weir {
 
 namespace {
 
-/// A backslash before each special character, quote, backslash and white space: FFmpeg's readers trim the latter.
-std::string escape(std::string_view text, std::string_view specials) {
-  std::string escaped;
-  for (char c : text) {
-    const bool special = specials.find(c) != std::string_view::npos;
-    if (special || c == '\\' || c == '\'' || c == ' ' || c == '\t') escaped += '\\';
-    escaped += c;
-  }
-  return escaped;
+/// White space is escaped, too: FFmpeg trims it.
+std::string escape_value(std::string_view text, std::string_view separators) {
+  return escape(text, "\\' \t" + std::string(separators));
 }
 
 }  // namespace
@@ -21,7 +17,7 @@ std::string make_tee_slave(const OptionList& options, std::string_view address) 
   std::string slave = "[";
   for (const auto& [key, value] : options) {
     if (slave.size() > 1) slave += ':';
-    slave += key + "=" + escape(value, ":]");
+    slave += key + "=" + escape_value(value, ":]");
   }
   return slave + "]" + std::string(address);
 }
@@ -30,7 +26,7 @@ std::string join_tee_slaves(const std::vector<std::string>& slaves) {
   std::string joined;
   for (const std::string& slave : slaves) {
     if (!joined.empty()) joined += '|';
-    joined += escape(slave, "|");
+    joined += escape_value(slave, "|");
   }
   return joined;
 }
@@ -39,7 +35,7 @@ std::string join_option_list(const OptionList& options) {
   std::string joined;
   for (const auto& [key, value] : options) {
     if (!joined.empty()) joined += ':';
-    joined += key + "=" + escape(value, ":");
+    joined += key + "=" + escape_value(value, ":");
   }
   return joined;
 }
