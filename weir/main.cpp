@@ -42,6 +42,7 @@ void apply(const ServerSettings& settings) {
   Config::FFPROBE = settings.ffprobe;
   Config::PROBE_TIMEOUT = settings.probe_timeout;
   apply_hardware(settings);
+  Config::FILE_ROOTS = settings.file_roots;
   warn_of_missing_program("ffmpeg", settings.ffmpeg);
   warn_of_missing_program("ffprobe", settings.ffprobe);
 }

@@ -124,6 +124,10 @@ const std::vector<Setting>& setting_table() {
       {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_nonempty)},
       {"probe-timeout", "SECONDS", "time after which the probe of an input gives up (default 10)",
        one(&S::probe_timeout, to_seconds)},
+      {"file-root", "DIR",
+       "directory below which filters may read files, repeatable or separated by colons (default: the upload "
+       "directory)",
+       list(&S::file_roots, ':', to_text)},
       {"hardware", "LIST", "nvenc, qsv or both, separated by a comma: prepare the transcoders' environment for them",
        list(&S::hardware, ',', to_hardware)},
       {"gpu-patch-library", "PATH", "library preloaded into the transcoders with --hardware nvenc (default: none)",

@@ -40,11 +40,13 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
   write(
       "# all three name the port\nport = 1\nffmpeg = \"/opt/my ffmpeg\"\nlog-level = error\nno-assertions = true\n"
       "hardware = nvenc,qsv\n");
-  const ServerSettings settings = *read({"serve", "--port", "2", "--port", "3", "--config", file_},
-                                        {{"WEIR_PORT", "2"}, {"WEIR_LOG_LEVEL", "debug"}})
-                                       .serve;
+  const ServerSettings settings =
+      *read({"serve", "--port", "2", "--port", "3", "--config", file_, "--file-root", "/a", "--file-root", "/b:/c"},
+            {{"WEIR_PORT", "2"}, {"WEIR_LOG_LEVEL", "debug"}})
+           .serve;
   EXPECT_EQ(settings.port, 3);
   EXPECT_EQ(settings.hardware, (std::vector<std::string>{"nvenc", "qsv"}));
+  EXPECT_EQ(settings.file_roots, (std::vector<std::string>{"/a", "/b", "/c"}));
   EXPECT_EQ(settings.log_level, LogLevel::debug);
   EXPECT_EQ(settings.ffmpeg, "/opt/my ffmpeg");
   EXPECT_FALSE(settings.assertions);
