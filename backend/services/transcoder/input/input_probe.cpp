@@ -29,16 +29,20 @@ constexpr const char* wanted_entries =
 
 Value make_error(std::string_view reason) { return Value{{"error", mask_passwords(reason)}}; }
 
-/// A number of the probe's answer, which prints many as texts.
-Value get_number(const Value& value, double factor = 1) {
-  if (value.is_number()) return value.get<double>() * factor;
-  const auto number = value.is_string() ? parse_float(value.get_ref<const std::string&>()) : std::nullopt;
-  return number ? Value(*number * factor) : Value();
+/// Whole numbers beyond it are not exact.
+constexpr double max_number = 1e15;
+
+/// A number of the probe's answer, which prints many as texts; null when a source printed none that can be.
+Value get_number(const Value& value) {
+  std::optional<double> number;
+  if (value.is_number()) number = value.get<double>();
+  if (value.is_string()) number = parse_float(value.get_ref<const std::string&>());
+  return number && std::abs(*number) <= max_number ? Value(*number) : Value();
 }
 
 Value get_whole(const Value& value, double factor = 1) {
-  const Value number = get_number(value, factor);
-  return number.is_null() ? Value() : Value(std::llround(number.get<double>()));
+  const Value number = get_number(value);
+  return number.is_null() ? Value() : Value(std::llround(number.get<double>() * factor));
 }
 
 /// "30000/1001" as a number.
@@ -49,8 +53,8 @@ Value get_frame_rate(const Value& value) {
   if (slash == std::string::npos) return get_number(value);
   const auto dividend = parse_float(text.substr(0, slash));
   const auto divisor = parse_float(text.substr(slash + 1));
-  if (!dividend || !divisor || *divisor == 0) return {};
-  return std::round(*dividend / *divisor * 1000) / 1000;
+  if (!dividend || !divisor) return {};
+  return get_number(std::round(*dividend / *divisor * 1000) / 1000);
 }
 
 Value describe_stream(const Value& stream) {

@@ -16,8 +16,8 @@ namespace weir {
 
 namespace {
 
-constexpr long long bitrate_of_unknown_picture = 1000;
-constexpr long long lowest_estimate = 64;
+constexpr long long bitrate_of_unknown_size = 1000;
+constexpr double min_estimate = 64;
 
 const char* get_type_name(char type) {
   switch (type) {
@@ -34,16 +34,16 @@ const char* get_type_name(char type) {
   }
 }
 
-std::optional<long long> parse_number_at(std::string_view text) {
-  long long number = 0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return result.ec == std::errc() && number > 0 ? std::optional(number) : std::nullopt;
-}
-
-/// The number after the last occurrence of a label.
-std::optional<long long> parse_number_after(std::string_view line, std::string_view label) {
+/// The number after the last occurrence of a label, in kbit/s.
+std::optional<long long> parse_bitrate_after(std::string_view line, std::string_view label, double unit) {
   const std::size_t position = line.rfind(label);
-  return position == std::string_view::npos ? std::nullopt : parse_number_at(line.substr(position + label.size()));
+  if (position == std::string_view::npos) return std::nullopt;
+  line.remove_prefix(position + label.size());
+  long long number = 0;
+  const auto result = std::from_chars(line.data(), line.data() + line.size(), number);
+  const double bitrate = static_cast<double>(number) * unit;
+  if (result.ec != std::errc() || number <= 0 || bitrate > max_figure) return std::nullopt;
+  return std::llround(bitrate);
 }
 
 bool matches(const MediaStream& stream, const FFmpegStreamSpecifier& specifier, bool from_outputs) {
@@ -54,9 +54,9 @@ bool matches(const MediaStream& stream, const FFmpegStreamSpecifier& specifier, 
 }  // namespace
 
 long long estimate_bitrate(int width, int height, double fps) {
-  if (width <= 0 || height <= 0) return bitrate_of_unknown_picture;
+  if (width <= 0 || height <= 0) return bitrate_of_unknown_size;
   const double rate = fps > 0 ? fps : 25;
-  return std::max(lowest_estimate, std::llround(0.07 * width * height * rate / 1000));
+  return std::llround(std::clamp(0.07 * width * height * rate / 1000, min_estimate, max_figure));
 }
 
 void MediaStreamInfo::parse(std::string_view line) {
@@ -106,7 +106,7 @@ void MediaStreamInfo::parse_in_section(std::string_view line) {
 
 /// "  Duration: N/A, start: 0.000000, bitrate: 768 kb/s"
 void MediaStreamInfo::parse_duration(std::string_view line) {
-  if (line.starts_with("  Duration: ") && !input_bitrate_) input_bitrate_ = parse_number_after(line, ", bitrate: ");
+  if (line.starts_with("  Duration: ") && !input_bitrate_) input_bitrate_ = parse_bitrate_after(line, ", bitrate: ", 1);
 }
 
 /// "    Side data:", then "      cpb: bitrate max/min/avg: 1650000/0/1500000 buffer size: …".
@@ -118,7 +118,7 @@ void MediaStreamInfo::parse_side_data(std::string_view line) {
     in_side_data_ = false;
   } else if (in_side_data_ && line.starts_with(label) && !outputs_.empty()) {
     line = line.substr(0, line.find(' ', label.size()));
-    if (auto average = parse_number_after(line, "/")) outputs_.back().average = std::llround(*average / 1000.0);
+    if (auto average = parse_bitrate_after(line, "/", 0.001)) outputs_.back().average = average;
   }
 }
 

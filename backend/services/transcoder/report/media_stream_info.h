@@ -13,7 +13,7 @@ namespace weir {
 /// Reads FFmpeg's descriptions of its inputs and outputs, with or without console colours, line by line.
 ///
 /// Every video output has a `bitrate_avg`: the encoder's average; else the stream's own bit rate; else, of a copied
-/// stream, that of its source or of the whole input; else an estimate from the picture.
+/// stream, that of its source or of the whole input; else an estimate from size and frame rate.
 class MediaStreamInfo : public AVStreamInfo {
  public:
   static constexpr std::size_t most_streams = 256;
@@ -47,8 +47,8 @@ class MediaStreamInfo : public AVStreamInfo {
   std::optional<long long> input_bitrate_;
 };
 
-/// The bit rate in kbit/s that is assumed for a picture of which nothing but its shape is known: 0.07 bit a pixel and
-/// picture, at least 64; 1000 when the size is unknown.
+/// The bit rate in kbit/s that is assumed for video whose size and frame rate alone are known: 0.07 bit a pixel, at
+/// least 64; 1000 when the size is unknown.
 long long estimate_bitrate(int width, int height, double fps);
 
 /// The URL within "-i 'URL'": all between the first and the last quote, as the text is made by plain substitution. A

@@ -58,6 +58,27 @@ TEST(MediaStreamInfoTest, ReadsDescriptionsThatAThreadWroteInto) {
             R"("channels":"stereo","bitrate":128}])");
 }
 
+TEST(MediaStreamInfoTest, FiguresThatCannotBeAreUnknown) {
+  const MediaStreamInfo info = read({
+      "Input #0, mpegts, from 'x':",
+      "  Duration: N/A, start: 0.0, bitrate: 9223372036854775807 kb/s",
+      "  Stream #0:0: Video: h264, yuv420p, 2000000000x2000000000, nan kb/s, inf fps, 1000000000k tbr",
+      "  Stream #0:1: Audio: aac, nan Hz, stereo, fltp, 1e300 kb/s",
+      "  Stream #0:2: Audio: aac, 1000000000k Hz, 1000000001 kb/s",
+      "Stream mapping:",
+      "  Stream #0:0 -> #0:0 (copy)",
+      "Output #0, mpegts, to 'x':",
+      "  Stream #0:0: Video: h264, yuv420p, 65536x65536, 1000000000 fps",
+      "    Side data:",
+      "      cpb: bitrate max/min/avg: 0/0/9223372036854775807 buffer size: 0",
+  });
+  EXPECT_EQ(
+      info.dump_inputs().dump(),
+      R"([{"index":0,"type":"video","codec":"h264","pix_fmt":"yuv420p"},{"index":1,"type":"audio","codec":"aac"},)"
+      R"({"index":2,"type":"audio","codec":"aac"}])");
+  EXPECT_EQ(info.get_stream_by_specifier({"v", 0, 0}, true).at(0).bitrate_avg, 1'000'000'000);
+}
+
 TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
   MediaStreamInfo info;
   info.parse("Input #0, x, from 'y':\n");

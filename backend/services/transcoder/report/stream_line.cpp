@@ -86,6 +86,9 @@ void read_codec(std::string_view field, MediaStream& stream) {
   if (!tag && remark != "default" && remark != "native") stream.profile = remark;
 }
 
+/// Pixels. FFmpeg itself goes up to half of it.
+constexpr int max_side = 65'536;
+
 /// "1280x720 [SAR 1:1 DAR 16:9]"
 bool read_size(std::string_view field, MediaStream& stream) {
   Scanner scanner(field);
@@ -93,6 +96,7 @@ bool read_size(std::string_view field, MediaStream& stream) {
   int height = 0;
   if (!scanner.take_value(width) || !scanner.take("x") || !scanner.take_value(height)) return false;
   if (!scanner.rest().empty() && scanner.rest()[0] != ' ') return false;
+  if (width > max_side || height > max_side) return false;
   stream.width = width;
   stream.height = height;
   return true;
@@ -104,12 +108,14 @@ void read_figure(std::string_view field, MediaStream& stream) {
   Scanner scanner(field);
   scanner.take("max. ");
   double value = 0;
-  if (!scanner.take_value(value) || value > 1e9) return;
+  if (!scanner.take_value(value)) return;
   if (scanner.take("k ")) {
     value *= 1000;
   } else if (!scanner.take(" ")) {
     return;
   }
+  // A source can print anything: "nan", "inf", "1000000000k".
+  if (!(value <= max_figure)) return;
   const std::string_view unit = first_word(scanner.rest());
   // What a thread wrote between may touch the last field of a piece.
   if (unit.starts_with("kb/s")) stream.bitrate = std::llround(value);

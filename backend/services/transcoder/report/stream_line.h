@@ -6,6 +6,9 @@
 
 namespace weir {
 
+/// Bit rates in kbit/s, sample rates and frame rates beyond this are unknown.
+constexpr double max_figure = 1e9;
+
 /// One media stream as FFmpeg describes it on a line. Bit rates are kbit/s; nothing or 0 means not printed.
 struct MediaStream {
   int file = 0;     ///< which input or output
