@@ -27,6 +27,8 @@ TEST(MaskPasswordsTest, HidesThemAndNothingElse) {
            Case{"http://host/a:b@c?monkey=1&keyframe=2", "http://host/a:b@c?monkey=1&keyframe=2"},
            Case{"http://cache/?u=rtmp://bob:pw@h/a", "http://cache/?u=rtmp://bob:***@h/a"},
            Case{"http://proxy/rtmp://bob:pw@h?token=1 x", "http://proxy/rtmp://bob:***@h?token=*** x"},
+           Case{"http://http://u:pw@h/x, u://a:b@rtmp://c:d@h", "http://http://u:***@h/x, u://a:***@rtmp://c:***@h"},
+           Case{"http://h/?token=a|p\"w'<x>&b=1;key=p?w#f e", "http://h/?token=***&b=1;key=***#f e"},
            Case{"://", "://"},
            Case{"mail a@b: x", "mail a@b: x"},
        }) {

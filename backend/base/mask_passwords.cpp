@@ -9,7 +9,7 @@ namespace weir {
 namespace {
 
 constexpr std::string_view mask = "***";
-constexpr std::string_view end_of_url = " \t\r\n\"'<>|";
+constexpr std::string_view white_space = " \t\r\n";
 
 constexpr std::array<std::string_view, 14> credentials{"password",  "passwd",    "pass",      "pwd",  "passphrase",
                                                        "token",     "secret",    "key",       "auth", "apikey",
@@ -32,15 +32,17 @@ bool is_credential(std::string_view name) {
       credentials, [&](std::string_view word) { return plain == word || (plain.ends_with(word) && word.size() > 4); });
 }
 
-// Every "scheme://user:password@" in the text: a URL may hold others.
+// Every "scheme://user:password@" of a word: a URL may hold others, also right after its own scheme.
 std::string mask_authorities(std::string_view url) {
   std::string masked;
   for (;;) {
     const std::size_t scheme = std::min(url.find("://"), url.size());
     masked += url.substr(0, scheme);
     if (scheme == url.size()) return masked;
-    const std::size_t end = std::min(url.find_first_of("/?#", scheme + 3), url.size());
-    masked.append("://").append(mask_authority(url.substr(scheme + 3, end - scheme - 3)));
+    url.remove_prefix(scheme + 3);
+    std::size_t end = std::min(url.find_first_of("/?#"), url.size());
+    if (end > 0 && url.substr(end - 1).starts_with("://")) --end;
+    masked.append("://").append(mask_authority(url.substr(0, end)));
     url.remove_prefix(end);
   }
 }
@@ -60,19 +62,6 @@ std::string mask_fields(std::string_view url) {
   return masked;
 }
 
-// Where the first word of the text ends. Credentials may hold what ends a URL elsewhere, but no white space.
-std::size_t end_of_word(std::string_view text) {
-  std::size_t end = std::min(text.find_first_of(end_of_url), text.size());
-  for (std::size_t scheme = 0; (scheme = text.substr(0, end).find("://", scheme)) != std::string_view::npos;) {
-    scheme += 3;
-    const std::string_view authority = text.substr(scheme, text.substr(scheme).find_first_of(" \t\r\n/?#"));
-    const std::size_t at = authority.rfind('@');
-    if (at == std::string_view::npos || scheme + at < end) continue;
-    end = std::min(text.find_first_of(end_of_url, scheme + at), text.size());
-  }
-  return end;
-}
-
 }  // namespace
 
 bool may_hold_passwords(std::string_view text) {
@@ -85,10 +74,10 @@ std::string mask_passwords(std::string_view text) {
   std::string masked;
   masked.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t end = end_of_word(text);
+    const std::size_t end = std::min(text.find_first_of(white_space), text.size());
     const std::string_view word = text.substr(0, end);
     masked += word.find("://") == std::string_view::npos ? std::string(word) : mask_fields(mask_authorities(word));
-    const std::size_t next = std::min(text.find_first_not_of(end_of_url, end), text.size());
+    const std::size_t next = std::min(text.find_first_not_of(white_space, end), text.size());
     masked += text.substr(end, next - end);
     text.remove_prefix(next);
   }

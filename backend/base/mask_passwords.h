@@ -6,8 +6,8 @@
 namespace weir {
 
 /// The text with "scheme://user:password@" shown as "scheme://user:***@", and the values of fields of a URL's query
-/// that are credentials ("passphrase=", "token=" …) as "***". For whatever is logged or shown; documents and command
-/// lines keep the real URL. Linear in the text.
+/// that are credentials ("passphrase=", "token=" …) as "***"; such a value ends at "&", ";", "#" or a blank. For
+/// whatever is logged or shown; documents and command lines keep the real URL. Linear in the text.
 std::string mask_passwords(std::string_view text);
 
 /// False when masking would change nothing, which is told at once; most texts are such.
