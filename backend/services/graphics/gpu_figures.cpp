@@ -1,12 +1,21 @@
 #include "backend/services/graphics/gpu_figures.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace weir {
 
 namespace {
 
-constexpr std::chrono::seconds longest_use{1};
+constexpr std::chrono::seconds max_age{1};
+
+/// Adds the process's use of a further graphics processor: memory in sum, percentages of the busiest.
+void add(GpuProcess& process, const GpuProcess& further) {
+  for (const auto figure : {&GpuProcess::sm, &GpuProcess::encoder, &GpuProcess::decoder}) {
+    process.*figure = std::max(process.*figure, further.*figure);
+  }
+  if (further.memory_mib) process.memory_mib = process.memory_mib.value_or(0) + *further.memory_mib;
+}
 
 }  // namespace
 
@@ -14,10 +23,13 @@ GpuFigures::GpuFigures(std::unique_ptr<GpuSource> source) : source_(std::move(so
 
 const GpuProcess* GpuFigures::find(pid_t pid) {
   if (!source_) return nullptr;
-  if (!read_at_ || now() - *read_at_ >= longest_use) {
+  if (!read_at_ || now() - *read_at_ >= max_age) {
     read_at_ = now();
     processes_.clear();
-    for (const GpuProcess& process : source_->read()) processes_.emplace(process.pid, process);
+    for (const GpuProcess& process : source_->read()) {
+      const auto [known, added] = processes_.emplace(process.pid, process);
+      if (!added) add(known->second, process);
+    }
   }
   const auto found = processes_.find(pid);
   return found == processes_.end() ? nullptr : &found->second;

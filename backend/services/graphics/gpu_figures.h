@@ -12,6 +12,7 @@
 namespace weir {
 
 /// The graphics processors' figures per process. They are read at most once a second, for all processes at once.
+/// A process that uses several has the index of the first, the sum of their memory and the percentages of the busiest.
 /// Without a source every figure is null.
 class GpuFigures : public NvidiaProcessManager {
  public:

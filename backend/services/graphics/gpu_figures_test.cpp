@@ -14,7 +14,8 @@ class ScriptedSource : public GpuSource {
   explicit ScriptedSource(int& reads) : reads_(reads) {}
   std::vector<GpuProcess> read() override {
     const unsigned figure = static_cast<unsigned>(++reads_);
-    return {{.pid = 7, .gpu = 1, .sm = figure, .encoder = 0, .decoder = std::nullopt, .memory_mib = 300}};
+    return {{.pid = 7, .gpu = 1, .sm = figure, .encoder = 0, .decoder = std::nullopt, .memory_mib = 300},
+            {.pid = 7, .gpu = 2, .sm = 0, .encoder = std::nullopt, .decoder = std::nullopt, .memory_mib = 40}};
   }
 
  private:
@@ -29,7 +30,7 @@ TEST(GpuFigures, AreReadOnceASecondForAllProcesses) {
   EXPECT_EQ(figures.query_sm(7), 1);
   EXPECT_EQ(figures.query_enc(7), 0);
   EXPECT_EQ(figures.query_dec(7), nullptr);
-  EXPECT_EQ(figures.query_fb(7), 300);
+  EXPECT_EQ(figures.query_fb(7), 340);
   EXPECT_EQ(figures.query_gpu(8), nullptr);
   EXPECT_EQ(reads, 1);
   loop.advance(std::chrono::seconds(1));

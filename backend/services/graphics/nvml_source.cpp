@@ -14,8 +14,8 @@ using Device = void*;
 constexpr int success = 0;
 constexpr int insufficient_size = 7;
 constexpr unsigned long long unknown_memory = ~0ULL;
-constexpr unsigned usual_entries = 256;
-constexpr unsigned most_entries = 65'536;
+constexpr unsigned initial_entries = 256;
+constexpr unsigned max_entries = 65'536;
 
 struct ProcessMemory {
   unsigned pid;
@@ -36,7 +36,7 @@ struct ProcessUse {
 // Has a function of the library fill a list; it says when the list is too short. Empty when it fails.
 template <class Entry, class Fill>
 std::vector<Entry> read_list(const Fill& fill) {
-  for (unsigned size = usual_entries; size <= most_entries;) {
+  for (unsigned size = initial_entries; size <= max_entries;) {
     std::vector<Entry> entries(size);
     unsigned count = size;
     const int result = fill(entries.data(), &count);
