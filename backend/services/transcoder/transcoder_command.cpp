@@ -51,6 +51,26 @@ std::vector<TagFamily> get_families(const std::vector<OutputTarget>& targets) {
   return families;
 }
 
+/// What the kernel takes as one argument, and half of what it takes in all with the environment.
+constexpr std::size_t max_argument = 32 * 4096 - 1;
+constexpr std::size_t max_command = 1024 * 1024;
+
+void check_arguments(const std::vector<std::string>& command) {
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < command.size(); ++i) {
+    const std::string& name = command[i == 0 ? 0 : i - 1];
+    if (command[i].find('\0') != std::string::npos) throw ValueError(fmt::format("The value of {} has a NUL", name));
+    if (command[i].size() > max_argument) {
+      throw ValueError(
+          fmt::format("The value of {} has {} bytes; at most {} are possible", name, command[i].size(), max_argument));
+    }
+    size += command[i].size() + 1 + sizeof(char*);
+  }
+  if (size > max_command) {
+    throw ValueError(fmt::format("The command has {} bytes; at most {} are possible", size, max_command));
+  }
+}
+
 /// No file may have two writers, nor be renamed as an old recording while it is being read.
 void refuse_shared_files(const InputSource& source, const std::vector<OutputTarget>& targets) {
   std::set<std::string> files;
@@ -118,6 +138,7 @@ void TranscoderCommand::build() {
   // The titles of a source are its makers' words: they are not ours to hand on, nor to print as if they were ours.
   append(command, {"-map_metadata:g", "-1", "-map_chapters", "-1", "-max_muxing_queue_size", "4096"});
   append(command, make_output_arguments(targets_, encoding, has_own_pace(source)));
+  check_arguments(command);
 }
 
 TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {

@@ -95,6 +95,24 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"video.delogo", "1:2:3"}}, "video.delogo: 1:2:3 is not x, y, w and h"},
       {{{"audio.channels", 0}}, "audio.channels: 0 is not a number from 1 to 16"},
   };
+  const std::string long_name(252, 'x');
+  const std::string long_filters = "drawtext=text=" + std::string(200'000, 'x');
+  Value expensive = {{"audio.filters", long_filters.substr(0, 120'000)}, {"audio.map", Value::array()}};
+  for (int i = 0; i < 10; ++i) expensive["audio.map"].push_back("a:" + std::to_string(i));
+  const std::pair<Value, const char*> hostile[] = {
+      {{{"output.0.hostname", std::string("::1\0x", 5)}}, "output.0.hostname: "},
+      {{{"output.0.hostname", std::string("h\0x", 3)}}, "output.0.hostname: "},
+      {{{"video.filters", long_filters}}, "The value of -filter:v:0 has 200048 bytes; at most 131071 are possible"},
+      {expensive, "The command has 120"},
+      {{{"output.0", {{"protocol", "hls"}, {"playlist_name", long_name.substr(5) + ".m3u8"}}}},
+       "output.0.playlist_name: longer than 251 bytes"},
+      {{{"output.0", {{"protocol", "hls"}, {"playlist_name", ".hid.m3u8"}}}},
+       "output.0.playlist_name: .hid.m3u8 starts with a dot: it is not served"},
+      {{{"output.0", {{"protocol", "file"}, {"filename", long_name + ".ts"}}}},
+       "output.0.filename: longer than 234 bytes"},
+  };
+  for (const auto& [form, reason] : hostile)
+    EXPECT_TRUE(build(form).problem.starts_with(reason)) << build(form).problem;
   for (const Case& c : cases) EXPECT_EQ(build(c.form).problem, c.reason) << c.form;
   EXPECT_EQ(build(Value::object(), 1).problem, "No input #1: the stream has 1");
   EXPECT_EQ(build(Value::object(), -1).problem, "No input #-1: the stream has 1");

@@ -1,6 +1,7 @@
 #include "backend/services/transcoder/output/hls_output.h"
 
 #include <fmt/format.h>
+#include <limits.h>
 
 #include <filesystem>
 
@@ -10,6 +11,9 @@
 namespace weir {
 
 namespace {
+
+/// The playlist is written under this name with ".tmp" behind it first.
+constexpr std::size_t max_playlist_name = NAME_MAX - 4;
 
 std::string double_percents(const std::string& text) {
   std::string doubled;
@@ -36,8 +40,12 @@ OutputTarget make_variant(const HlsOutput& hls, const std::string& directory, st
 HlsOutput read_hls_output(const Settings& output) {
   HlsOutput hls;
   hls.playlist_name = std::filesystem::path(output.text("playlist_name")).filename().string();
-  if (!hls.playlist_name.ends_with(".m3u8") || hls.playlist_name == ".m3u8") {
+  if (!hls.playlist_name.ends_with(".m3u8")) {
     output.refuse_value("playlist_name", "is not a file name that ends in .m3u8");
+  }
+  if (hls.playlist_name.starts_with('.')) output.refuse_value("playlist_name", "starts with a dot: it is not served");
+  if (hls.playlist_name.size() > max_playlist_name) {
+    output.refuse("playlist_name", fmt::format("longer than {} bytes", max_playlist_name));
   }
   hls.segment_time = output.number("segment_time", 1, 60).value_or(4);
   hls.list_size = static_cast<int>(output.whole("list_size", 1, 1000).value_or(6));

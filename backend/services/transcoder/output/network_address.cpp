@@ -14,6 +14,8 @@ namespace {
 
 bool is_ipv6(const std::string& text) {
   in6_addr address;
+  // inet_pton reads up to a NUL.
+  if (text.find('\0') != std::string::npos) return false;
   return inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 

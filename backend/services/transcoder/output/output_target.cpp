@@ -1,6 +1,7 @@
 #include "backend/services/transcoder/output/output_target.h"
 
 #include <fmt/format.h>
+#include <limits.h>
 
 #include <algorithm>
 #include <array>
@@ -22,6 +23,9 @@ namespace {
 
 /// A receiver that takes nothing for this long has stopped; it is opened again. Microseconds.
 constexpr std::string_view write_timeout = "10000000";
+
+/// An earlier recording gets its time and a number into its name: "rec.20261122-213005-1000.ts".
+constexpr std::size_t max_recording_name = NAME_MAX - 21;
 
 constexpr std::string_view not_a_host = "is not a host name or address";
 constexpr std::string_view not_a_port = "is not a port (1 to 65535)";
@@ -118,6 +122,9 @@ OutputTarget read_file(const Settings& output) {
   OutputTarget target;
   const std::string filename = std::filesystem::path(output.text("filename")).filename().string();
   if (filename.empty() || filename == "." || filename == "..") output.refuse_value("filename", "is not a file name");
+  if (filename.size() > max_recording_name) {
+    output.refuse("filename", fmt::format("longer than {} bytes", max_recording_name));
+  }
   target.format = get_file_format(output, filename);
   const std::string directory = output.text("path", Config::UPLOAD_DIRECTORY);
   target.recording = join_path(std::filesystem::absolute(directory).lexically_normal().string(), filename);
