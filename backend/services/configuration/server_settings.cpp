@@ -127,7 +127,7 @@ const std::vector<Setting>& setting_table() {
       {"file-root", "DIR",
        "directory below which filters may read files, repeatable or separated by colons (default: the upload "
        "directory)",
-       list(&S::file_roots, ':', to_text)},
+       list(&S::file_roots, ':', to_nonempty)},
       {"hardware", "LIST", "nvenc, qsv or both, separated by a comma: prepare the transcoders' environment for them",
        list(&S::hardware, ',', to_hardware)},
       {"gpu-patch-library", "PATH", "library preloaded into the transcoders with --hardware nvenc (default: none)",
