@@ -135,7 +135,7 @@ void TranscoderCommand::build() {
   append(command, make_pace_arguments(source));
   append(command, make_open_arguments(source));
   append(command, encoding.arguments);
-  // The titles of a source are its makers' words: they are not ours to hand on, nor to print as if they were ours.
+  // Drop source metadata: it could imitate FFmpeg's own output.
   append(command, {"-map_metadata:g", "-1", "-map_chapters", "-1", "-max_muxing_queue_size", "4096"});
   append(command, make_output_arguments(targets_, encoding, has_own_pace(source)));
   check_arguments(command);

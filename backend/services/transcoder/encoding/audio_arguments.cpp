@@ -43,8 +43,8 @@ void append_copies(const std::string& map, const std::vector<std::string>& tags,
 
 /// All copies have the same bit rate: that of their source.
 long long choose_bitrate(const Settings& audio, const std::string& codec, long long wanted) {
-  const long long usual = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
-  return wanted == 0 || codec == "copy" ? usual : wanted;
+  const long long common = audio.whole("bitrate", 1, 10'000).value_or(default_bitrate);
+  return wanted == 0 || codec == "copy" ? common : wanted;
 }
 
 std::size_t find_or_add(std::vector<long long>& list, long long value) {

@@ -28,7 +28,7 @@ std::vector<std::string> get_tags(const std::vector<TagFamily>& families, const 
   return tags;
 }
 
-/// The renditions' pictures are the last of the video streams, behind the tagged copies.
+/// The renditions are the last of the video streams, behind the tagged copies.
 void assign_streams(const VideoArguments& video, const AudioArguments& audio, Encoding& encoding) {
   const int count = static_cast<int>(audio.renditions.size());
   for (int i = 0; i < count; ++i) {
@@ -48,7 +48,7 @@ std::vector<FFmpegStreamSpecifier> Encoding::select(std::size_t rendition, TagFa
   for (FFmpegStreamSpecifier stream : renditions.at(rendition)) {
     const bool audio = stream.stream_type == "a";
     const bool copied = found != families.end() && (audio ? audio_copied : video_copied);
-    // FLV carries one sound, and there is one copy only.
+    // FLV carries one audio stream, and there is one copy only.
     if (audio && has_audio && (copied || family == TagFamily::flv)) continue;
     if (copied) stream.stream_index = copy;
     has_audio = has_audio || audio;

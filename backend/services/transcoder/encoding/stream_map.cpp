@@ -26,7 +26,7 @@ std::string read_map(const Settings& settings, const Value& value, char type) {
   return "0:" + map + (letters ? ":0" : "");
 }
 
-/// Cover pictures of sound files are no picture to encode.
+/// 'V' leaves out the cover pictures of audio files.
 std::string default_map(char type) { return type == 'v' ? "0:V:0" : std::string("0:") + type + ":0"; }
 
 }  // namespace

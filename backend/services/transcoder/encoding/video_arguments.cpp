@@ -15,8 +15,8 @@ namespace weir {
 namespace {
 
 constexpr double default_gop = 2;
-constexpr long long highest_bitrate = 1'000'000;
-constexpr std::size_t most_renditions = 16;
+constexpr long long max_bitrate = 1'000'000;
+constexpr std::size_t max_renditions = 16;
 
 /// A rendition's settings, on top of those of "video": what it does not set comes from there.
 class Rendition {
@@ -51,7 +51,7 @@ std::vector<Rendition> read_renditions(const Settings& video) {
     if (!own.is_object()) video.refuse("renditions." + number, "not a mapping");
     renditions.emplace_back(video, Settings(own, video.name() + ".renditions." + number));
   }
-  if (renditions.size() > most_renditions) video.refuse("renditions", "more than 16 renditions");
+  if (renditions.size() > max_renditions) video.refuse("renditions", "more than 16 renditions");
   if (renditions.empty()) renditions.emplace_back(video, Settings(nothing, video.name()));
   return renditions;
 }
@@ -78,28 +78,28 @@ class VideoOptions {
 bool is_x26x(const std::string& codec) { return codec == "libx264" || codec == "libx265"; }
 
 void add_rate(const Rendition& rendition, const std::string& codec, VideoOptions& options) {
-  auto bitrate = rendition.whole("bitrate", 1, highest_bitrate);
-  auto ceiling = rendition.whole("max_bitrate", 1, highest_bitrate);
+  auto bitrate = rendition.whole("bitrate", 1, max_bitrate);
+  auto max_rate = rendition.whole("max_bitrate", 1, max_bitrate);
   const auto crf = rendition.whole("crf", 0, 63);
-  // A rendition's own bit rate is no companion of the ladder's ceiling.
-  if (rendition.has_own("bitrate") && !rendition.has_own("max_bitrate")) ceiling.reset();
+  // A rendition with its own bitrate does not inherit max_bitrate.
+  if (rendition.has_own("bitrate") && !rendition.has_own("max_bitrate")) max_rate.reset();
   if (crf && !rendition.has_own("bitrate")) {
     options.add("crf", crf);
-    bitrate = ceiling;
-    // These take the bit rate for the ceiling of their constant quality.
+    bitrate = max_rate;
+    // These encoders take the bit rate as the limit of their constant quality.
     if (codec.starts_with("libvpx") || codec.starts_with("libaom")) {
-      options.add("b", ceiling.value_or(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0))), "k");
+      options.add("b", max_rate.value_or(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0))), "k");
       return;
     }
   } else {
     if (!bitrate) bitrate = get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0));
     options.add("b", bitrate, "k");
-    if (!ceiling) ceiling = std::max(*bitrate * 11 / 10, *bitrate);
+    if (!max_rate) max_rate = std::max(*bitrate * 11 / 10, *bitrate);
   }
-  if (!ceiling) return;
-  auto buffer = rendition.whole("bufsize", 1, 10 * highest_bitrate);
+  if (!max_rate) return;
+  auto buffer = rendition.whole("bufsize", 1, 10 * max_bitrate);
   if (rendition.has_own("bitrate") && !rendition.has_own("bufsize")) buffer.reset();
-  options.add("maxrate", ceiling, "k");
+  options.add("maxrate", max_rate, "k");
   options.add("bufsize", buffer.value_or(2 * *bitrate), "k");
 }
 
@@ -145,7 +145,7 @@ void append_devices(const Settings& video, const std::string& codec, std::vector
 }
 
 std::string make_scaling(const Rendition& rendition, const std::string& codec) {
-  PictureShape shape;
+  VideoShape shape;
   shape.width = rendition.whole("width", 16, 15'360).value_or(0);
   shape.height = rendition.whole("height", 16, 8640).value_or(0);
   shape.fps = rendition.where("fps").number("fps", 0.1, 480).value_or(0);
@@ -155,7 +155,7 @@ std::string make_scaling(const Rendition& rendition, const std::string& codec) {
   return make_shape_filters(shape);
 }
 
-/// One decode and one cleaning, whose pictures go to every rendition's scaling.
+/// One decode and one cleaning; every rendition scales their output.
 std::string make_ladder(const Settings& video, const std::vector<std::string>& scalings) {
   const std::string cleaning = make_cleaning_filters(video);
   std::string graph =
@@ -203,8 +203,8 @@ double get_keyframe_interval(double gop, double segment_time) {
 
 long long get_default_bitrate(long long height) {
   if (height == 0) return 2500;
-  static constexpr std::array<std::pair<int, int>, 4> usual = {{{360, 800}, {480, 1400}, {720, 2800}, {1080, 5000}}};
-  for (const auto& [lines, bitrate] : usual) {
+  static constexpr std::array<std::pair<int, int>, 4> defaults = {{{360, 800}, {480, 1400}, {720, 2800}, {1080, 5000}}};
+  for (const auto& [lines, bitrate] : defaults) {
     if (height <= lines) return bitrate;
   }
   return 12'000;

@@ -11,11 +11,11 @@ struct VideoArguments {
   int streams = 0;                            ///< the tagged copies, then one per rendition; or none at all
   std::vector<std::string> device_arguments;  ///< before the input
   std::vector<std::string> arguments;         ///< after the input
-  std::vector<long long> audio_bitrates;      ///< per rendition, what it asks for its sound in kbit/s; 0: no wish
+  std::vector<long long> audio_bitrates;      ///< per rendition, of its audio in kbit/s; 0: that of "audio"
 };
 
-/// The picture of the encode from "video". A ladder is decoded and cleaned once, then scaled and encoded per rendition.
-/// `segment_time`: seconds of an HLS segment, 0 when there is none. `copy_tags`: a copied picture is mapped once more
+/// The video of the encode from "video". A ladder is decoded and cleaned once, then scaled and encoded per rendition.
+/// `segment_time`: seconds of an HLS segment, 0 when there is none. `copy_tags`: copied video is mapped once more
 /// for each, ahead, with this codec tag. Throws `ValueError`.
 VideoArguments make_video_arguments(const Settings& video, double segment_time,
                                     const std::vector<std::string>& copy_tags);
@@ -23,7 +23,7 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time,
 /// Seconds between keyframes: about `gop`, so that a whole number of them fits a segment.
 double get_keyframe_interval(double gop, double segment_time);
 
-/// The usual bit rate of a picture in kbit/s; `height` 0 when it is the input's.
+/// The default bit rate for a height in kbit/s; 0 is the input's height.
 long long get_default_bitrate(long long height);
 
 }  // namespace weir

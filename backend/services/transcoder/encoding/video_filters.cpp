@@ -67,7 +67,7 @@ std::string make_cleaning_filters(const Settings& video) {
   return fmt::format("{}", fmt::join(filters, ","));
 }
 
-std::string make_shape_filters(const PictureShape& shape) {
+std::string make_shape_filters(const VideoShape& shape) {
   std::string filters;
   if (shape.fps > 0) filters = fmt::format("fps={},", shape.fps);
   if (shape.width == 0 && shape.height == 0) {

@@ -10,15 +10,15 @@ namespace weir {
 /// Throws `ValueError`.
 std::string make_cleaning_filters(const Settings& video);
 
-struct PictureShape {
+struct VideoShape {
   long long width = 0;   ///< 0: as the input, or following the height
   long long height = 0;  ///< 0: as the input, or following the width
   double fps = 0;        ///< 0: as the input
   bool upload = false;   ///< to the encoder's graphics memory
 };
 
-/// The filters that give a rendition's pictures their shape. Never empty: pictures with an odd number of columns or
-/// rows cannot be encoded as yuv420p and lose one.
-std::string make_shape_filters(const PictureShape& shape);
+/// The filters that set a rendition's size and frame rate. Never empty: a frame with an odd number of columns or rows
+/// cannot be encoded as yuv420p and loses one.
+std::string make_shape_filters(const VideoShape& shape);
 
 }  // namespace weir

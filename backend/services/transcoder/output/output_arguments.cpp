@@ -2,9 +2,46 @@
 
 #include <fmt/format.h>
 
+#include "backend/base/text.h"
+
 namespace weir {
 
 namespace {
+
+/// White space is escaped, too: FFmpeg trims it.
+std::string escape_value(std::string_view text, std::string_view separators) {
+  return escape(text, "\\' \t" + std::string(separators));
+}
+
+/// One receiver of the tee muxer: options, and an address that may hold any character.
+std::string make_tee_slave(const OptionList& options, std::string_view address) {
+  std::string slave = "[";
+  for (const auto& [key, value] : options) {
+    if (slave.size() > 1) slave += ':';
+    slave += key + "=" + escape_value(value, ":]");
+  }
+  return slave + "]" + std::string(address);
+}
+
+/// The receivers as the one text that the muxer takes apart.
+std::string join_tee_slaves(const std::vector<std::string>& slaves) {
+  std::string joined;
+  for (const std::string& slave : slaves) {
+    if (!joined.empty()) joined += '|';
+    joined += escape_value(slave, "|");
+  }
+  return joined;
+}
+
+/// "key=value:key=value" for an option that is itself a list of options.
+std::string join_option_list(const OptionList& options) {
+  std::string joined;
+  for (const auto& [key, value] : options) {
+    if (!joined.empty()) joined += ':';
+    joined += key + "=" + escape_value(value, ":");
+  }
+  return joined;
+}
 
 std::vector<std::string> make_plain_output(const OutputTarget& target) {
   std::vector<std::string> arguments;
@@ -23,7 +60,7 @@ std::string make_selection(const OutputTarget& target, const Encoding& encoding)
 
 bool is_local(const OutputTarget& target) { return target.address.starts_with('/'); }
 
-/// How the queue between the encode and a receiver behaves; one packet is a picture or about 20 ms of sound.
+/// How the queue between the encode and a receiver behaves; one packet is a video frame or about 20 ms of audio.
 std::string make_queue_options(const OutputTarget& target, bool paced) {
   OptionList options = {{"queue_size", "1000"}, {"drop_pkts_on_overflow", paced || !is_local(target) ? "1" : "0"}};
   if (target.reopens) {

@@ -27,9 +27,9 @@ constexpr std::string_view write_timeout = "10000000";
 /// An earlier recording gets its time and a number into its name: "rec.20261122-213005-1000.ts".
 constexpr std::size_t max_recording_name = NAME_MAX - 21;
 
-constexpr std::string_view not_a_host = "is not a host name or address";
+constexpr std::string_view not_a_host = "not a host name or address";
 constexpr std::string_view not_a_port = "is not a port (1 to 65535)";
-constexpr std::string_view not_a_path = "is not a path without blanks";
+constexpr std::string_view not_a_path = "not a path without blanks";
 
 /// The muxer for a file extension.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 17> file_formats = {{
@@ -52,9 +52,14 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 17> file_for
     {".wav", "wav"},
 }};
 
+/// Does not show the value: it may hold a password.
+[[noreturn]] void refuse_silently(const Settings& output, std::string_view key, std::string_view why) {
+  output.refuse(key, output.has(key) ? why : "missing");
+}
+
 std::string read_host_and_port(const Settings& output) {
   const auto host = read_host(output.raw("hostname"));
-  if (!host) output.refuse_value("hostname", not_a_host);
+  if (!host) refuse_silently(output, "hostname", not_a_host);
   const auto port = read_port(output.raw("port"));
   if (!port) output.refuse_value("port", not_a_port);
   return fmt::format("{}:{}", *host, *port);
@@ -62,10 +67,10 @@ std::string read_host_and_port(const Settings& output) {
 
 OutputTarget read_rtmp(const Settings& output) {
   RtmpOutput url;
-  if (!url.set_server(output.raw("server"))) output.refuse_value("server", not_a_host);
+  if (!url.set_server(output.raw("server"))) refuse_silently(output, "server", not_a_host);
   if (!url.set_port(output.raw("port"))) output.refuse_value("port", not_a_port);
-  if (!url.set_app(output.raw("app"))) output.refuse_value("app", not_a_path);
-  if (!url.set_playpath(output.raw("playpath"))) output.refuse_value("playpath", not_a_path);
+  if (!url.set_app(output.raw("app"))) refuse_silently(output, "app", not_a_path);
+  if (!url.set_playpath(output.raw("playpath"))) refuse_silently(output, "playpath", not_a_path);
   if (!url.set_username(output.raw("username"))) output.refuse("username", "has a blank or one of / ? # : @");
   if (!url.set_password(output.raw("password"))) output.refuse("password", "has a blank or one of / ? #");
   OutputTarget target;
@@ -85,7 +90,7 @@ OutputTarget read_rtsp(const Settings& output) {
   OutputTarget target;
   target.format = "rtsp";
   const auto path = read_url_path(output.raw("path"), true);
-  if (!path) output.refuse_value("path", not_a_path);
+  if (!path) refuse_silently(output, "path", not_a_path);
   const std::string transport = output.word("transport", "tcp");
   if (transport != "tcp" && transport != "udp") output.refuse_value("transport", "is not tcp or udp");
   target.address = fmt::format("rtsp://{}/{}", read_host_and_port(output), *path);

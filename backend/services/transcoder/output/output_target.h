@@ -1,13 +1,15 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "backend/services/transcoder/encoding/encoding.h"
-#include "backend/services/transcoder/output/tee_text.h"
 #include "backend/services/transcoder/settings.h"
 
 namespace weir {
+
+using OptionList = std::vector<std::pair<std::string, std::string>>;
 
 /// One receiver of the encode: a muxer and its address. An HLS output has one for each rendition.
 struct OutputTarget {

@@ -93,7 +93,7 @@ void MediaStreamInfo::parse_in_section(std::string_view line) {
       add(inputs_, line);
       return;
     case Section::mapping:
-      if (const auto mapping = parse_mapping_line(line); mapping && mappings_.size() < most_streams) {
+      if (const auto mapping = parse_mapping_line(line); mapping && mappings_.size() < max_streams) {
         mappings_.push_back(*mapping);
       }
       return;
@@ -124,7 +124,7 @@ void MediaStreamInfo::parse_side_data(std::string_view line) {
 
 void MediaStreamInfo::add(std::vector<MediaStream>& streams, std::string_view line) {
   auto stream = stream_lines_.read(line);
-  if (!stream || streams.size() >= most_streams) return;
+  if (!stream || streams.size() >= max_streams) return;
   auto same = [&](const MediaStream& other) { return other.file == stream->file && other.index == stream->index; };
   if (std::ranges::none_of(streams, same)) streams.push_back(std::move(*stream));
 }

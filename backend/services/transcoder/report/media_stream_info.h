@@ -16,7 +16,7 @@ namespace weir {
 /// stream, that of its source or of the whole input; else an estimate from size and frame rate.
 class MediaStreamInfo : public AVStreamInfo {
  public:
-  static constexpr std::size_t most_streams = 256;
+  static constexpr std::size_t max_streams = 256;
 
   void parse(std::string_view line) override;
   std::vector<StreamDescription> get_stream_by_specifier(const FFmpegStreamSpecifier& specifier,

@@ -84,7 +84,7 @@ TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
   info.parse("Input #0, x, from 'y':\n");
   for (int i = 0; i < 5000; ++i)
     info.parse("  Stream #0:" + std::to_string(i) + ": Video: a, b, 99999999999x1, 1e99 fps\n");
-  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::max_streams);
   for (const char* line :
        {"  Stream #", "  Stream #0", "  Stream #0:", "  Stream #0:0", "  Stream #0:0:", "  Stream #0:0[",
         "  Stream #0:0(", "  Stream #0:0: Video:", "  Stream #0:0: Video: ", "  Stream #-1:0: Video: x",
@@ -92,7 +92,7 @@ TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
     info.parse(line);
   }
   info.parse("  Stream #0:300: Video: " + std::string(60'000, '(') + "\n");
-  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::most_streams);
+  EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::max_streams);
 }
 
 }  // namespace
