@@ -157,7 +157,7 @@ int main(int argc, char** argv) {
   weir::Loop loop;
   weir::Services services("");
   weir::ServerStreamManager manager;
-  weir::WebApplication web(manager, services.profile_access(), {});
+  weir::WebApplication web(manager, services.profiles(), {});
   web.set_ready(true);
   int exit_code = 1;
   const weir::Task task = weir::spawn("bench", weir::run(manager, web, static_cast<std::size_t>(streams), exit_code));

@@ -37,9 +37,7 @@ Async<Value> probe(std::string url) {
 }  // namespace
 
 Server::Server(const ServerSettings& settings)
-    : signals_({SIGTERM, SIGINT}),
-      services_(settings.gpu_patch_library),
-      web_(manager_, services_.profile_access(), probe) {
+    : signals_({SIGTERM, SIGINT}), services_(settings.gpu_patch_library), web_(manager_, services_.profiles(), probe) {
   Loop::current().on_unhandled_failure(log_failure);
   load_profiles();
   listen(settings);

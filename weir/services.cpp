@@ -27,14 +27,4 @@ Services::Services(const std::string& gpu_patch_library)
   all.process_info = [](pid_t pid) -> std::unique_ptr<ProcessInfo> { return std::make_unique<Process>(pid); };
 }
 
-ProfileAccess Services::profile_access() {
-  return {.list = [this] { return profiles_.list(); },
-          .read = [this](long long id) { return profiles_.read(id); },
-          .add = [this](const Value& form) { return profiles_.add(form); },
-          .change = [this](long long id, const Value& form) { return profiles_.change(id, form); },
-          .remove = [this](long long id) { return profiles_.remove(id); },
-          .path = [this](long long id) { return profiles_.path(id); },
-          .error = [this] { return profiles_.get_error_msg(); }};
-}
-
 }  // namespace weir

@@ -3,7 +3,6 @@
 #include "backend/services/graphics/gpu_figures.h"
 #include "backend/services/profiles/profile_store.h"
 #include "backend/services/publishing/publishing_port.h"
-#include "backend/web/profile_routes.h"
 
 namespace weir {
 
@@ -18,7 +17,7 @@ class Services {
   /// Reads the profiles; a new store is filled with the shipped ones. Throws `std::system_error`.
   void load_profiles() { profiles_.load(); }
   /// What the web layer does with the profiles.
-  ProfileAccess profile_access();
+  ProfileRegistry& profiles() noexcept { return profiles_; }
 
  private:
   ProfileStore profiles_;

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <nlohmann/json.hpp>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -14,8 +15,8 @@ namespace weir {
 
 namespace {
 
-/// Builds a value from the parser's events within the bounds of a document. Finds a repeated key by its hash: the
-/// mapping itself would look through all its members for each new one.
+/// Builds a value from the parser's events within the bounds of a document. A mapping is made once all its members are
+/// known: one that grows copies them.
 class BoundedBuilder : public nlohmann::json_sax<Value> {
  public:
   Value take() { return std::move(root_); }
@@ -24,21 +25,27 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
   bool boolean(bool value) override { return add(value); }
   bool number_integer(Value::number_integer_t value) override { return add(value); }
   bool number_unsigned(Value::number_unsigned_t value) override { return add(value); }
-  bool number_float(Value::number_float_t value, const Value::string_t&) override { return add(value); }
+  bool number_float(Value::number_float_t value, const Value::string_t& text) override {
+    if (text.find_first_of(".eE") == std::string::npos) throw ValueError(at_key("an integer beyond 64 bits"));
+    return add(value);
+  }
   bool string(Value::string_t& value) override { return add(std::move(value)); }
   bool binary(Value::binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return open(Value::object()); }
+  bool start_object(std::size_t) override { return open(false); }
   bool end_object() override { return close(); }
-  bool start_array(std::size_t) override { return open(Value::array()); }
+  bool start_array(std::size_t) override { return open(true); }
   bool end_array() override { return close(); }
 
   bool key(Value::string_t& name) override {
-    if (++members_ > max_members) throw ValueError(fmt::format("more than {} members", max_members));
-    Container& container = open_.back();
-    auto& object = container.value->get_ref<Value::object_t&>();
-    const auto [known, added] = container.positions.emplace(name, object.size());
-    if (added) static_cast<Value::object_t::Container&>(object).emplace_back(std::move(name), nullptr);
-    container.member = known->second;
+    count_member();
+    Container& mapping = open_.back();
+    const auto [known, added] = mapping.positions.emplace(name, mapping.members.size());
+    if (added && mapping.members.size() == max_mapping_members) {
+      open_.pop_back();
+      throw ValueError(at_key(fmt::format("more than {} members in one mapping", max_mapping_members)));
+    }
+    if (added) mapping.members.emplace_back(std::move(name), nullptr);
+    mapping.position = known->second;
     return true;
   }
 
@@ -50,36 +57,63 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
 
  private:
   struct Container {
-    Value* value;
-    std::unordered_map<std::string, std::size_t> positions;
-    std::size_t member = 0;
+    bool is_list;
+    std::vector<std::pair<std::string, Value>> members{};  ///< those of a list have no names
+    std::unordered_map<std::string, std::size_t> positions{};
+    std::size_t position = 0;  ///< of the member that comes next
   };
 
-  Value& place(Value value) {
-    if (open_.empty()) return root_ = std::move(value);
-    Container& container = open_.back();
-    if (container.value->is_array()) {
-      if (++members_ > max_members) throw ValueError(fmt::format("more than {} members", max_members));
-      return container.value->emplace_back(std::move(value));
+  void count_member() {
+    if (++members_ > max_members) throw ValueError(fmt::format("more than {} members", max_members));
+  }
+
+  // "input.0.url: …"; the text alone for the whole document.
+  std::string at_key(const std::string& text) const {
+    std::string key;
+    for (const Container& container : open_) {
+      if (!key.empty()) key += '.';
+      key += container.is_list ? std::to_string(container.members.size()) : container.members[container.position].first;
     }
-    auto& object = container.value->get_ref<Value::object_t&>();
-    return (object.begin() + static_cast<std::ptrdiff_t>(container.member))->second = std::move(value);
+    return key.empty() ? text : key + ": " + text;
   }
 
   bool add(Value value) {
-    place(std::move(value));
+    if (open_.empty()) {
+      root_ = std::move(value);
+    } else if (Container& container = open_.back(); container.is_list) {
+      count_member();
+      container.members.emplace_back(std::string(), std::move(value));
+    } else {
+      container.members[container.position].second = std::move(value);
+    }
     return true;
   }
 
-  bool open(Value value) {
+  bool open(bool is_list) {
     if (open_.size() >= max_nesting) throw ValueError(fmt::format("nested deeper than {} levels", max_nesting));
-    open_.push_back({&place(std::move(value)), {}});
+    open_.push_back({is_list});
     return true;
   }
 
   bool close() {
+    Container container = std::move(open_.back());
     open_.pop_back();
-    return true;
+    return add(container.is_list ? make_list(container) : make_mapping(container));
+  }
+
+  static Value make_list(Container& container) {
+    Value list = Value::array();
+    list.get_ref<Value::array_t&>().reserve(container.members.size());
+    for (auto& [none, value] : container.members) list.push_back(std::move(value));
+    return list;
+  }
+
+  static Value make_mapping(Container& container) {
+    Value mapping = Value::object();
+    Value::object_t::Container& members = mapping.get_ref<Value::object_t&>();
+    members.reserve(container.members.size());
+    for (auto& [name, value] : container.members) members.emplace_back(std::move(name), std::move(value));
+    return mapping;
   }
 
   Value root_;
@@ -87,12 +121,14 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
   std::size_t members_ = 0;
 };
 
-void count_members(const Value& value, std::size_t depth, std::size_t& members) {
+void count_members(const Value& value, std::size_t depth, std::size_t headroom, std::size_t& members) {
   if (!value.is_structured()) return;
   if (depth >= max_nesting) throw ValueError(fmt::format("nested deeper than {} levels", max_nesting));
+  if (value.is_object() && value.size() + headroom > max_mapping_members)
+    throw ValueError(fmt::format("more than {} members in one mapping", max_mapping_members - headroom));
   members += value.size();
-  if (members > max_members) throw ValueError(fmt::format("more than {} members", max_members));
-  for (const Value& element : value) count_members(element, depth + 1, members);
+  if (members + headroom > max_members) throw ValueError(fmt::format("more than {} members", max_members - headroom));
+  for (const Value& element : value) count_members(element, depth + 1, headroom, members);
 }
 
 }  // namespace
@@ -105,11 +141,15 @@ Value parse_json(std::string_view text) {
 }
 
 void check_bounds(const Value& value) {
-  std::size_t members = 0;
-  count_members(value, 0, members);
-  if (to_json(value, true).size() > max_document_bytes) {
+  check_members(value);
+  // A file ends with a line break.
+  if (to_json(value, true).size() + 1 > max_document_bytes)
     throw ValueError(fmt::format("larger than {} bytes", max_document_bytes));
-  }
+}
+
+void check_members(const Value& value, std::size_t headroom) {
+  std::size_t members = 0;
+  count_members(value, 0, headroom, members);
 }
 
 }  // namespace weir

@@ -1,7 +1,9 @@
 #include "backend/base/members.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
-#include <string>
+
+#include "backend/base/numbers.h"
 
 namespace weir {
 
@@ -23,6 +25,17 @@ const Value& member(const Value& mapping, std::string_view name) {
   if (!mapping.is_object()) return null;
   const auto found = mapping.find(name);
   return found == mapping.end() ? null : *found;
+}
+
+std::vector<NumberedMember> numbered_members(const Value& mapping) {
+  std::vector<NumberedMember> members;
+  for (const auto& [key, value] : mapping.items())
+    if (is_number(key)) members.push_back({key, &value});
+  std::ranges::sort(members, [](const NumberedMember& left, const NumberedMember& right) {
+    const int order = compare_numbers(left.key, right.key);
+    return order != 0 ? order < 0 : left.value < right.value;  // the values lie in the order of the members
+  });
+  return members;
 }
 
 }  // namespace weir

@@ -8,7 +8,7 @@ namespace weir {
 /// Whether the character is white space of ASCII.
 constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// The text without white space at both ends.
+/// The UTF-8 text without the white space of Unicode at both ends.
 std::string_view trim(std::string_view text);
 
 /// The text with a backslash before each of the special characters.

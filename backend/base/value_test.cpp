@@ -48,8 +48,10 @@ TEST(ValueTest, ReadsDocumentsWithinTheirBounds) {
   EXPECT_EQ(parse_json(R"({"b":1,"a":[{}, -1, 2.5, null, true, "x"],"b":2})").dump(),
             R"({"b":2,"a":[{},-1,2.5,null,true,"x"]})");
   EXPECT_NO_THROW(parse_json(std::string(64, '[') + std::string(64, ']')));
-  for (const std::string& text : {std::string(), std::string("{"), std::string("{}{}"), std::string("\"\xFF\""),
-                                  std::string(65, '[') + std::string(65, ']'), std::string(1 << 21, ' ')}) {
+  EXPECT_EQ(parse_json("18446744073709551615"), 18446744073709551615U);
+  for (const std::string& text :
+       {std::string(), std::string("{"), std::string("{}{}"), std::string("\"\xFF\""),
+        std::string("-9223372036854775809"), std::string(65, '[') + std::string(65, ']'), std::string(1 << 21, ' ')}) {
     EXPECT_THROW(parse_json(text), ValueError) << text.substr(0, 20);
   }
 }

@@ -4,8 +4,10 @@
 
 #include <nlohmann/json.hpp>
 #include <system_error>
+#include <unordered_map>
 
 #include "backend/base/bounded_json.h"
+#include "backend/base/indexed_mapping.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -17,6 +19,50 @@ namespace {
 bool frozen_documents = false;
 
 const Value null_value;
+
+std::string invalid_key(std::string_view key) { return fmt::format("Invalid key {}", key); }
+
+bool has_empty_segment(std::string_view key) {
+  return key.empty() || key.starts_with('.') || key.ends_with('.') || key.find("..") != std::string_view::npos;
+}
+
+/// Stores values at dotted keys, any number of them in time linear in the document and the keys.
+class DottedWriter {
+ public:
+  explicit DottedWriter(Value& mapping) : root_(mapping) {}
+
+  /// False when the key has an empty segment, is too deep or leads through a value that is neither a mapping nor null.
+  bool set(std::string_view key, Value value) {
+    if (has_empty_segment(key)) return false;
+    Node* at = &root_;
+    for (std::size_t depth = 1; depth <= max_nesting; ++depth) {
+      const std::size_t dot = key.find('.');
+      const std::string name(key.substr(0, dot));
+      Value& member = at->members[name];
+      if (dot == std::string_view::npos) {
+        member = std::move(value);
+        at->below.erase(name);
+        return true;
+      }
+      if (member.is_null()) member = Value::object();
+      if (!member.is_object()) return false;
+      std::unique_ptr<Node>& next = at->below[name];
+      if (!next) next = std::make_unique<Node>(member);
+      at = next.get();
+      key.remove_prefix(dot + 1);
+    }
+    return false;
+  }
+
+ private:
+  struct Node {
+    explicit Node(Value& mapping) : members(mapping) {}
+    IndexedMapping members;
+    std::unordered_map<std::string, std::unique_ptr<Node>> below{};
+  };
+
+  Node root_;
+};
 
 }  // namespace
 
@@ -44,16 +90,13 @@ bool JsonConf::load_json_conf(const Value& form) {
     set_error_msg("Invalid form: not a mapping");
     return false;
   }
+  DottedWriter writer(*document_);
   for (const auto& [key, value] : form.items()) {
-    if (!set_json_conf(key, value)) return false;
-  }
-  try {
-    check_bounds(*document_);
-    return true;
-  } catch (const ValueError& failure) {
-    set_error_msg(fmt::format("Invalid form: the document would be {}", failure.what()));
+    if (writer.set(key, value)) continue;
+    set_error_msg(invalid_key(key));
     return false;
   }
+  return true;
 }
 
 const Value& JsonConf::get_json_conf(std::string_view key) const {
@@ -68,14 +111,9 @@ Value JsonConf::get_json_conf(std::string_view key, Value fallback) const {
 }
 
 bool JsonConf::set_json_conf(std::string_view key, Value value) {
-  std::string_view last;
-  Value* parent = find_or_create_parent(key, last);
-  if (!parent) {
-    set_error_msg(fmt::format("Invalid key {}", key));
-    return false;
-  }
-  (*parent)[std::string(last)] = std::move(value);
-  return true;
+  if (DottedWriter(*document_).set(key, std::move(value))) return true;
+  set_error_msg(invalid_key(key));
+  return false;
 }
 
 bool JsonConf::del_json_conf(std::string_view key) {
@@ -101,6 +139,8 @@ bool JsonConf::save_json_conf() {
   }
 }
 
+void JsonConf::replace_document(Value document) { *document_ = std::move(document); }
+
 void JsonConf::freeze_all(bool frozen) noexcept { frozen_documents = frozen; }
 
 // The document belongs to this object: whether its members may change is the caller's constness.
@@ -115,23 +155,6 @@ Value* JsonConf::find(std::string_view key) const {
     if (dot == std::string_view::npos) return at;
     key.remove_prefix(dot + 1);
   }
-}
-
-// The mapping that holds the key's last segment; null when the way to it is barred.
-Value* JsonConf::find_or_create_parent(std::string_view key, std::string_view& last) {
-  if (key.empty() || key.starts_with('.') || key.ends_with('.') || key.find("..") != std::string_view::npos)
-    return nullptr;
-  Value* at = document_.get();
-  for (std::size_t depth = 1; depth <= max_nesting; ++depth) {
-    if (!at->is_object()) return nullptr;
-    const std::size_t dot = key.find('.');
-    last = key.substr(0, dot);
-    if (dot == std::string_view::npos) return at;
-    const auto [next, created] = at->emplace(std::string(last), Value::object());
-    at = &*next;
-    key.remove_prefix(dot + 1);
-  }
-  return nullptr;
 }
 
 }  // namespace weir

@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "backend/base/bounded_json.h"
 #include "backend/base/value.h"
 #include "backend/collaborators/error.h"
 
@@ -22,8 +21,9 @@ class JsonConf : public Error {
   /// JSON object within the bounds of `parse_json`; the document is unchanged then.
   virtual bool load_json_conf();
   /// Applies a form, a mapping of dotted keys to values, in the order of its members: each value replaces or creates
-  /// the member at its key, null is stored as null. False with the reason when a key has an empty segment or leads
-  /// through something that is no mapping; the members before it have been applied then.
+  /// the member at its key, null is stored as null. On the way to a key null and absent members become mappings. False
+  /// with the reason when a key has an empty segment or leads through any other value; the members before it have been
+  /// applied then.
   virtual bool load_json_conf(const Value& form);
 
   /// The member at the key, null when it is absent. The reference holds until the document changes.
@@ -32,28 +32,27 @@ class JsonConf : public Error {
   Value get_json_conf(std::string_view key, Value fallback) const;
 
   /// Replaces or creates the member, and mappings on the way to it. False with the reason as with a form.
-  bool set_json_conf(std::string_view key, Value value);
+  [[nodiscard]] bool set_json_conf(std::string_view key, Value value);
   /// Removes the member. True also when there was none.
   bool del_json_conf(std::string_view key);
   /// Replaces the file by the document as indented JSON. False with the reason when it cannot be written, or when the
   /// document is frozen or retired.
   bool save_json_conf();
 
-  /// The whole document.
+  /// The whole document, a mapping.
   const Value& document() const noexcept { return *document_; }
+  void replace_document(Value document);
 
   /// The document of a deleted stream: its file is not written again.
   void retire() noexcept { retired_ = true; }
   bool retired() const noexcept { return retired_; }
-  /// Refuses every further save of every document of the process, so that the files keep what they hold: a server that
-  /// ends must be found as it was.
+  /// Refuses every further save of every document of the process: the files keep what the server held when it ended.
   static void freeze_all(bool frozen) noexcept;
 
   std::string filename;
 
  private:
   Value* find(std::string_view key) const;
-  Value* find_or_create_parent(std::string_view key, std::string_view& last);
 
   std::unique_ptr<Value> document_;
   bool retired_ = false;

@@ -2,12 +2,13 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/numbers.h"
-#include "backend/base/text_form.h"
 #include "backend/platform/files.h"
+#include "backend/web/stream_form.h"
 
 namespace weir {
 
@@ -16,6 +17,14 @@ namespace {
 void refuse_id(const Value& form) {
   for (const auto& [key, value] : form.items())
     if (key.substr(0, key.find('.')) == "id") throw HttpError(400, "\"id\" is kept by the server");
+}
+
+// "06" names profile 6, too.
+bool uses(const Stream& stream, const std::string& profile_id) {
+  const Value& profile = stream.conf->get_json_conf("profile");
+  if (!profile.is_string()) return false;
+  const auto& digits = profile.get_ref<const std::string&>();
+  return is_number(digits) && compare_numbers(digits, profile_id) == 0;
 }
 
 }  // namespace
@@ -29,43 +38,58 @@ void ProfileRoutes::add_to(Router& router) {
   router.add("DELETE", "/api/profiles/{id}", [this](const Request&, Parameters p) { return remove(p[0]); });
 }
 
-Value ProfileRoutes::find(const std::string& text) {
-  const auto id = is_number(text) ? parse_integer(text) : std::nullopt;
-  if (!id) throw HttpError(404, fmt::format("There is no profile {}", text));
-  Value record = profiles_.read(*id);
-  if (record.is_null()) throw HttpError(404, profiles_.error());
-  return record;
+long long ProfileRoutes::find(const std::string& id) {
+  const auto number = is_number(id) ? parse_integer(id) : std::nullopt;
+  if (!number) throw HttpError(404, fmt::format("There is no profile {}", id));
+  if (!profiles_.get_profile(*number)) throw HttpError(404, profiles_.get_error_msg());
+  return *number;
+}
+
+std::vector<std::shared_ptr<Stream>> ProfileRoutes::users_of(long long id) const {
+  std::vector<std::shared_ptr<Stream>> users;
+  std::ranges::copy_if(manager_.all_streams(), std::back_inserter(users),
+                       [text = std::to_string(id)](const auto& stream) { return uses(*stream, text); });
+  return users;
 }
 
 Async<Response> ProfileRoutes::list() { co_return json_response(profiles_.list()); }
 
-Async<Response> ProfileRoutes::read(const std::string& id) { co_return json_response(find(id)); }
+Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(profiles_.read(find(id))); }
 
 Async<Response> ProfileRoutes::add(const Request& request) {
   const Value form = read_form(request);
   refuse_id(form);
-  const auto id = profiles_.add(form);
-  if (!id) throw HttpError(400, profiles_.error());
-  co_await sync_file(profiles_.path(*id));
-  co_return json_response({{"id", *id}}, 201);
+  const auto guard = co_await changes_.acquire();
+  const std::shared_ptr<const ProfileDraft> draft = profiles_.draft_new(form);
+  if (!draft) throw HttpError(400, profiles_.get_error_msg());
+  co_await store(draft);
+  co_return json_response({{"id", draft->id()}}, 201);
 }
 
-Async<Response> ProfileRoutes::change(const Request& request, const std::string& text) {
-  const long long id = find(text).at("id").get<long long>();
+Async<Response> ProfileRoutes::change(const Request& request, std::string id) {
   const Value form = read_form(request);
   refuse_id(form);
-  if (!profiles_.change(id, form)) throw HttpError(400, profiles_.error());
-  co_await sync_file(profiles_.path(id));
+  const auto guard = co_await changes_.acquire();
+  const long long number = find(id);
+  const std::shared_ptr<const ProfileDraft> draft = profiles_.draft_change(number, form);
+  if (!draft) throw HttpError(400, profiles_.get_error_msg());
+  for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_profile(stream->conf, draft);
+  co_await store(draft);
   co_return ok_response();
 }
 
-Async<Response> ProfileRoutes::remove(const std::string& text) {
-  const Value id = find(text).at("id");
-  const auto users = manager_.get_all_stream_by_profile_id(id);
-  if (!users.empty())
-    throw HttpError(409, fmt::format("Profile {} is used by stream {}", to_text(id), users.front()->id));
-  const std::filesystem::path path = profiles_.path(id.get<long long>());
-  if (!profiles_.remove(id.get<long long>())) throw HttpError(500, profiles_.error());
+Async<> ProfileRoutes::store(std::shared_ptr<const ProfileDraft> draft) {
+  if (!profiles_.store(draft)) throw HttpError(500, profiles_.get_error_msg());
+  co_await sync_file(profiles_.path(draft->id()));
+}
+
+Async<Response> ProfileRoutes::remove(std::string id) {
+  const auto guard = co_await changes_.acquire();
+  const long long number = find(id);
+  const auto users = users_of(number);
+  if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", number, users.front()->id));
+  const std::filesystem::path path = profiles_.path(number);
+  if (!profiles_.remove(number)) throw HttpError(500, profiles_.get_error_msg());
   co_await sync_file(path.parent_path());
   co_return empty_response();
 }

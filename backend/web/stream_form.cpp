@@ -4,23 +4,35 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/bounded_json.h"
+#include "backend/base/indexed_mapping.h"
+#include "backend/base/members.h"
+#include "backend/base/numbers.h"
+#include "backend/base/text.h"
+#include "backend/base/text_form.h"
+#include "backend/collaborators/version.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/task.h"
+#include "backend/web/document_checks.h"
 #include "backend/web/response.h"
 
 namespace weir {
 
 namespace {
 
-void apply(StreamConfig& scratch, const Value& form) {
-  bool accepted = false;
+// A failure inside the normalisation is the fault of the form.
+template <class Operation>
+auto as_bad_request(const Operation& operation) {
   try {
-    accepted = scratch.load_json_conf(form);
-  } catch (const std::exception& failure) {
+    return operation();
+  } catch (const Failure& failure) {
     throw HttpError(400, failure.what());
   }
-  if (!accepted) throw HttpError(400, scratch.get_error_msg());
 }
 
-}  // namespace
+void require(bool done, const Error& document) {
+  if (!done) throw HttpError(400, document.get_error_msg());
+}
 
 void refuse_kept_members(const Value& form) {
   for (const auto& [key, value] : form.items()) {
@@ -29,24 +41,113 @@ void refuse_kept_members(const Value& form) {
   }
 }
 
-Value new_stream_form(Value form) {
-  refuse_kept_members(form);
-  form["status"] = "stopped";
-  for (const char* bound : {"min_speed", "max_speed", "max_sys_mem", "max_gpu_mem"})
-    if (!form.contains(bound)) form[bound] = "";
+// All inputs inherit from input 0, so it has to be one.
+void check_input(const NumberedMember& input, bool first) {
+  const Value& url = member(*input.value, "url");
+  if (!input.value->is_object()) throw HttpError(400, fmt::format("input.{}: not a mapping", input.key));
+  if (!url.is_null() && !url.is_string()) throw HttpError(400, fmt::format("input.{}.url: not a text", input.key));
+  if (first && (url.is_null() || trim(url.get_ref<const std::string&>()).empty())) {
+    throw HttpError(
+        400, fmt::format("input.{}.url: the first input needs a URL, as the others inherit its settings", input.key));
+  }
+}
+
+// The inputs from 0 on without gaps: input 0 gives the others its settings, and which one that is must not change with
+// the next load. An input that is null is none.
+Value number_inputs(const Value& inputs) {
+  Value result = Value::object();
+  IndexedMapping numbered(result);
+  for (const auto& [key, value] : inputs.items())
+    if (!is_number(key)) numbered[key] = value;
+  int count = 0;
+  for (const NumberedMember& input : numbered_members(inputs)) {
+    if (input.value->is_null()) continue;
+    check_input(input, count == 0);
+    numbered[std::to_string(count++)] = *input.value;
+  }
+  return result;
+}
+
+// The members that the posted form changes, as they are going to be.
+Value make_form(Value document, const Value& posted) {
+  JsonConf changed;
+  changed.replace_document(document);
+  require(changed.load_json_conf(posted), changed);
+  StreamConfigVersionControl(changed).update();
+  const Value& inputs = changed.get_json_conf("input");
+  if (inputs.is_object()) require(changed.set_json_conf("input", number_inputs(inputs)), changed);
+  IndexedMapping members(document);
+  Value form = Value::object();
+  IndexedMapping into(form);
+  for (const auto& [key, value] : changed.document().items()) {
+    const Value* present = members.find(key);
+    if (!present || *present != value) into[key] = value;
+  }
   return form;
 }
 
-void try_new_stream(const Value& form) {
-  StreamConfig scratch;
-  apply(scratch, form);
+// The document as the manager is going to save it.
+Value apply_form(const Value& document, long long id, const Value& form) {
+  return as_bad_request([&] {
+    StreamConfig trial;
+    trial.replace_document(document);
+    require(trial.load_json_conf(form) && trial.set_json_conf("id", id), trial);
+    return trial.document();
+  });
 }
 
-void try_change(const StreamConfig& document, const Value& form) {
-  StreamConfig scratch;
-  // A member that no key can name, as its name is empty or has a dot, has no part in what the form can do.
-  for (const auto& [name, value] : document.document().items()) scratch.set_json_conf(name, value);
-  apply(scratch, form);
+// Loads the document as it is saved. With a draft, the stream's profile is that one.
+Value load(Value saved, const ProfileDraft* draft) {
+  return as_bad_request([&] {
+    StreamConfig again;
+    again.replace_document(std::move(saved));
+    require(draft ? again.apply_profile(&draft->description()) : again.load_json_conf(Value::object()), again);
+    StreamConfigVersionControl(again).update();
+    return again.document();
+  });
+}
+
+Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft) {
+  check_texts(document);
+  check_playlist_names(document);
+  const std::string text = check_size(document);
+  co_await yield_to_others();
+  Value saved = parse_json(text);
+  co_await yield_to_others();
+  Value again = load(std::move(saved), draft.get());
+  co_await yield_to_others();
+  check_same(document, std::move(again));
+  co_await check_arguments(std::move(document));
+}
+
+Async<Value> prepare(Value document, long long id, Value posted) {
+  refuse_kept_members(posted);
+  co_await yield_to_others();  // reading the request was a part, too
+  Value form = make_form(document, posted);
+  co_await yield_to_others();
+  Value changed = apply_form(document, id, form);
+  co_await yield_to_others();
+  co_await check_document(std::move(changed), nullptr);
+  co_return form;
+}
+
+}  // namespace
+
+Async<Value> prepare_new_stream(long long id, Value posted) {
+  Value form = co_await prepare(Value::object(), id, std::move(posted));
+  form["status"] = "stopped";
+  co_return form;
+}
+
+Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted) {
+  Value form = co_await prepare(conf->document(), conf->get_json_conf("id").get<long long>(), std::move(posted));
+  co_return form;
+}
+
+Async<> try_profile(std::shared_ptr<const StreamConfig> conf, std::shared_ptr<const ProfileDraft> draft) {
+  Value document = load(conf->document(), draft.get());
+  co_await yield_to_others();
+  co_await check_document(std::move(document), std::move(draft));
 }
 
 }  // namespace weir

@@ -1,21 +1,25 @@
 #pragma once
 
+#include <memory>
+
 #include "backend/base/value.h"
+#include "backend/collaborators/profile.h"
+#include "backend/platform/async.h"
 #include "backend/stream/config/stream_config.h"
 
 namespace weir {
 
-/// Throws `HttpError` with 400 when the form sets "id" or "status", which the server keeps.
-void refuse_kept_members(const Value& form);
+// What a form makes of a document is tried on a copy, saved and loaded again: what is accepted is the same document
+// after every restart. A form is prepared in parts, so that a large one does not hold up the streams; nobody else may
+// change documents or profiles meanwhile. Every refusal is an `HttpError` with 400 and the reason.
 
-/// The form of a new stream, with what every new stream has: "status" is "stopped", and speed and memory have the
-/// default bounds unless they are given. Throws `HttpError` as `refuse_kept_members`.
-Value new_stream_form(Value form);
+/// The form for `StreamManager::add_stream` that a posted one makes: complete, its inputs numbered from 0.
+Async<Value> prepare_new_stream(long long id, Value posted);
 
-/// Tries the form on a scratch document, as the manager is going to apply it. Throws `HttpError` with 400 and the
-/// reason.
-void try_new_stream(const Value& form);
-/// The same on a copy of a stream's document, which stays whole when the form is rejected.
-void try_change(const StreamConfig& document, const Value& form);
+/// The form for `StreamManager::save_stream` that a posted one makes of the stream's document.
+Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted);
+
+/// Tries a changed profile on the document of a stream that uses it.
+Async<> try_profile(std::shared_ptr<const StreamConfig> conf, std::shared_ptr<const ProfileDraft> draft);
 
 }  // namespace weir

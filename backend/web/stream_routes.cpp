@@ -142,8 +142,8 @@ Response StreamRoutes::read(const Value& id, const std::string& host) {
 }
 
 Async<Response> StreamRoutes::add(Value posted) {
-  const Value form = new_stream_form(std::move(posted));
-  try_new_stream(form);
+  const auto guard = co_await changes_.acquire();
+  const Value form = co_await prepare_new_stream(manager_.stream_next_id, std::move(posted));
   const long long id = manager_.stream_next_id;
   const std::string path = stream_file_path(stream_file_name(id));
   make_room_for(stream_file_name(id));
@@ -188,10 +188,11 @@ Async<bool> StreamRoutes::take_back(long long id) {
   co_return true;
 }
 
-Async<Response> StreamRoutes::change(Value id, Value form) {
+Async<Response> StreamRoutes::change(Value id, Value posted) {
+  const auto guard = co_await changes_.acquire();
   const std::shared_ptr<Stream> stream = find(id);
-  refuse_kept_members(form);
-  try_change(*stream->conf, form);
+  const Value form = co_await prepare_change(stream->conf, std::move(posted));
+  find(id);  // the stream may have been deleted meanwhile
   if (!manager_.save_stream(id, form)) throw HttpError(500, manager_.get_error_msg());
   try {
     co_await sync_file(stream->conf->filename);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/base/value.h"
+#include "backend/platform/semaphore.h"
 #include "backend/web/router.h"
 #include "backend/web/server_stream_manager.h"
 
@@ -9,8 +10,8 @@ namespace weir {
 /// /api/streams: the streams and the operations on one of them.
 class StreamRoutes {
  public:
-  /// The manager outlives the routes.
-  explicit StreamRoutes(ServerStreamManager& manager) : manager_(manager) {}
+  /// Both outlive the routes. `changes` is held while documents or profiles change.
+  StreamRoutes(ServerStreamManager& manager, Semaphore& changes) : manager_(manager), changes_(changes) {}
   void add_to(Router& router);
 
  private:
@@ -21,7 +22,7 @@ class StreamRoutes {
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
   Async<Response> add(Value form);
-  Async<Response> change(Value id, Value form);
+  Async<Response> change(Value id, Value posted);
   Async<Response> remove(Value id);
   Async<Response> control(Control operation, Value id);
   Response read_log(const Value& id);
@@ -38,6 +39,7 @@ class StreamRoutes {
   Async<bool> take_back(long long id);
 
   ServerStreamManager& manager_;
+  Semaphore& changes_;
 };
 
 }  // namespace weir

@@ -16,10 +16,10 @@ Response not_ready() {
 
 }  // namespace
 
-WebApplication::WebApplication(ServerStreamManager& manager, ProfileAccess profiles, ProbeFunction probe)
-    : streams_(manager),
+WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, ProbeFunction probe)
+    : streams_(manager, document_changes_),
       batches_(manager),
-      profiles_(manager, std::move(profiles)),
+      profiles_(manager, profiles, document_changes_),
       server_routes_(std::move(probe)),
       hls_files_(manager),
       server_([this](const Request& request) { return answer(request); }) {

@@ -15,8 +15,8 @@ namespace weir {
 /// The whole web layer: every route, and the server that answers by them.
 class WebApplication {
  public:
-  /// The manager outlives the application.
-  WebApplication(ServerStreamManager& manager, ProfileAccess profiles, ProbeFunction probe);
+  /// Manager and profiles outlive the application.
+  WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, ProbeFunction probe);
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(const Request& request) const;
@@ -25,6 +25,7 @@ class WebApplication {
   HttpServer& server() noexcept { return server_; }
 
  private:
+  Semaphore document_changes_{1};
   StreamRoutes streams_;
   BatchRoutes batches_;
   ProfileRoutes profiles_;

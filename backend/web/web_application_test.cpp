@@ -95,16 +95,7 @@ class WebApplicationTest : public testing::Test {
   test::FakeSiblings world_;
   ServerStreamManager manager_;
   Task syncs_;
-  Value profile_ = Value::parse(R"({"id": 5, "name": "Five"})");
-  WebApplication web_{manager_,
-                      {.list = [this] { return Value::array({profile_}); },
-                       .read = [this](long long id) { return id == 5 ? profile_ : Value(); },
-                       .add = [](const Value&) { return std::nullopt; },
-                       .change = [](long long, const Value&) { return false; },
-                       .remove = [](long long) { return true; },
-                       .path = [this](long long) { return (world_.directory.path() / "5.conf").string(); },
-                       .error = [] { return "no profile"; }},
-                      probe_nothing};
+  WebApplication web_{manager_, world_.profiles(), probe_nothing};
 };
 
 TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
@@ -124,7 +115,7 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
   add();
   const std::string hls_elsewhere = R"({"output.3": {"protocol": "hls", "playlist_name": "x.m3u8"}})";
   world_.add_profile(5, Value::object());
-  add(R"({"profile": "5", "input": {}, "output": {}})");
+  add(R"({"profile": "05", "input": {}, "output": {}})");
   const struct {
     const char *method, *target;
     std::string body;
@@ -153,6 +144,7 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
       {"POST", "/api/batch/restart", R"({"ids": [0, "1", 77], "log_format": "{{{id}}} {label}"})", 200},
       {"GET", "/api/profiles/6", "", 404},
       {"POST", "/api/profiles", R"({"id": 3})", 400},
+      {"PATCH", "/api/profiles/5", R"({"video": "x"})", 400},
       {"DELETE", "/api/profiles/5", "", 409},
       {"GET", "/api/probe", "", 400},
       {"GET", "/api/probe?url=udp://a", "", 400},
@@ -183,7 +175,7 @@ TEST_F(WebApplicationTest, ARecordThatCannotBeMadeHidesNoOther) {
   add();
   add();
   // Set behind the document's checks: the address of the output can't be made any more.
-  manager_.streams.at(0)->conf->set_json_conf("output.0.playlist_name", 7);
+  ASSERT_TRUE(manager_.streams.at(0)->conf->set_json_conf("output.0.playlist_name", 7));
   const Value records = get("/api/streams");
   EXPECT_EQ(records.at(0).at("status"), "stopped");
   EXPECT_TRUE(records.at(0).contains("error"));

@@ -182,7 +182,7 @@ TEST_F(SupervisionTest, AChildThatGrowsIsRestartedAtItsLimit) {
     return spawn_child(options);
   };
   make_stream(generated);
-  stream->conf->set_json_conf("max_sys_mem", "50");
+  ASSERT_TRUE(stream->conf->set_json_conf("max_sys_mem", "50"));
   start();
   world.loop.advance(63s);
   const pid_t first = stream->proc->pid();

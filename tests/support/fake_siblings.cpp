@@ -131,6 +131,8 @@ FakeSiblings::~FakeSiblings() {
 
 Value& FakeSiblings::graphics_memory() { return services_->graphics.memory; }
 
+ProfileRegistry& FakeSiblings::profiles() { return services_->profiles; }
+
 void FakeSiblings::add_profile(long long id, Value members) {
   std::filesystem::create_directories(directory.path() / "profiles");
   members["name"] = "P";

@@ -49,6 +49,7 @@ class FakeSiblings {
 
   /// Stores a profile of these members.
   void add_profile(long long id, Value members);
+  ProfileRegistry& profiles();
 
   std::vector<std::string> log_lines;  ///< "level name: text"
 

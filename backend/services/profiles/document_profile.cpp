@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "backend/base/members.h"
+#include "backend/collaborators/version.h"
+#include "backend/platform/failure.h"
 
 namespace weir {
 
@@ -25,8 +27,13 @@ constexpr std::array codecs{Codec{"video.codec", "libx264"}, Codec{"audio.codec"
 }  // namespace
 
 void DocumentProfile::copy_to(JsonConf& conf, const std::vector<std::string>& ignore_keys) const {
+  const auto copy = [&](std::string_view key, const Value& value) {
+    if (!conf.set_json_conf(key, value)) throw ValueError(conf.get_error_msg());
+  };
   for (const auto& [key, value] : document_.document().items())
-    if (std::find(ignore_keys.begin(), ignore_keys.end(), key) == ignore_keys.end()) conf.set_json_conf(key, value);
+    if (std::ranges::find(ignore_keys, key) == ignore_keys.end()) copy(key, value);
+  // The section that was replaced had one; the memory monitor of a stream with a logo fails without it.
+  if (conf.get_json_conf(logo_queue_size_key).is_null()) copy(logo_queue_size_key, "");
 }
 
 Value DocumentProfile::get_hwaccel() const {

@@ -3,11 +3,15 @@
 #include <fmt/core.h>
 
 #include <filesystem>
+#include <limits>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/bounded_json.h"
+#include "backend/base/indexed_mapping.h"
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/services/profiles/shipped_profiles.h"
@@ -20,45 +24,73 @@ namespace {
 
 constexpr std::string_view extension = ".conf";
 
+// Nothing for the names of other files, and for ids whose next is none.
 std::optional<long long> parse_file_name(std::string_view name) {
   if (!name.ends_with(extension)) return std::nullopt;
   name.remove_suffix(extension.size());
-  if (!is_number(name)) return std::nullopt;
-  return parse_integer(name);
+  const auto id = is_number(name) ? parse_integer(name) : std::nullopt;
+  return id < std::numeric_limits<long long>::max() ? id : std::nullopt;
 }
 
-// What is wrong with a profile's document; empty when it is one.
-std::string find_fault(const Value& document) {
-  const Value& name = member(document, "name");
-  if (!name.is_string() || trim(name.get_ref<const std::string&>()).empty()) return "a profile needs a \"name\"";
-  for (const char* section : {"video", "audio", "subtitle"}) {
-    const Value& value = member(document, section);
-    if (!value.is_null() && !value.is_object()) return fmt::format("\"{}\" of a profile has to be a mapping", section);
+// On the way to what stays the stream's own there can only be mappings.
+std::string find_barrier(const JsonConf& profile) {
+  for (const std::string_view key : kept_from_profile) {
+    for (std::size_t dot = key.find('.'); dot != std::string_view::npos; dot = key.find('.', dot + 1)) {
+      const Value& value = profile.get_json_conf(key.substr(0, dot));
+      if (!value.is_null() && !value.is_object())
+        return fmt::format("{}: {} is not a mapping", key.substr(0, dot), to_text(value));
+    }
   }
-  for (const char* key : {"input", "output", "status", "profile", "label"})
-    if (document.contains(key)) return fmt::format("a profile can't set \"{}\" of its streams", key);
   return {};
 }
 
+// Why the document is no profile; empty when it is one.
+std::string find_fault(const JsonConf& profile) {
+  const Value& name = profile.get_json_conf("name");
+  if (!name.is_string() || trim(name.get_ref<const std::string&>()).empty()) return "A profile needs a \"name\"";
+  for (const char* key : {"input", "output", "status", "profile", "label"})
+    if (profile.document().contains(key)) return fmt::format("A profile can't set \"{}\" of its streams", key);
+  std::string barrier = find_barrier(profile);
+  if (!barrier.empty()) return barrier;
+  try {
+    JsonConf stream;
+    DocumentProfile(profile).copy_to(stream, {"id"});
+    return {};
+  } catch (const ValueError& failure) {
+    return fmt::format("Invalid profile: {}", failure.what());
+  }
+}
+
 Value with_id(long long id, const Value& document) {
-  Value record{{"id", id}};
+  Value record = make_mapping(document.size() + 1);
+  IndexedMapping members(record);
+  members["id"] = id;
   for (const auto& [key, value] : document.items())
-    if (key != "id") record[key] = value;
+    if (key != "id") members[key] = value;
   return record;
 }
 
 }  // namespace
 
 /// A profile in memory; never changed once it is in the table.
-struct ProfileStore::Stored {
-  Stored(const std::string& path, Error* error_handler) : document(path, error_handler) {}
+class ProfileStore::Stored : public ProfileDraft {
+ public:
+  Stored(long long id, const std::string& path, Error* error_handler) : document(path, error_handler), id_(id) {}
+  long long id() const override { return id_; }
+  const DocumentProfile& description() const override { return description_; }
+
   JsonConf document;
-  DocumentProfile description{document};
+
+ private:
+  const long long id_;
+  const DocumentProfile description_{document};
 };
 
 ProfileStore::ProfileStore(std::string directory) : directory_(std::move(directory)) {}
 
 std::string ProfileStore::path(long long id) const {
+  const auto stored = profiles_.find(id);
+  if (stored != profiles_.end()) return stored->second->document.filename;
   return join_path(directory_, std::to_string(id) + std::string(extension));
 }
 
@@ -76,11 +108,11 @@ void ProfileStore::install_shipped() const {
 void ProfileStore::load_file(const std::string& name) {
   const auto id = parse_file_name(name);
   if (!id) return;
-  const auto profile = std::make_shared<Stored>(join_path(directory_, name), this);
+  const auto profile = std::make_shared<Stored>(*id, join_path(directory_, name), this);
   // The id of a file that does not load is not given to another profile: its file would be overwritten.
   next_id_ = std::max(next_id_, *id + 1);
   if (!profile->document.load_json_conf()) return warning(fmt::format("{}: {}", name, get_error_msg()));
-  const std::string fault = find_fault(profile->document.document());
+  const std::string fault = find_fault(profile->document);
   if (!fault.empty()) return warning(fmt::format("{}: {}", name, fault));
   profiles_[*id] = profile;
 }
@@ -95,7 +127,7 @@ std::shared_ptr<ProfileStore::Stored> ProfileStore::find(long long id) {
 std::shared_ptr<const ProfileDescription> ProfileStore::get_profile(long long id) {
   const std::shared_ptr<Stored> profile = find(id);
   if (!profile) return nullptr;
-  return {profile, &profile->description};
+  return {profile, &profile->description()};
 }
 
 Value ProfileStore::list() const {
@@ -109,30 +141,36 @@ Value ProfileStore::read(long long id) {
   return profile ? with_id(id, profile->document.document()) : Value();
 }
 
-std::optional<long long> ProfileStore::add(const Value& form) {
-  const long long id = next_id_;
-  const auto profile = std::make_shared<Stored>(path(id), this);
-  if (!profile->document.load_json_conf(form) || !store(id, profile)) return std::nullopt;
-  next_id_ = id + 1;
-  return id;
+std::shared_ptr<const ProfileDraft> ProfileStore::draft_new(const Value& form) {
+  const auto profile = std::make_shared<Stored>(next_id_, path(next_id_), this);
+  return apply(*profile, form) ? profile : nullptr;
 }
 
-bool ProfileStore::change(long long id, const Value& form) {
+std::shared_ptr<const ProfileDraft> ProfileStore::draft_change(long long id, const Value& form) {
   const std::shared_ptr<Stored> present = find(id);
-  if (!present) return false;
-  const auto changed = std::make_shared<Stored>(present->document.filename, this);
-  for (const auto& [key, value] : present->document.document().items()) changed->document.set_json_conf(key, value);
-  return changed->document.load_json_conf(form) && store(id, changed);
+  if (!present) return nullptr;
+  const auto changed = std::make_shared<Stored>(id, present->document.filename, this);
+  changed->document.replace_document(present->document.document());
+  return apply(*changed, form) ? changed : nullptr;
 }
 
-bool ProfileStore::store(long long id, const std::shared_ptr<Stored>& profile) {
-  const std::string fault = find_fault(profile->document.document());
-  if (!fault.empty()) {
-    set_error_msg(fault);
-    return false;
+bool ProfileStore::apply(Stored& profile, const Value& form) {
+  if (!profile.document.load_json_conf(form)) return false;
+  std::string fault = find_fault(profile.document);
+  try {
+    check_bounds(profile.document.document());
+  } catch (const ValueError& failure) {
+    fault = fmt::format("The profile would be {}", failure.what());
   }
+  if (!fault.empty()) set_error_msg(fault);
+  return fault.empty();
+}
+
+bool ProfileStore::store(const std::shared_ptr<const ProfileDraft>& draft) {
+  const auto profile = std::const_pointer_cast<Stored>(std::dynamic_pointer_cast<const Stored>(draft));
   if (!profile->document.save_json_conf()) return false;
-  profiles_[id] = profile;
+  next_id_ = std::max(next_id_, profile->id() + 1);
+  profiles_[profile->id()] = profile;
   return true;
 }
 

@@ -13,9 +13,9 @@
 
 namespace weir {
 
-/// The profiles, one JSON file "<id>.conf" each in one directory. Operations that fail are false or empty and leave the
-/// reason as error message. A profile that is handed out stays as it was when it is changed or removed later.
-class ProfileStore : public ProfileManager, public Error {
+/// The profiles, one JSON file "<id>.conf" each in one directory. A profile that is handed out stays as it was when it
+/// is changed or removed later.
+class ProfileStore : public ProfileRegistry, public Error {
  public:
   explicit ProfileStore(std::string directory);
 
@@ -26,27 +26,23 @@ class ProfileStore : public ProfileManager, public Error {
   std::shared_ptr<const ProfileDescription> get_profile(long long id) override;
   std::string get_error_msg() const override { return Error::get_error_msg(); }
 
-  /// All profiles' documents in order of their ids, each with its "id" first.
-  Value list() const;
-  /// The document with its "id"; null when there is none.
-  Value read(long long id);
-  /// Makes a profile of a form (dotted keys and values) and returns its id.
-  std::optional<long long> add(const Value& form);
-  /// Applies a form to the profile; a rejected form leaves it as it was.
-  bool change(long long id, const Value& form);
-  bool remove(long long id);
-  /// The file of a profile.
-  std::string path(long long id) const;
+  Value list() const override;
+  Value read(long long id) override;
+  std::shared_ptr<const ProfileDraft> draft_new(const Value& form) override;
+  std::shared_ptr<const ProfileDraft> draft_change(long long id, const Value& form) override;
+  bool store(const std::shared_ptr<const ProfileDraft>& draft) override;
+  bool remove(long long id) override;
+  std::string path(long long id) const override;
 
   std::string get_class_name() const override { return "Profiles"; }
 
  private:
-  struct Stored;
+  class Stored;
 
   void install_shipped() const;
   void load_file(const std::string& name);
   std::shared_ptr<Stored> find(long long id);
-  bool store(long long id, const std::shared_ptr<Stored>& profile);
+  bool apply(Stored& profile, const Value& form);
 
   const std::string directory_;
   std::map<long long, std::shared_ptr<Stored>> profiles_;

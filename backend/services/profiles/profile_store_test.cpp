@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "tests/support/temporary_directory.h"
 
@@ -18,6 +19,12 @@ class ProfileStoreTest : public testing::Test {
   void write(const std::string& name, const std::string& text) const {
     fs::create_directories(directory_);
     std::ofstream(directory_ + "/" + name) << text;
+  }
+
+  std::optional<long long> add(const Value& form) { return stored(store_.draft_new(form)); }
+  bool change(long long id, const Value& form) { return stored(store_.draft_change(id, form)).has_value(); }
+  std::optional<long long> stored(const std::shared_ptr<const ProfileDraft>& draft) {
+    return draft && store_.store(draft) ? std::optional(draft->id()) : std::nullopt;
   }
 
   const test::TemporaryDirectory temporary_;
@@ -38,8 +45,8 @@ TEST_F(ProfileStoreTest, ANewDirectoryGetsTheShippedProfilesOnce) {
 TEST_F(ProfileStoreTest, AProfileIsAddedChangedReadBackAndRemoved) {
   fs::create_directories(directory_);
   store_.load();
-  EXPECT_EQ(store_.add(Value{{"name", "Small"}, {"video.codec", "libx264"}}), 1);
-  EXPECT_TRUE(store_.change(1, Value{{"video.width", 640}}));
+  EXPECT_EQ(add(Value{{"name", "Small"}, {"video.codec", "libx264"}}), 1);
+  EXPECT_TRUE(change(1, Value{{"video.width", 640}}));
   ProfileStore again(directory_);
   again.load();
   const Value expected = Value::parse(R"({"id":1,"name":"Small","video":{"codec":"libx264","width":640}})");
@@ -47,29 +54,30 @@ TEST_F(ProfileStoreTest, AProfileIsAddedChangedReadBackAndRemoved) {
   EXPECT_TRUE(again.remove(1));
   EXPECT_EQ(again.read(1), nullptr);
   EXPECT_EQ(again.get_error_msg(), "There is no profile 1");
-  EXPECT_EQ(again.add(Value{{"name", "Next"}}), 2);
+  EXPECT_EQ(again.draft_new(Value{{"name", "Next"}})->id(), 2);
 }
 
 TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
   fs::create_directories(directory_);
   store_.load();
-  store_.add(Value{{"name", "Good"}});
+  add(Value{{"name", "Good"}});
   const Value before = store_.read(1);
   for (const Value& form : {Value{{"name", ""}}, Value{{"name", 3}}, Value{{"video", "libx264"}}, Value{{"", 1}},
+                            Value{{"video.cvdelogo", "off"}}, Value{{"large", std::string(1 << 20, 'x')}},
                             Value{{"video.codec", "x"}, {"input.0.url", "udp://a"}}, Value{{"name.first", "x"}}}) {
-    EXPECT_FALSE(store_.change(1, form)) << form;
+    EXPECT_FALSE(change(1, form)) << form;
     EXPECT_EQ(store_.read(1), before) << form;
   }
-  EXPECT_FALSE(store_.add(Value::object()));
+  EXPECT_FALSE(add(Value::object()));
   EXPECT_FALSE(fs::exists(store_.path(2)));
 }
 
 TEST_F(ProfileStoreTest, AProfileThatWasHandedOutOutlivesItsChange) {
   fs::create_directories(directory_);
   store_.load();
-  store_.add(Value{{"name", "A"}, {"video.codec", "copy"}, {"audio.codec", "copy"}});
+  add(Value{{"name", "A"}, {"video.codec", "copy"}, {"audio.codec", "copy"}});
   const auto handed_out = store_.get_profile(1);
-  store_.change(1, Value{{"audio.codec", "aac"}});
+  change(1, Value{{"audio.codec", "aac"}});
   EXPECT_EQ(handed_out->get_encoders(), Value::parse(R"(["copy"])"));
   EXPECT_EQ(store_.get_profile(1)->get_encoders(), Value::parse(R"(["copy","aac"])"));
 }
@@ -78,10 +86,12 @@ TEST_F(ProfileStoreTest, BrokenFilesAreLeftAloneAndTheirIdsNotReused) {
   write("3.conf", R"({"name": "Three", "id": 99})");
   write("7.conf", "{");
   write("8.conf", R"({"name": "Eight", "video": []})");
+  write("9.conf", R"({"name": "Nine", "a..b": 1})");
+  write("9223372036854775807.conf", R"({"name": "Last"})");
   write("notes.txt", "{}");
   store_.load();
   EXPECT_EQ(store_.list(), Value::parse(R"([{"id":3,"name":"Three"}])"));
-  EXPECT_EQ(store_.add(Value{{"name", "Nine"}}), 9);
+  EXPECT_EQ(add(Value{{"name", "Ten"}}), 10);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <limits>
 #include <list>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
@@ -27,6 +28,14 @@ std::string client_key(const Value& addr, const Value& port) {
     key += part->get_ref<const std::string&>();
   }
   return key;
+}
+
+// Nothing when the value is no integer; beyond every time the largest one.
+std::optional<long long> to_timeout(const Value& value) {
+  if (!value.is_number_integer()) return std::nullopt;
+  constexpr unsigned long long largest = std::numeric_limits<long long>::max();
+  if (value.is_number_unsigned()) return static_cast<long long>(std::min(value.get<unsigned long long>(), largest));
+  return value.get<long long>();
 }
 
 }  // namespace
@@ -88,7 +97,7 @@ bool StreamClientInfo::add(const Value& filename, const Value& addr, const Value
     return true;
   }
   Client client{key, addr, time, time, std::nullopt};
-  if (timeout.is_number_integer()) client.timeout = timeout.get<long long>();
+  client.timeout = to_timeout(timeout);
   output->by_key[key] = output->clients.insert(output->clients.end(), std::move(client));
   return true;
 }

@@ -42,11 +42,13 @@ TEST_F(StreamClientInfoTest, ForgetsClientsAfterTheirOwnTimeout) {
   info.add("index.m3u8", "a", nullptr, 10);
   info.add("index.m3u8", "b", nullptr, "10");
   info.add("index.m3u8", "c", nullptr, 10);
+  info.add("index.m3u8", "d", nullptr, 1ULL << 63);
   world.loop.advance(10s);
-  EXPECT_EQ(clients_of(info, "0").size(), 3u);
+  EXPECT_EQ(clients_of(info, "0").size(), 4u);
   info.add("index.m3u8", "c", nullptr, nullptr);
   world.loop.advance(1s);
-  EXPECT_EQ(clients_of(info, "0").dump(), R"([{"addr":"b","duration":11},{"addr":"c","duration":11}])");
+  EXPECT_EQ(clients_of(info, "0").dump(),
+            R"([{"addr":"b","duration":11},{"addr":"c","duration":11},{"addr":"d","duration":11}])");
 }
 
 TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {

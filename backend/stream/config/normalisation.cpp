@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "backend/base/indexed_mapping.h"
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
@@ -28,15 +29,13 @@ std::string trimmed_url(const Value& input) {
   return std::string(trim(url->get_ref<const std::string&>()));
 }
 
-void copy_members(const Value& from, Value& to) {
-  if (!to.is_object()) throw AttributeError("input 0 is not a mapping");
-  for (const auto& [key, value] : from.items()) to[key] = value;
-}
-
-void add_input(Value& inputs, const std::string& key, const Value& input, const Value& defaults) {
+// A copy of input 0 with the input's own members; what was copied before a failure stays.
+void add_input(IndexedMapping& inputs, const std::string& key, const Value& input, const Value& defaults) {
   if (trimmed_url(input).empty()) return;
-  inputs[key] = defaults;
-  copy_members(input, inputs[key]);
+  Value& filled = inputs[key] = defaults;
+  if (!filled.is_object()) throw AttributeError("input 0 is not a mapping");
+  IndexedMapping members(filled);
+  for (const auto& [name, value] : input.items()) members[name] = value;
 }
 
 // --- outputs ---
@@ -111,16 +110,22 @@ bool normalise_output(const std::string& key, Value& output) {
 
 // --- order ---
 
-struct NumberedMember {
-  std::string key;
-  std::size_t position;
-  const Value* value;
+struct Numbered {
+  Value mapping;
+  int count = 0;  ///< of the mappings that were numbered
 };
 
-// Ascending by number; equal ones ("7" and "07") as they stood.
-bool before(const NumberedMember& left, const NumberedMember& right) {
-  const int order = compare_numbers(left.key, right.key);
-  return order != 0 ? order < 0 : left.position < right.position;
+// The members whose keys are numbers after the others, in ascending order, renumbered without gaps.
+Numbered number_members(const Value& mapping) {
+  Numbered result{Value::object()};
+  IndexedMapping sorted(result.mapping);
+  for (const auto& [key, value] : mapping.items())
+    if (!is_number(key)) sorted[key] = value;
+  for (const NumberedMember& member : numbered_members(mapping)) {
+    const std::string place = member.value->is_object() ? std::to_string(result.count++) : member.key;
+    sorted[place] = *member.value;
+  }
+  return result;
 }
 
 }  // namespace
@@ -128,66 +133,43 @@ bool before(const NumberedMember& left, const NumberedMember& right) {
 bool StreamConfig::filter_input() {
   const Value defaults = get_json_conf("input.0", Value::object());
   Value filtered = Value::object();
-  const Value inputs = get_json_conf("input");
-  for (const auto& [key, value] : inputs.items()) {
+  IndexedMapping inputs(filtered);
+  for (const auto& [key, value] : get_json_conf("input").items()) {
     try {
       if (is_numbered(key, value)) {
-        add_input(filtered, key, value, defaults);
+        add_input(inputs, key, value, defaults);
       } else {
-        filtered[key] = value;
+        inputs[key] = value;
       }
     } catch (const ValueError&) {
     } catch (const AttributeError&) {
       // A member of the wrong kind ends the handling of that member only.
     }
   }
-  set_json_conf("input", std::move(filtered));
-  return true;
+  return set_json_conf("input", std::move(filtered));
 }
 
 bool StreamConfig::sort_input() {
-  nb_inputs = sort_numbered("input");
-  return true;
+  Numbered inputs = number_members(get_json_conf("input"));
+  nb_inputs = inputs.count;
+  return set_json_conf("input", std::move(inputs.mapping));
 }
 
 bool StreamConfig::filter_output() {
-  Value outputs = get_json_conf("output");
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : outputs.items()) keys.push_back(key);
-  for (const std::string& key : keys) {
-    Value& output = outputs[key];
-    if (!output.is_object() || !normalise_output(key, output)) outputs.erase(key);
+  Value filtered = Value::object();
+  IndexedMapping outputs(filtered);
+  for (const auto& [key, value] : get_json_conf("output").items()) {
+    if (!value.is_object()) continue;
+    Value output = value;
+    if (normalise_output(key, output)) outputs[key] = std::move(output);
   }
-  set_json_conf("output", std::move(outputs));
-  return true;
+  return set_json_conf("output", std::move(filtered));
 }
 
 bool StreamConfig::sort_output() {
-  nb_outputs = sort_numbered("output");
-  return true;
-}
-
-// Puts the members whose keys are numbers after the others, in ascending order, renumbered without gaps. Returns how
-// many mappings were numbered.
-int StreamConfig::sort_numbered(std::string_view name) {
-  const Value mapping = get_json_conf(name);
-  Value sorted = Value::object();
-  std::vector<NumberedMember> numbered;
-  for (const auto& [key, value] : mapping.items()) {
-    if (is_number(key)) {
-      numbered.push_back({key, numbered.size(), &value});
-    } else {
-      sorted[key] = value;
-    }
-  }
-  std::ranges::sort(numbered, before);
-  int count = 0;
-  for (const NumberedMember& member : numbered) {
-    const std::string place = member.value->is_object() ? std::to_string(count++) : member.key;
-    sorted[place] = *member.value;
-  }
-  set_json_conf(name, std::move(sorted));
-  return count;
+  Numbered outputs = number_members(get_json_conf("output"));
+  nb_outputs = outputs.count;
+  return set_json_conf("output", std::move(outputs.mapping));
 }
 
 }  // namespace weir

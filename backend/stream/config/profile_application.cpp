@@ -1,7 +1,7 @@
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
-#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/numbers.h"
@@ -11,25 +11,12 @@
 
 namespace weir {
 
-namespace {
-
-// What belongs to the stream and survives its profile.
-constexpr std::array preserved_keys{"video.delogo", "video.cvdelogo.filename", "video.map", "audio.map",
-                                    "subtitle.map"};
-constexpr std::array replaced_sections{"video", "audio", "subtitle"};
-
-}  // namespace
-
 bool StreamConfig::apply_profile(const ProfileDescription* profile) {
-  if (profile) {
-    copy_profile(*profile);
-    return true;
-  }
+  if (profile) return copy_profile(*profile);
   const Value profile_id = get_json_conf("profile");
   if (profile_id.is_null()) return true;
   const std::shared_ptr<const ProfileDescription> found = find_profile(profile_id);
-  if (found) copy_profile(*found);
-  return found != nullptr;
+  return found && copy_profile(*found);
 }
 
 // The profile of the registry; null with the reason.
@@ -40,18 +27,24 @@ std::shared_ptr<const ProfileDescription> StreamConfig::find_profile(const Value
     set_error_msg(fmt::format("Invalid profile ID {}", digits));
     return nullptr;
   }
-  const long long number = parse_integer(digits).value_or(std::numeric_limits<long long>::max());
-  auto found = siblings().profile_manager->get_profile(number);
+  const auto number = parse_integer(digits);
+  if (!number) {
+    set_error_msg(fmt::format("There is no profile {}", digits));
+    return nullptr;
+  }
+  auto found = siblings().profile_manager->get_profile(*number);
   if (!found) set_error_msg(siblings().profile_manager->get_error_msg());
   return found;
 }
 
-void StreamConfig::copy_profile(const ProfileDescription& profile) {
-  std::array<Value, preserved_keys.size()> copies;
-  for (std::size_t i = 0; i < preserved_keys.size(); ++i) copies[i] = get_json_conf(preserved_keys[i]);
-  for (const char* section : replaced_sections) del_json_conf(section);
+bool StreamConfig::copy_profile(const ProfileDescription& profile) {
+  std::array<Value, kept_from_profile.size()> copies;
+  std::ranges::transform(kept_from_profile, copies.begin(), [this](const char* key) { return get_json_conf(key); });
+  for (const char* section : profile_sections) del_json_conf(section);
   profile.copy_to(*this, {"id", "name", "version"});
-  for (std::size_t i = 0; i < preserved_keys.size(); ++i) set_json_conf(preserved_keys[i], copies[i]);
+  for (std::size_t i = 0; i < copies.size(); ++i)
+    if (!set_json_conf(kept_from_profile[i], std::move(copies[i]))) return false;
+  return true;
 }
 
 }  // namespace weir

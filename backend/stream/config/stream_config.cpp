@@ -17,7 +17,7 @@ namespace weir {
 
 namespace {
 
-constexpr std::size_t most_numbered = 500;
+constexpr std::size_t max_numbered = 500;
 
 std::size_t count_numbered(const Value& mapping) {
   std::size_t count = 0;
@@ -51,12 +51,13 @@ bool StreamConfig::normalise() {
 // Every input gets a copy of input 0: a small document could become one that fills the memory.
 bool StreamConfig::check_growth() {
   const std::size_t inputs = count_numbered(get_json_conf("input"));
-  if (std::max(inputs, count_numbered(get_json_conf("output"))) > most_numbered) {
-    set_error_msg(fmt::format("Invalid document: more than {} inputs or outputs", most_numbered));
+  if (std::max(inputs, count_numbered(get_json_conf("output"))) > max_numbered) {
+    set_error_msg(fmt::format("Invalid document: more than {} inputs or outputs", max_numbered));
     return false;
   }
   const Value& copied = get_json_conf("input.0");
-  if (inputs * to_json(copied).size() <= max_document_bytes) return true;
+  if (inputs < 2 || !copied.is_structured()) return true;
+  if (inputs * to_json(copied).size() <= max_document_bytes && inputs * copied.size() <= max_members) return true;
   set_error_msg("Invalid input: the settings of input 0 are too large to be those of every input");
   return false;
 }

@@ -48,7 +48,7 @@ class StreamConfig : public JsonConf {
 
   /// Replaces "video", "audio" and "subtitle" by the profile's; the stream's own logo removal and maps survive. Without
   /// a profile given, the one that "profile" names is applied, if any. False with the reason when there is no such
-  /// profile: the document is unchanged then.
+  /// profile (the document is unchanged then), or when one of its members leaves no place for what survives.
   bool apply_profile(const ProfileDescription* profile = nullptr);
 
   int nb_inputs = 0;   ///< inputs "0" to `nb_inputs` - 1 exist since the last load
@@ -58,9 +58,8 @@ class StreamConfig : public JsonConf {
   bool normalise();
   bool check_growth();
   bool check_size();
-  int sort_numbered(std::string_view key);
   std::shared_ptr<const ProfileDescription> find_profile(const Value& profile_id);
-  void copy_profile(const ProfileDescription& profile);
+  bool copy_profile(const ProfileDescription& profile);
 };
 
 /// The path of a file in the HLS directory of a stream.

@@ -38,6 +38,8 @@ TEST_F(StreamConfigTest, NormalisesInputs) {
                 R"({"0":{"url":"udp://a","format":"mpegts"},"1":{"url":"udp://b","format":"mpegts"}})", 2},
            // Input 0 is blank, but its settings were the default already.
            Case{R"({"0":{"url":"","re":true},"1":{"url":"b"}})", R"({"0":{"url":"b","re":true}})", 1},
+           // White space of Unicode is white space; U+200B is none.
+           Case{R"({"0":{"url":"\u2007\u0085\u001d\u3000"},"1":{"url":"\u200b"}})", R"({"0":{"url":"\u200b"}})", 1},
            Case{R"({"0":{"url":"a"},"switch":{"hours":"4"},"restart":{"hours":"5"}})",
                 R"({"switch":{"hours":"4"},"restart":{"hours":"5"},"0":{"url":"a"}})", 1},
            Case{R"({"10":{"url":"c"},"9":{"url":"b"},"1":{"url":"a"}})",
@@ -107,19 +109,22 @@ TEST_F(StreamConfigTest, RaisesForAnHlsOutputThatCannotBe) {
 }
 
 TEST_F(StreamConfigTest, AppliesTheProfileButKeepsTheStreamsOwn) {
-  world.add_profile(12, Value::parse(R"({"version":1,"video":{"codec":"x","map":"p"},"extra":1})"));
+  world.add_profile(12, Value::parse(R"({"version":1,"video":{"codec":"x","map":"p"},"audio":null,"extra":1})"));
   const Value document = loaded(R"({"id":3,"profile":"12","input":{},"output":{},"video":{"map":"m","crf":9},
                                     "audio":{"map":"a","codec":"old"}})");
   EXPECT_EQ(document["id"], 3);
   EXPECT_EQ(document["extra"], 1);
-  EXPECT_EQ(document["video"].dump(), R"({"codec":"x","map":"m","delogo":null,"cvdelogo":{"filename":null}})");
+  EXPECT_EQ(document["video"].dump(),
+            R"({"codec":"x","map":"m","cvdelogo":{"buffer_queue_size":"","filename":null},"delogo":null})");
   EXPECT_EQ(document["audio"].dump(), R"({"map":"a"})");
   EXPECT_EQ(document["subtitle"].dump(), R"({"map":null})");
 }
 
 TEST_F(StreamConfigTest, ReportsProfilesThatCannotBeApplied) {
   Value form = Value::parse(R"({"input":{},"output":{}})");
-  for (const auto& [profile, message] : {std::pair("x12", "Invalid profile ID x12"), {"9", "There is no profile 9"}}) {
+  for (const auto& [profile, message] : {std::pair("x12", "Invalid profile ID x12"),
+                                         {"9", "There is no profile 9"},
+                                         {"9223372036854775808", "There is no profile 9223372036854775808"}}) {
     StreamConfig conf;
     form["profile"] = profile;
     EXPECT_FALSE(conf.load_json_conf(form));
@@ -154,10 +159,11 @@ TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {
   write("list", "[]");
   write("large", "{\"label\":\"" + std::string(1 << 20, 'x') + "\"}");
   std::string many = "{\"a\":0";
-  for (int i = 0; i < 10'000; ++i) many += fmt::format(",\"k{}\":1", i);
+  for (int i = 0; i < 1'000; ++i) many += fmt::format(",\"k{}\":1", i);
   write("many", many + "}");
+  write("large integer", R"({"input":{"0":{"url":"a","n":18446744073709551616}},"output":{}})");
   std::filesystem::create_directory(path("directory"));
-  for (const char* name : {"truncated", "list", "large", "many", "directory", "missing"}) {
+  for (const char* name : {"truncated", "list", "large", "many", "large integer", "directory", "missing"}) {
     StreamConfig conf(path(name));
     EXPECT_FALSE(conf.load_json_conf()) << name;
     EXPECT_FALSE(conf.get_error_msg().empty()) << name;

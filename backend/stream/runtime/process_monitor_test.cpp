@@ -41,7 +41,7 @@ TEST_F(ProcessMonitorTest, RestartsWhenGraphicsMemoryOutgrowsItsLimit) {
 }
 
 TEST_F(ProcessMonitorTest, WaitsForTheQueueOfTheLogoRemoval) {
-  conf->set_json_conf("video.cvdelogo", {{"filename", "logo.png"}, {"buffer_queue_size", ""}});
+  ASSERT_TRUE(conf->set_json_conf("video.cvdelogo", {{"filename", "logo.png"}, {"buffer_queue_size", ""}}));
   world.input_streams = {{.stream_type = "v", .fps = 25, .bitrate_avg = {}, .bitrate = {}}};
   run_to_first_progress();
   say(progress_line("00:00:41.00"));
@@ -54,7 +54,7 @@ TEST_F(ProcessMonitorTest, WaitsForTheQueueOfTheLogoRemoval) {
 }
 
 TEST_F(ProcessMonitorTest, ReportsWhatItCannotReadAndLeavesTheStreamAlone) {
-  conf->set_json_conf("max_sys_mem", 4096);
+  ASSERT_TRUE(conf->set_json_conf("max_sys_mem", 4096));
   run_to_first_progress();
   say(progress_line("00:00:11.00"));
   world.loop.advance(3s);

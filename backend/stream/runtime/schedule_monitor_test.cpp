@@ -43,7 +43,7 @@ class ScheduleMonitorTest : public test::StreamFixture {
 };
 
 TEST_F(ScheduleMonitorTest, SwitchesBackToTheBestInputThatAnswers) {
-  conf->set_json_conf("input.switch", {{"minutes", "2-59"}, {"hours", "*"}, {"weekdays", "*"}});
+  ASSERT_TRUE(conf->set_json_conf("input.switch", {{"minutes", "2-59"}, {"hours", "*"}, {"weekdays", "*"}}));
   run_on_input(2);
   world.choose_input = [](int requested) { return requested; };
   pass_minutes(2);
@@ -56,7 +56,7 @@ TEST_F(ScheduleMonitorTest, SwitchesBackToTheBestInputThatAnswers) {
 }
 
 TEST_F(ScheduleMonitorTest, ASlowProbeSkipsMinutes) {
-  conf->set_json_conf("input.switch", {{"minutes", "*"}, {"hours", "*"}, {"weekdays", "*"}});
+  ASSERT_TRUE(conf->set_json_conf("input.switch", {{"minutes", "*"}, {"hours", "*"}, {"weekdays", "*"}}));
   world.probe_duration = 90s;
   run_on_input(1);
   pass_minutes(6);  // checks at 1:00, 3:30 and 6:00
@@ -65,8 +65,8 @@ TEST_F(ScheduleMonitorTest, ASlowProbeSkipsMinutes) {
 
 TEST_F(ScheduleMonitorTest, BothDutiesInOneMinuteGiveTheRestart) {
   const Value always = {{"minutes", "*"}, {"hours", "*"}, {"weekdays", "*"}};
-  conf->set_json_conf("input.switch", always);
-  conf->set_json_conf("input.restart", always);
+  ASSERT_TRUE(conf->set_json_conf("input.switch", always));
+  ASSERT_TRUE(conf->set_json_conf("input.restart", always));
   world.probe_answers["-i 'udp://a'"] = true;
   run_on_input(1);
   pass_minutes(1);
@@ -76,7 +76,7 @@ TEST_F(ScheduleMonitorTest, BothDutiesInOneMinuteGiveTheRestart) {
 
 TEST_F(ScheduleMonitorTest, ActsOnceInEveryConfiguredMinuteOfAYear) {
   const test::TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
-  conf->set_json_conf("input.restart", {{"minutes", "30"}, {"hours", "2,4"}, {"weekdays", "6"}});
+  ASSERT_TRUE(conf->set_json_conf("input.restart", {{"minutes", "30"}, {"hours", "2,4"}, {"weekdays", "6"}}));
   run_on_input(0);
   std::map<std::string, int> restarts;
   world.on_launch = [&](test::ChildScript&) {

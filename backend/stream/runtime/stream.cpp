@@ -41,8 +41,7 @@ std::string Stream::get_class_name() const {
 const Value& Stream::get_status() const { return conf->get_json_conf("status"); }
 
 void Stream::set_status(std::string_view status) {
-  conf->set_json_conf("status", status);
-  conf->save_json_conf();
+  if (conf->set_json_conf("status", status)) conf->save_json_conf();
 }
 
 Async<bool> Stream::start(double start_delay, bool check_config) {

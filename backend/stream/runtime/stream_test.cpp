@@ -159,7 +159,7 @@ TEST_F(StreamTest, DoesNotWatchTheSpeedOfFiles) {
   const std::string file = (world.directory.path() / "a.ts").string();
   std::ofstream(file.c_str()) << "x";
   for (const std::string& url : {file, std::string("file:///gone.ts")}) {
-    conf->set_json_conf("input.0.url", url);
+    ASSERT_TRUE(conf->set_json_conf("input.0.url", url));
     run_to_first_progress();
     for (int i = 10; i < 30; ++i) {
       say(progress_line("00:00:" + std::to_string(i), "9x"));

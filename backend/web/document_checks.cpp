@@ -1,0 +1,130 @@
+#include "backend/web/document_checks.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "backend/base/bounded_json.h"
+#include "backend/base/indexed_mapping.h"
+#include "backend/base/members.h"
+#include "backend/base/text_form.h"
+#include "backend/collaborators/siblings.h"
+#include "backend/platform/failure.h"
+#include "backend/web/response.h"
+
+namespace weir {
+
+namespace {
+
+constexpr std::size_t max_file_name = 255;
+// Room for what the server adds to a document.
+constexpr std::size_t spare_bytes = 4096;
+constexpr std::size_t spare_members = 32;
+
+constexpr std::size_t max_argument = 128 * 1024 - 1;  // MAX_ARG_STRLEN of Linux, with the NUL at its end
+
+std::string join_key(const std::string& name, const std::string& below) {
+  return below.empty() ? name : name + "." + below;
+}
+
+// The key of the first text, or name of a member, that `fits`; nothing when there is none.
+template <class Fits>
+std::optional<std::string> find_text(const Value& value, const Fits& fits) {
+  if (value.is_string() && fits(value.get_ref<const std::string&>())) return std::string();
+  if (!value.is_structured()) return std::nullopt;
+  for (const auto& [name, element] : value.items()) {
+    if (fits(name)) return name;
+    if (const auto below = find_text(element, fits)) return join_key(name, *below);
+  }
+  return std::nullopt;
+}
+
+void check_playlist_name(const std::string& output, const std::string& name) {
+  const std::string_view temporary_suffix = ".tmp";
+  const std::size_t max_name = max_file_name - temporary_suffix.size();
+  const std::string key = fmt::format("output.{}.playlist_name", output);
+  if (name.size() > max_name) throw HttpError(400, fmt::format("{}: longer than {} bytes", key, max_name));
+  if (name.starts_with('.')) {
+    throw HttpError(400, fmt::format("{}: {} begins with a dot, and such files are not served", key, name));
+  }
+}
+
+// The key of the first difference, whatever the order of members; nothing when there is none.
+std::optional<std::string> find_difference(const Value& saved, Value& loaded) {
+  const std::optional<std::string> here = "";
+  if (!saved.is_structured() || saved.type() != loaded.type()) return saved == loaded ? std::nullopt : here;
+  if (saved.is_array() && saved.size() != loaded.size()) return here;
+  std::optional<IndexedMapping> members;
+  if (loaded.is_object()) members.emplace(loaded);
+  std::size_t position = 0;
+  for (const auto& [name, value] : saved.items()) {
+    Value* other = members ? members->find(name) : &loaded[position++];
+    if (!other) return name;
+    if (const auto below = find_difference(value, *other)) return join_key(name, *below);
+  }
+  return saved.size() == loaded.size() ? std::nullopt : here;
+}
+
+std::size_t longest_text(const Value& value) {
+  std::size_t longest = value.is_string() ? value.get_ref<const std::string&>().size() : 0;
+  if (value.is_structured())
+    for (const Value& element : value) longest = std::max(longest, longest_text(element));
+  return longest;
+}
+
+void refuse_argument(const Value& document, std::size_t size) {
+  Value settings = document;
+  settings.erase("label");
+  const std::size_t longest = longest_text(settings);
+  const auto key = find_text(settings, [&](const std::string& text) { return text.size() == longest; });
+  throw HttpError(400, fmt::format("{}: makes an argument of {} bytes for the transcoder; {} are possible",
+                                   key.value_or("output"), size, max_argument));
+}
+
+}  // namespace
+
+void check_texts(const Value& document) {
+  auto key = find_text(document, [](const std::string& text) { return text.find('\0') != std::string::npos; });
+  if (!key) return;
+  std::ranges::replace(*key, '\0', '?');
+  throw HttpError(400, fmt::format("{}: a text can't hold a NUL character", *key));
+}
+
+void check_playlist_names(const Value& document) {
+  for (const auto& [key, output] : member(document, "output").items()) {
+    const Value& name = member(output, "playlist_name");
+    if (member(output, "protocol") == "hls" && name.is_string()) check_playlist_name(key, name.get<std::string>());
+  }
+}
+
+std::string check_size(const Value& document) {
+  try {
+    check_members(document, spare_members);
+    std::string text = to_json(document, true);
+    if (text.size() > max_document_bytes - spare_bytes)
+      throw ValueError(fmt::format("larger than {} bytes", max_document_bytes - spare_bytes));
+    return text;
+  } catch (const ValueError& failure) {
+    throw HttpError(400, fmt::format("Invalid document: {}", failure.what()));
+  }
+}
+
+void check_same(const Value& document, Value loaded_again) {
+  const auto key = find_difference(document, loaded_again);
+  if (!key) return;
+  throw HttpError(400, fmt::format("{}: would be lost or changed when the stream is loaded again", *key));
+}
+
+Async<> check_arguments(Value document) {
+  JsonConf conf;
+  conf.replace_document(std::move(document));
+  const std::unique_ptr<FFmpeg> builder = siblings().ffmpeg(conf, 0, nullptr);
+  const bool made = co_await builder->generate_command();
+  if (!made) co_return;
+  for (const std::string& argument : builder->command)
+    if (argument.size() > max_argument) refuse_argument(conf.document(), argument.size());
+}
+
+}  // namespace weir

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "backend/base/value.h"
+#include "backend/platform/async.h"
+
+namespace weir {
+
+// What a stream's document has to fulfil beyond being loadable, before it is saved. A refusal is an `HttpError` with
+// 400 that names the key.
+
+/// No text and no name of a member holds a NUL: an argument of the transcoder would end there.
+void check_texts(const Value& document);
+
+/// The master playlist has to be written under a temporary name and served.
+void check_playlist_names(const Value& document);
+
+/// Some room has to be left for what the server adds. Returns the text of the document's file.
+std::string check_size(const Value& document);
+
+/// The document is the same when it was loaded again, whatever the order of its members.
+void check_same(const Value& document, Value loaded_again);
+
+/// No argument of the transcoder is longer than the kernel takes. A document of which no command can be made passes:
+/// its start tells why.
+Async<> check_arguments(Value document);
+
+}  // namespace weir

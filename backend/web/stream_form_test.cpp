@@ -1,0 +1,248 @@
+#include "backend/web/stream_form.h"
+
+#include <fmt/core.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <random>
+
+#include "backend/base/bounded_json.h"
+#include "backend/base/text_form.h"
+#include "backend/collaborators/config.h"
+#include "backend/collaborators/version.h"
+#include "backend/services/transcoder/transcoder.h"
+#include "backend/stream/manager/stream_manager.h"
+#include "backend/web/response.h"
+#include "tests/support/fake_siblings.h"
+
+namespace weir {
+namespace {
+
+class StreamFormTest : public testing::Test {
+ protected:
+  StreamFormTest() { std::filesystem::create_directories(Config::STREAM_DIRECTORY); }
+
+  // Runs the preparation; empty with the refusal in `reason_` when it is refused.
+  static Async<> keep(Async<Value> prepared, std::optional<Value>& form, std::string& reason) {
+    try {
+      form = co_await std::move(prepared);
+    } catch (const HttpError& refusal) {
+      reason = refusal.what();
+    }
+  }
+  std::optional<Value> prepare(Async<Value> prepared) {
+    std::optional<Value> form;
+    world_.loop.run(keep(std::move(prepared), form, reason_));
+    return form;
+  }
+
+  // What a server that starts makes of the stream's file.
+  static std::shared_ptr<StreamConfig> load_again(const StreamConfig& conf) {
+    auto again = std::make_shared<StreamConfig>(conf.filename);
+    EXPECT_TRUE(again->load_json_conf()) << again->get_error_msg() << "\n" << conf.document();
+    StreamConfigVersionControl(*again).update();
+    return again;
+  }
+
+  // The same members in any order.
+  static nlohmann::json unordered(const StreamConfig& conf) { return nlohmann::json::parse(to_json(conf.document())); }
+
+  bool add(const Value& posted) {
+    const auto form = prepare(prepare_new_stream(manager_.stream_next_id, posted));
+    return form && manager_.add_stream(*form);
+  }
+
+  test::FakeSiblings world_;
+  StreamManager manager_;
+  std::string reason_;
+};
+
+TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
+  const auto output = [](const std::string& members) {
+    return fmt::format(R"({{"input":{{}},"output":{{"0":{{{}}}}}}})", members);
+  };
+  const auto members = [](int count) {
+    std::string text = R"({"input":{},"output":{},"video":{"a":0)";
+    for (int i = 1; i < count; ++i) text += fmt::format(R"(,"k{}":{})", i, i);
+    return text + "}}";
+  };
+  struct Case {
+    std::string form;
+    const char* reason;
+  };
+  for (const Case& c : {
+           Case{R"({"input":{},"output":{"0":{"protocol":"udp","hostname":"h","port":1},
+                    "00":{"protocol":"hls","playlist_name":"x.m3u8"}}})",
+                "an hls output has to be output 0, not 1"},
+           Case{R"({"input":{"0":{"url":" "},"1":{"url":"b"}},"output":{}})", "input.0.url: the first input needs"},
+           Case{R"({"input":{"1":"b"},"output":{}})", "input.1: not a mapping"},
+           Case{R"({"input":{"0":{"url":"a"},"1":{"url":7}},"output":{}})", "input.1.url: not a text"},
+           Case{output(R"("protocol":"rtmp","server":"s","port":1,"app":"/","playpath":"p")"),
+                "output.0: would be lost"},
+           Case{output(R"("protocol":"file","filename":"dir/")"), "output.0: would be lost"},
+           Case{output(R"("protocol":"udp","hostname":"a\u0000b","port":1)"), "output.0.hostname: a text can't hold"},
+           Case{output(R"("protocol":"udp","hostname":"h","port":1,"a\u0000":1)"), "a text can't hold"},
+           Case{output(R"("protocol":"hls","playlist_name":"x/.hid.m3u8")"),
+                "output.0.playlist_name: .hid.m3u8 begins"},
+           Case{output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(247, 'x'))),
+                "output.0.playlist_name: longer than 251 bytes"},
+           Case{R"({"input":{},"output":{},"label":")" + std::string((1 << 20) - 4000, 'x') + "\"}", "larger than"},
+           Case{members(980), "more than 968 members in one mapping"},
+           Case{R"({"input":{},"output":{},"status":"running"})", "\"status\" is kept by the server"},
+       }) {
+    EXPECT_FALSE(prepare(prepare_new_stream(0, parse_json(c.form)))) << c.form;
+    EXPECT_NE(reason_.find(c.reason), std::string::npos) << reason_;
+  }
+  EXPECT_TRUE(
+      add(parse_json(output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(246, 'x'))))));
+  EXPECT_TRUE(add(parse_json(members(960))));
+}
+
+TEST_F(StreamFormTest, RefusesAnArgumentThatTheKernelDoesNotTake) {
+  siblings().ffmpeg = make_ffmpeg;
+  const auto filters = [](std::size_t size) {
+    Value form = Value::parse(
+        R"({"input.0.url":"udp://127.0.0.1:9","output":{"0":{"protocol":"udp","hostname":"127.0.0.1","port":1}}})");
+    form["label"] = std::string(300'000, 'x');
+    form["video.filters"] = "hflip" + std::string(size, ' ');
+    return form;
+  };
+  EXPECT_TRUE(add(filters(100'000)));
+  EXPECT_FALSE(add(filters(200'000)));
+  EXPECT_NE(reason_.find("video.filters: makes an argument of"), std::string::npos) << reason_;
+}
+
+TEST_F(StreamFormTest, AProfileThatItsStreamCanNotKeepIsRefused) {
+  world_.add_profile(1, Value::parse(R"({"video":{"codec":"x"}})"));
+  ASSERT_TRUE(add(Value::parse(R"({"profile":"01","input":{},"output":{},"video.map":"0:v:1"})")));
+  const auto draft = [&](const Value& changes) { return world_.profiles().draft_change(1, changes); };
+  const auto try_on_stream = [&](std::shared_ptr<const ProfileDraft> profile) {
+    const auto run = [](std::shared_ptr<const StreamConfig> conf,
+                        std::shared_ptr<const ProfileDraft> p) -> Async<Value> {
+      co_await try_profile(conf, p);
+      co_return Value();
+    };
+    return prepare(run(manager_.streams.at(0)->conf, profile)).has_value();
+  };
+  EXPECT_TRUE(try_on_stream(draft({{"video.preset", "fast"}})));
+  EXPECT_FALSE(try_on_stream(draft({{"video.filters", std::string("a\0b", 3)}})));
+  EXPECT_FALSE(try_on_stream(draft({{"video.filters", std::string(1'046'000, 'x')}})));
+}
+
+// --- whatever is accepted ---
+
+/// Documents near the edges of what is possible, the same ones in every run.
+class Generator {
+ public:
+  explicit Generator(unsigned seed) : random_(seed) {}
+
+  Value form(bool complete) {
+    Value form = Value::object();
+    if (complete || chance(3)) put(form, "input", inputs());
+    if (complete || chance(3)) put(form, "output", outputs());
+    if (chance(2)) form["profile"] = pick<Value>({"1", "01", "2", nullptr, "3", "99999999999999999999", ""});
+    for (int i = number(4); i > 0; --i) {
+      form[pick<std::string>({"label", "min_speed", "video.map", "video", "video.cvdelogo.filename", "video.cvdelogo",
+                              "audio.map", "subtitle", "max_sys_mem", "input.0.url", "input.1", "input.00.re",
+                              "output.1.port", "output.0.playlist_name", "extra.a.b"})] = value();
+    }
+    return form;
+  }
+
+ private:
+  int number(int end) { return static_cast<int>(random_() % static_cast<unsigned>(end)); }
+  bool chance(int of) { return number(of) == 0; }
+  template <class T>
+  T pick(std::vector<T> from) {
+    return from[static_cast<std::size_t>(number(static_cast<int>(from.size())))];
+  }
+
+  Value value() {
+    return pick<Value>({nullptr,
+                        "",
+                        "x",
+                        " x ",
+                        "/",
+                        "a/",
+                        "//a/b",
+                        0,
+                        7,
+                        -1.5,
+                        true,
+                        "\u00a0",
+                        Value::object(),
+                        Value::array({1}),
+                        {{"filename", "logo.png"}},
+                        {{"url", "udp://c"}},
+                        {{"map", "v:1"}}});
+  }
+  std::string key() { return pick<std::string>({"0", "1", "2", "00", "01", "5", "10", "a", "-0", "switch"}); }
+  Value inputs() {
+    Value inputs = Value::object();
+    for (int i = number(4); i > 0; --i) {
+      Value input = Value::object();
+      if (!chance(8)) input["url"] = chance(6) ? value() : Value("udp://a");
+      if (chance(3)) input[pick<std::string>({"format", "re", "options"})] = value();
+      inputs[key()] = chance(12) ? value() : input;
+    }
+    return inputs;
+  }
+  Value outputs() {
+    Value outputs = Value::object();
+    for (int i = number(4); i > 0; --i) {
+      Value output{{"protocol", pick<Value>({"udp", "hls", "rtmp", "rtsp", "file", "http", nullptr})}};
+      for (const char* field : {"hostname", "port", "server", "app", "playpath", "path", "filename", "playlist_name"})
+        if (!chance(4)) output[field] = chance(5) ? value() : Value("x.m3u8");
+      outputs[key()] = chance(12) ? value() : output;
+    }
+    return outputs;
+  }
+  // Under its own key, or each member under a dotted one.
+  void put(Value& form, const std::string& name, const Value& members) {
+    if (chance(2) && !members.empty()) {
+      for (const auto& [key, value] : members.items()) form[name + "." + key] = value;
+    } else {
+      form[name] = members;
+    }
+  }
+
+  std::mt19937 random_;
+};
+
+TEST_F(StreamFormTest, WhatIsAcceptedIsTheSameDocumentAfterEveryRestart) {
+  world_.add_profile(1, Value::parse(R"({"video":{"codec":"x","cvdelogo":null},"audio":null})"));
+  world_.add_profile(2, Value::parse(R"({"video":null,"extra":{"a":1}})"));
+  Generator generator(20261123);
+  int accepted = 0;
+  int changed = 0;
+  for (int i = 0; i < 1500; ++i) {
+    const Value posted = generator.form(true);
+    if (!add(posted)) continue;
+    ++accepted;
+    const std::shared_ptr<Stream> stream = manager_.streams.rbegin()->second;
+    const auto again = load_again(*stream->conf);
+    ASSERT_EQ(unordered(*again), unordered(*stream->conf)) << posted;
+    const Value change = generator.form(false);
+    const auto form = prepare(prepare_change(stream->conf, change));
+    const auto form_again = prepare(prepare_change(again, change));
+    ASSERT_EQ(form.has_value(), form_again.has_value()) << posted << "\n" << change << "\n" << reason_;
+    if (form) {
+      ++changed;
+      stream->set_status("restarting");
+      ASSERT_TRUE(manager_.save_stream(stream->id, *form)) << posted << "\n" << change;
+      const auto after = load_again(*stream->conf);
+      ASSERT_EQ(unordered(*after), unordered(*stream->conf)) << posted << "\n" << change;
+      ASSERT_TRUE(again->set_json_conf("status", "restarting") && again->load_json_conf(*form_again));
+      ASSERT_EQ(unordered(*again), unordered(*stream->conf)) << posted << "\n" << change;
+    }
+    stream->set_status("stopped");
+    ASSERT_TRUE(manager_.delete_stream(stream->id));
+  }
+  EXPECT_GT(accepted, 200);
+  EXPECT_GT(changed, 100);
+}
+
+}  // namespace
+}  // namespace weir

@@ -1,0 +1,114 @@
+// A server under test on 127.0.0.1, and how long its answers take.
+#pragma once
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace weir::bench {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr int port = 18474;
+
+inline int connect_to_server() {
+  const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int yes = 1;
+  setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return connection;
+  close(connection);
+  return -1;
+}
+
+inline std::string request(const std::string& method, const std::string& target, const std::string& body = "") {
+  const int connection = connect_to_server();
+  std::string answer;
+  const std::string text =
+      fmt::format("{} {} HTTP/1.1\r\nHost: localhost\r\nContent-Length: {}\r\nConnection: close\r\n\r\n{}", method,
+                  target, body.size(), body);
+  if (connection >= 0 && send(connection, text.data(), text.size(), MSG_NOSIGNAL) > 0) {
+    std::array<char, 4096> buffer;
+    for (ssize_t size = 0; (size = read(connection, buffer.data(), buffer.size())) > 0;)
+      answer.append(buffer.data(), static_cast<std::size_t>(size));
+  }
+  if (connection >= 0) close(connection);
+  return answer;
+}
+
+/// Asks again and again, each 2 ms, over one connection, and keeps how long each answer took.
+class Prober {
+ public:
+  Prober() : connection_(connect_to_server()), thread_([this] { run(); }) {}
+
+  /// Milliseconds of each round, shortest first.
+  std::vector<double> finish() {
+    finished_ = true;
+    thread_.join();
+    close(connection_);
+    std::ranges::sort(rounds_);
+    return rounds_;
+  }
+
+ private:
+  void run() {
+    const std::string text = "GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    std::array<char, 4096> buffer;
+    for (auto next = Clock::now(); !finished_; std::this_thread::sleep_until(next += 2ms)) {
+      const auto begin = Clock::now();
+      next = std::max(next, begin);
+      if (write(connection_, text.data(), text.size()) < 0 || read(connection_, buffer.data(), buffer.size()) <= 0) {
+        fmt::print(stderr, "the server closed the connection\n");
+        std::exit(1);
+      }
+      rounds_.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+    }
+  }
+
+  int connection_;
+  std::atomic<bool> finished_ = false;
+  std::vector<double> rounds_;
+  std::thread thread_;
+};
+
+/// Starts the server and waits until it answers.
+inline pid_t spawn_server(const std::string& program, const std::string& data,
+                          const std::vector<std::string>& settings) {
+  std::vector<std::string> command{program,       "serve", "--data", data, "--port", std::to_string(port),
+                                   "--log-level", "error"};
+  command.insert(command.end(), settings.begin(), settings.end());
+  std::vector<char*> arguments;
+  for (std::string& argument : command) arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t pid = 0;
+  if (posix_spawn(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) std::exit(1);
+  posix_spawn_file_actions_destroy(&actions);
+  for (int i = 0; i < 500 && !request("GET", "/readyz").starts_with("HTTP/1.1 200"); ++i)
+    std::this_thread::sleep_for(20ms);
+  return pid;
+}
+
+}  // namespace weir::bench
