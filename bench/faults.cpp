@@ -77,11 +77,6 @@ class Server {
     std::ifstream list(fmt::format("/proc/{0}/task/{0}/children", pid_));
     return {std::istream_iterator<pid_t>(list), {}};
   }
-  double cpu_seconds() const {
-    double nanoseconds = 0;
-    std::ifstream(fmt::format("/proc/{}/schedstat", pid_)) >> nanoseconds;
-    return nanoseconds / 1e9;
-  }
 
  private:
   fs::path programs_;
@@ -117,8 +112,8 @@ void measure(Server& server, const Fault& fault, int seconds, std::size_t health
   std::vector<pid_t> before = server.children();
   before.resize(healthy);
   fault.before();
-  Prober prober;
-  const double cpu = server.cpu_seconds();
+  Prober prober(server.pid());
+  const double cpu = cpu_seconds(server.pid());
   const auto begin = Clock::now();
   for (const int id : ids) server.order(id, "start");
   std::this_thread::sleep_for(500ms);
@@ -126,9 +121,9 @@ void measure(Server& server, const Fault& fault, int seconds, std::size_t health
   std::this_thread::sleep_until(begin + std::chrono::seconds(seconds));
   const std::string seen = statuses(server, ids);
   for (const int id : ids) server.order(id, "stop");
-  const double load = (server.cpu_seconds() - cpu) / std::chrono::duration<double>(Clock::now() - begin).count();
+  const double load = (cpu_seconds(server.pid()) - cpu) / std::chrono::duration<double>(Clock::now() - begin).count();
   std::this_thread::sleep_for(2500ms);
-  const std::vector<double> rounds = prober.finish();
+  const std::vector<double> rounds = prober.finish().times;
   fault.repair();
   std::vector<pid_t> after = server.children();
   after.resize(healthy);

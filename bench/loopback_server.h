@@ -15,6 +15,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -56,17 +57,29 @@ inline std::string request(const std::string& method, const std::string& target,
   return answer;
 }
 
+inline double cpu_seconds(pid_t pid) {
+  double nanoseconds = 0;
+  std::ifstream(fmt::format("/proc/{}/schedstat", pid)) >> nanoseconds;
+  return nanoseconds / 1e9;
+}
+
 /// Asks again and again, each 2 ms, over one connection, and keeps how long each answer took.
 class Prober {
  public:
-  Prober() : connection_(connect_to_server()), thread_([this] { run(); }) {}
+  /// Milliseconds of each round, shortest first: until the answer came, and of the server's CPU until then.
+  struct Rounds {
+    std::vector<double> times;
+    std::vector<double> cpu;  ///< of a busy machine it tells more than the time
+  };
 
-  /// Milliseconds of each round, shortest first.
-  std::vector<double> finish() {
+  explicit Prober(pid_t server) : server_(server), connection_(connect_to_server()), thread_([this] { run(); }) {}
+
+  Rounds finish() {
     finished_ = true;
     thread_.join();
     close(connection_);
-    std::ranges::sort(rounds_);
+    std::ranges::sort(rounds_.times);
+    std::ranges::sort(rounds_.cpu);
     return rounds_;
   }
 
@@ -75,19 +88,22 @@ class Prober {
     const std::string text = "GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n";
     std::array<char, 4096> buffer;
     for (auto next = Clock::now(); !finished_; std::this_thread::sleep_until(next += 2ms)) {
+      const double cpu = cpu_seconds(server_);
       const auto begin = Clock::now();
       next = std::max(next, begin);
       if (write(connection_, text.data(), text.size()) < 0 || read(connection_, buffer.data(), buffer.size()) <= 0) {
         fmt::print(stderr, "the server closed the connection\n");
         std::exit(1);
       }
-      rounds_.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+      rounds_.times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+      rounds_.cpu.push_back(1000 * (cpu_seconds(server_) - cpu));
     }
   }
 
+  pid_t server_;
   int connection_;
   std::atomic<bool> finished_ = false;
-  std::vector<double> rounds_;
+  Rounds rounds_;
   std::thread thread_;
 };
 

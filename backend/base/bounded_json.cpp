@@ -143,7 +143,7 @@ Value parse_json(std::string_view text) {
 void check_bounds(const Value& value) {
   check_members(value);
   // A file ends with a line break.
-  if (to_json(value, true).size() + 1 > max_document_bytes)
+  if (pretty_json_size(value) + 1 > max_document_bytes)
     throw ValueError(fmt::format("larger than {} bytes", max_document_bytes));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "backend/base/value.h"
@@ -13,5 +14,8 @@ std::string to_text(const Value& value);
 
 /// The JSON text of a value: indented when `pretty`. Never fails: bytes that are not UTF-8 become U+FFFD.
 std::string to_json(const Value& value, bool pretty = false);
+
+/// The size of `to_json(value, true)` for a value whose texts are UTF-8, without making it.
+std::size_t pretty_json_size(const Value& value);
 
 }  // namespace weir

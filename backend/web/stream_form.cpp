@@ -118,6 +118,7 @@ Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft
   co_await yield_to_others();
   check_same(document, std::move(again));
   co_await check_arguments(std::move(document));
+  co_await yield_to_others();
 }
 
 Async<Value> prepare(Value document, long long id, Value posted) {
