@@ -10,7 +10,6 @@
 #include "backend/base/indexed_mapping.h"
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
-#include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/web/response.h"
 
@@ -67,29 +66,22 @@ std::optional<std::string> find_difference(const Value& saved, Value& loaded) {
   return saved.size() == loaded.size() ? std::nullopt : here;
 }
 
-std::size_t longest_text(const Value& value) {
-  std::size_t longest = value.is_string() ? value.get_ref<const std::string&>().size() : 0;
-  if (value.is_structured())
-    for (const Value& element : value) longest = std::max(longest, longest_text(element));
-  return longest;
-}
-
-void refuse_argument(const Value& document, std::size_t size) {
-  Value settings = document;
-  settings.erase("label");
-  const std::size_t longest = longest_text(settings);
-  const auto key = find_text(settings, [&](const std::string& text) { return text.size() == longest; });
-  throw HttpError(400, fmt::format("{}: makes an argument of {} bytes for the transcoder; {} are possible",
-                                   key.value_or("output"), size, max_argument));
+void refuse_text(const Value& document, bool (*fits)(const std::string&), const std::string& reason) {
+  auto key = find_text(document, fits);
+  if (!key) return;
+  std::ranges::replace(*key, '\0', '?');
+  throw HttpError(400, fmt::format("{}: {}", *key, reason));
 }
 
 }  // namespace
 
 void check_texts(const Value& document) {
-  auto key = find_text(document, [](const std::string& text) { return text.find('\0') != std::string::npos; });
-  if (!key) return;
-  std::ranges::replace(*key, '\0', '?');
-  throw HttpError(400, fmt::format("{}: a text can't hold a NUL character", *key));
+  refuse_text(
+      document, [](const std::string& text) { return text.find('\0') != std::string::npos; },
+      "a text can't hold a NUL character");
+  refuse_text(
+      document, [](const std::string& text) { return text.size() > max_argument; },
+      fmt::format("longer than {} bytes", max_argument));
 }
 
 void check_playlist_names(const Value& document) {
@@ -115,16 +107,6 @@ void check_same(const Value& document, Value loaded_again) {
   const auto key = find_difference(document, loaded_again);
   if (!key) return;
   throw HttpError(400, fmt::format("{}: would be lost or changed when the stream is loaded again", *key));
-}
-
-Async<> check_arguments(Value document) {
-  JsonConf conf;
-  conf.replace_document(std::move(document));
-  const std::unique_ptr<FFmpeg> builder = siblings().ffmpeg(conf, 0, nullptr);
-  const bool made = co_await builder->generate_command();
-  if (!made) co_return;
-  for (const std::string& argument : builder->command)
-    if (argument.size() > max_argument) refuse_argument(conf.document(), argument.size());
 }
 
 }  // namespace weir

@@ -3,14 +3,14 @@
 #include <string>
 
 #include "backend/base/value.h"
-#include "backend/platform/async.h"
 
 namespace weir {
 
 // What a stream's document has to fulfil beyond being loadable, before it is saved. A refusal is an `HttpError` with
 // 400 that names the key.
 
-/// No text and no name of a member holds a NUL: an argument of the transcoder would end there.
+/// No text and no name of a member holds a NUL, where an argument of the transcoder would end, or is longer than the
+/// kernel takes an argument.
 void check_texts(const Value& document);
 
 /// The master playlist has to be written under a temporary name and served.
@@ -21,9 +21,5 @@ std::string check_size(const Value& document);
 
 /// The document is the same when it was loaded again, whatever the order of its members.
 void check_same(const Value& document, Value loaded_again);
-
-/// No argument of the transcoder is longer than the kernel takes. A document of which no command can be made passes:
-/// its start tells why.
-Async<> check_arguments(Value document);
 
 }  // namespace weir

@@ -117,7 +117,6 @@ Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft
   Value again = load(std::move(saved), draft.get());
   co_await yield_to_others();
   check_same(document, std::move(again));
-  co_await check_arguments(std::move(document));
   co_await yield_to_others();
 }
 
