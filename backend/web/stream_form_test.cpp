@@ -104,6 +104,12 @@ TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
   EXPECT_TRUE(add(parse_json(members(960))));
 }
 
+TEST_F(StreamFormTest, InputsAreNumberedBeforeTheyInherit) {
+  ASSERT_TRUE(add(Value::parse(R"({"input":{"5":{"url":"b"},"2":{"url":"a","re":true},"3":null},"output":{}})")));
+  EXPECT_EQ(manager_.streams.at(0)->conf->get_json_conf("input").dump(),
+            R"({"0":{"url":"a","re":true},"1":{"url":"b","re":true}})");
+}
+
 TEST_F(StreamFormTest, AProfileThatItsStreamCanNotKeepIsRefused) {
   world_.add_profile(1, Value::parse(R"({"video":{"codec":"x"}})"));
   ASSERT_TRUE(add(Value::parse(R"({"profile":"01","input":{},"output":{},"video.map":"0:v:1"})")));
