@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <string>
 
 #include "backend/base/mask_passwords.h"
 
@@ -36,15 +36,29 @@ TEST(MaskPasswordsTest, HidesThemAndNothingElse) {
   }
 }
 
-TEST(LogTest, GivesMaskedLinesAboveItsLevel) {
-  std::vector<std::string> lines;
+TEST(LogTest, WritesOneLineOfValidTextWithoutControlCharacters) {
+  struct Case {
+    const char* text;
+    const char* line;
+  };
+  std::string written;
   set_log_sink([&](LogLevel, std::string_view name, std::string_view text) {
-    lines.push_back(std::string(name) + "|" + std::string(text));
+    written = std::string(name) + ": " + std::string(text);
   });
-  log(LogLevel::debug, "a", "dropped");
-  log(LogLevel::info, "a", "rtmp://u:p@h\n");
+  for (const Case& c : {
+           Case{"rtmp://u:p@h\n", "rtmp://u:***@h"},
+           Case{"ValueError: x\n    raised at a.cpp:1", "ValueError: x | raised at a.cpp:1"},
+           Case{"\x1b[31mred\x7f", "\\x1b[31mred\\x7f"},
+           Case{"caf\xC3\xA9 \xFF \xC2\x85 \xE2\x80\xA8 \xE2\x80\xAE \xF0\x9F\x93\xBA",
+                "caf\xC3\xA9 \xEF\xBF\xBD \\xc2\\x85 \\xe2\\x80\\xa8 \\xe2\\x80\\xae \xF0\x9F\x93\xBA"},
+       }) {
+    log(LogLevel::info, "a\r\nb", c.text);
+    EXPECT_EQ(written, std::string("a\\x0d | b: ") + c.line);
+  }
+  written.clear();
+  log(LogLevel::debug, "a", "below the level");
   set_log_sink({});
-  EXPECT_EQ(lines, std::vector<std::string>{"a|rtmp://u:***@h"});
+  EXPECT_EQ(written, "");
 }
 
 }  // namespace

@@ -22,6 +22,7 @@ class Error {
   void error(std::string_view text) const;
   void warning(std::string_view text) const;
   void info(std::string_view text) const;
+  void debug(std::string_view text) const;
 
   /// The object's name in the log.
   virtual std::string get_class_name() const { return "Weir"; }

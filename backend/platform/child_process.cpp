@@ -62,8 +62,7 @@ Pipe make_pipe() {
 }
 
 void set_non_blocking(const Descriptor& descriptor) {
-  const int flags = ::fcntl(descriptor.get(), F_GETFL);
-  if (::fcntl(descriptor.get(), F_SETFL, flags | O_NONBLOCK) != 0) throw_errno("fcntl");
+  if (::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) != 0) throw_errno("fcntl");
 }
 
 // What this program handles or ignores is as it was before in the child: handlers must not run on the parent's memory.

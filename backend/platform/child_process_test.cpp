@@ -9,6 +9,7 @@
 #include "backend/platform/loop.h"
 #include "backend/platform/process_info.h"
 #include "backend/platform/task.h"
+#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
@@ -24,7 +25,7 @@ class ChildProcessTest : public testing::Test {
     ::unlink(path);
     options.standard_output = output.get();
     const auto child = spawn_child(options);
-    EXPECT_TRUE(loop.run_until([&] { return child->poll().has_value(); }, 20s));
+    EXPECT_TRUE(test::run_until(loop, [&] { return child->poll().has_value(); }, 20s));
     std::string printed(1 << 16, '\0');
     printed.resize(static_cast<std::size_t>(::pread(output.get(), printed.data(), printed.size(), 0)));
     return printed;
@@ -55,7 +56,7 @@ TEST_F(ChildProcessTest, ACommandCannotPrintWithoutEnd) {
     into = co_await run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000);
   };
   const Task task = spawn("test", body(result));
-  ASSERT_TRUE(loop.run_until([&] { return task.dead(); }, 20s));
+  ASSERT_TRUE(test::run_until(loop, [&] { return task.dead(); }, 20s));
   EXPECT_LE(result.standard_output.size(), 1000u);
 }
 
@@ -65,9 +66,9 @@ TEST_F(ChildProcessTest, ProcessInformationEndsWithTheProcess) {
   const auto child = spawn_child(options);
   Process process(child->pid());
   EXPECT_EQ(process.cpu_percent(), 0.0);
-  EXPECT_GT(process.memory_info().rss, 0u);
+  EXPECT_GT(Process(child->pid()).memory_info().rss, 0u);
   child->signal_group(SIGKILL);
-  ASSERT_TRUE(loop.run_until([&] { return child->poll().has_value(); }, 20s));
+  ASSERT_TRUE(test::run_until(loop, [&] { return child->poll().has_value(); }, 20s));
   EXPECT_THROW(process.memory_info(), NoSuchProcess);
   child->reap();
   EXPECT_THROW(process.cpu_percent(), NoSuchProcess);

@@ -26,24 +26,6 @@ class SystemClock : public Clock {
   bool runs() const override { return true; }
 };
 
-/// A clock that stands still until it is moved: both time lines move together.
-class MovableClock : public Clock {
- public:
-  explicit MovableClock(WallTime wall = WallTime(std::chrono::hours(24 * 365 * 50))) : wall_(wall) {}
-
-  TimePoint now() const override { return now_; }
-  WallTime wall() const override { return wall_; }
-  bool runs() const override { return false; }
-  void move_to(TimePoint point) {
-    wall_ += std::chrono::duration_cast<WallTime::duration>(point - now_);
-    now_ = point;
-  }
-
- private:
-  TimePoint now_{std::chrono::hours(1)};
-  WallTime wall_;
-};
-
 /// The current loop's time.
 TimePoint now();
 /// The current loop's time of day in whole seconds since the Unix epoch.

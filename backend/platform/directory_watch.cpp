@@ -82,21 +82,7 @@ Async<std::vector<DirectoryEvent>> DirectoryWatch::next() {
 
 void DirectoryWatch::deliver(DirectoryEvent event) {
   events_.push_back(std::move(event));
-  if (waiter_) std::exchange(waiter_, nullptr)->complete();
-}
-
-DirectoryWatch::Arrival::~Arrival() {
-  if (waiting()) watch_.waiter_ = nullptr;
-}
-
-bool DirectoryWatch::Arrival::begin() {
-  watch_.waiter_ = this;
-  return true;
-}
-
-bool DirectoryWatch::Arrival::cancel() noexcept {
-  watch_.waiter_ = nullptr;
-  return true;
+  waiters_.wake_all();
 }
 
 }  // namespace weir

@@ -7,6 +7,7 @@
 #include "backend/platform/descriptor.h"
 #include "backend/platform/poller.h"
 #include "backend/platform/task.h"
+#include "backend/platform/wait_queue.h"
 
 namespace weir {
 
@@ -62,24 +63,16 @@ class DirectoryWatch {
  private:
   friend class DirectoryWatcher;
 
-  class Arrival final : public Wait {
-   public:
-    explicit Arrival(DirectoryWatch& watch) noexcept : watch_(watch) {}
-    ~Arrival();
+  struct Arrival final : WaitQueue::Place {
+    explicit Arrival(DirectoryWatch& watch) noexcept : Place(watch.waiters_) {}
     void await_resume() { finish(); }
-
-   private:
-    friend class DirectoryWatch;
-    bool begin() override;
-    bool cancel() noexcept override;
-    DirectoryWatch& watch_;
   };
 
   void deliver(DirectoryEvent event);
 
   int watch_descriptor_ = -1;
   std::vector<DirectoryEvent> events_;
-  Arrival* waiter_ = nullptr;
+  WaitQueue waiters_;
 };
 
 }  // namespace weir

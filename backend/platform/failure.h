@@ -5,11 +5,11 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace weir {
 
 /// An unexpected failure: what went wrong and where it was raised. Expected failures are results, not exceptions.
-/// Failures of the operating system are `std::system_error`s.
 class Failure : public std::runtime_error {
  public:
   explicit Failure(const std::string& message, std::source_location where = std::source_location::current())
@@ -85,13 +85,27 @@ class NoSuchProcess : public Failure {
   std::string_view kind() const noexcept override { return "NoSuchProcess"; }
 };
 
+/// A failure of the operating system. Guards catch it as `std::system_error`, as the standard library throws those.
+class SystemError : public std::system_error {
+ public:
+  /// `error` is an `errno`; `what` names the call and its object.
+  SystemError(int error, const std::string& what, std::source_location where = std::source_location::current())
+      : std::system_error(error, std::generic_category(), what), where_(where) {}
+
+  const std::source_location& where() const noexcept { return where_; }
+
+ private:
+  std::source_location where_;
+};
+
 /// Assertion checks are part of what the system does and a setting of the process, on by default.
 void enable_assertions(bool enabled) noexcept;
 bool assertions_enabled() noexcept;
 
-/// Throws `std::system_error` with the present `errno`; `what` names the call and its object.
-[[noreturn]] void throw_errno(const std::string& what);
-[[noreturn]] void throw_errno(int error, const std::string& what);
+/// Throws `SystemError` with the present `errno`; `what` names the call and its object.
+[[noreturn]] void throw_errno(const std::string& what, std::source_location where = std::source_location::current());
+[[noreturn]] void throw_errno(int error, const std::string& what,
+                              std::source_location where = std::source_location::current());
 
 /// The name of the running task; empty outside any task.
 std::string_view current_task_name() noexcept;

@@ -49,6 +49,8 @@ class TemporaryFile {
 };
 
 bool holds(const std::filesystem::path& path, std::string_view content) {
+  struct stat status{};
+  if (::stat(path.c_str(), &status) != 0 || static_cast<std::size_t>(status.st_size) != content.size()) return false;
   try {
     return read_file(path, content.size()) == content;
   } catch (const std::system_error&) {
@@ -95,6 +97,29 @@ Async<> sync_file(std::filesystem::path path) {
     sync_path(path, O_RDONLY);
     sync_path(path.has_parent_path() ? path.parent_path() : std::filesystem::path("."), O_RDONLY | O_DIRECTORY);
   });
+}
+
+std::vector<std::string> names_in(const std::filesystem::path& directory, std::source_location where) {
+  std::vector<std::string> names;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(directory, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    names.push_back(entry->path().filename().string());
+  }
+  if (error) throw_errno(error.value(), directory.string(), where);
+  return names;
+}
+
+void remove_directory(const std::filesystem::path& directory, std::source_location where) {
+  std::error_code error;
+  std::filesystem::remove_all(directory, error);
+  if (error) throw_errno(error.value(), directory.string(), where);
+}
+
+void make_directory(const std::filesystem::path& directory, std::source_location where) {
+  std::error_code error;
+  std::filesystem::create_directories(directory, error);
+  if (error) throw_errno(error.value(), directory.string(), where);
 }
 
 std::string join_path(std::string_view directory, std::string_view name) {

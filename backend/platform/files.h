@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <source_location>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "backend/platform/async.h"
 
@@ -21,6 +23,18 @@ void replace_file(const std::filesystem::path& path, std::string_view content, u
 
 /// Makes the file's content and name durable; the disk is waited for on a helper thread. Throws `std::system_error`.
 Async<> sync_file(std::filesystem::path path);
+
+/// The names of the entries of a directory, in the order of the file system. Throws `SystemError`.
+std::vector<std::string> names_in(const std::filesystem::path& directory,
+                                  std::source_location where = std::source_location::current());
+
+/// Removes the directory with everything below it, if it exists. Throws `SystemError`.
+void remove_directory(const std::filesystem::path& directory,
+                      std::source_location where = std::source_location::current());
+
+/// Creates the directory with its missing parents, unless it exists. Throws `SystemError`.
+void make_directory(const std::filesystem::path& directory,
+                    std::source_location where = std::source_location::current());
 
 /// The two joined by one "/", unless `directory` ends with one.
 std::string join_path(std::string_view directory, std::string_view name);

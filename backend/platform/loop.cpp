@@ -7,6 +7,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 #include <utility>
@@ -24,7 +25,7 @@ namespace {
 
 Loop* current_loop = nullptr;
 
-constexpr std::chrono::milliseconds longest_round{5};
+constexpr std::chrono::milliseconds max_round{5};
 
 void print_failure(std::string_view task, const std::exception_ptr& failure) {
   fmt::print(stderr, "{}\n", format_traceback(failure, task));
@@ -71,40 +72,6 @@ void Loop::run() {
 
 void Loop::stop() { context_->stop(); }
 
-void Loop::settle() {
-  bool any_readable = false;
-  do {
-    run_ready();
-    any_readable = poller_->poll();
-    context_->restart();
-    context_->poll();
-  } while (any_readable || !ready_.empty());
-}
-
-void Loop::advance(std::chrono::nanoseconds duration) {
-  auto& movable = dynamic_cast<MovableClock&>(*clock_);
-  const TimePoint target = movable.now() + duration;
-  settle();
-  while (timers_.next() && *timers_.next() <= target) {
-    movable.move_to(*timers_.next());
-    timers_.expire(movable.now());
-    settle();
-  }
-  movable.move_to(target);
-}
-
-bool Loop::run_until(const std::function<bool()>& condition, std::chrono::nanoseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  const auto work = asio::make_work_guard(*context_);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    if (!clock_->runs()) settle();
-    context_->restart();
-    context_->run_one_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
 DirectoryWatcher& Loop::directory_watcher() {
   if (!directory_watcher_) directory_watcher_ = std::make_unique<DirectoryWatcher>();
   return *directory_watcher_;
@@ -125,7 +92,7 @@ void Loop::schedule(TaskState& task) {
 // rest, and before what these tasks make ready.
 void Loop::run_ready() {
   drain_posted_ = false;
-  const auto deadline = std::chrono::steady_clock::now() + longest_round;
+  const auto deadline = std::chrono::steady_clock::now() + max_round;
   for (std::size_t count = ready_.size(); count > 0; --count) {
     TaskState* task = ready_.front();
     ready_.pop_front();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -40,12 +39,6 @@ class Loop {
   /// Runs tasks and serves waits until `stop`.
   void run();
   void stop();
-  /// Runs whatever can run without time moving: ready tasks, readable descriptors, completed operations. For tests.
-  void settle();
-  /// Moves a `MovableClock` forward, stopping at each timer on the way and settling there. For tests.
-  void advance(std::chrono::nanoseconds duration);
-  /// Runs until the condition holds, for tests with real children: false when `patience` of real time has passed first.
-  bool run_until(const std::function<bool()>& condition, std::chrono::nanoseconds patience);
 
   Clock& clock() noexcept { return *clock_; }
   Timers& timers() noexcept { return timers_; }

@@ -98,28 +98,15 @@ ReadWatch::~ReadWatch() {
 
 // A descriptor that is readable while nobody waits for it is left out until somebody does, or every look would find it.
 void ReadWatch::notify() {
-  if (waiter_) {
-    std::exchange(waiter_, nullptr)->complete();
-  } else {
-    Loop::current().poller().remove(*this);
-    added_ = false;
-  }
-}
-
-ReadWatch::Readable::~Readable() {
-  if (waiting()) watch_.waiter_ = nullptr;
+  if (!waiters_.empty()) return waiters_.wake_all();
+  Loop::current().poller().remove(*this);
+  added_ = false;
 }
 
 bool ReadWatch::Readable::begin() {
   if (!watch_.added_) Loop::current().poller().add(watch_);
   watch_.added_ = true;
-  watch_.waiter_ = this;
-  return true;
-}
-
-bool ReadWatch::Readable::cancel() noexcept {
-  watch_.waiter_ = nullptr;
-  return true;
+  return Place::begin();
 }
 
 }  // namespace weir

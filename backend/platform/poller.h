@@ -6,8 +6,8 @@
 
 #include "backend/platform/clock.h"
 #include "backend/platform/descriptor.h"
-#include "backend/platform/task.h"
 #include "backend/platform/timers.h"
+#include "backend/platform/wait_queue.h"
 
 namespace boost::asio {
 class io_context;
@@ -52,7 +52,7 @@ class Poller final : private Timer {
   Timers::Entry hold_entry_;
 };
 
-/// Readability of one descriptor, for one waiter at a time. Does not own the descriptor, which has to outlive it.
+/// Readability of one descriptor. Does not own the descriptor, which has to outlive it.
 class ReadWatch {
  public:
   explicit ReadWatch(int fd) noexcept : fd_(fd) {}
@@ -60,23 +60,20 @@ class ReadWatch {
   ReadWatch(const ReadWatch&) = delete;
   ReadWatch& operator=(const ReadWatch&) = delete;
 
-  class Readable final : public Wait {
+  class Readable final : public WaitQueue::Place {
    public:
-    explicit Readable(ReadWatch& watch) noexcept : watch_(watch) {}
-    ~Readable();
+    explicit Readable(ReadWatch& watch) noexcept : Place(watch.waiters_), watch_(watch) {}
     void await_resume() { finish(); }
 
    private:
-    friend class ReadWatch;
     bool begin() override;
-    bool cancel() noexcept override;
     ReadWatch& watch_;
   };
 
   /// Waits until a read would not block: data, end or error.
   Readable readable() noexcept { return Readable(*this); }
   /// Whether a task waits for it, and nothing was readable when the loop looked last.
-  bool awaited() const noexcept { return waiter_ != nullptr; }
+  bool awaited() const noexcept { return !waiters_.empty(); }
 
  private:
   friend class Poller;
@@ -84,7 +81,7 @@ class ReadWatch {
 
   int fd_;
   bool added_ = false;
-  Readable* waiter_ = nullptr;
+  WaitQueue waiters_;
 };
 
 }  // namespace weir

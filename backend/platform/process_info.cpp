@@ -58,7 +58,13 @@ double Process::cpu_percent() {
 }
 
 MemoryInfo Process::memory_info() {
-  return {read_pages(statm_, pid_).resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE))};
+  const TimePoint time = now();
+  if (!memory_ || time - memory_time_ >= std::chrono::seconds(1)) {
+    static const auto page_size = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    memory_ = MemoryInfo{read_pages(statm_, pid_).resident * page_size};
+    memory_time_ = time;
+  }
+  return *memory_;
 }
 
 }  // namespace weir

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <optional>
 
 #include "backend/platform/clock.h"
 #include "backend/platform/descriptor.h"
@@ -28,7 +29,8 @@ class ProcessInfo {
 };
 
 /// Figures from /proc/<pid>/statm, which is kept open and so can never mean a later process of the same id, and the
-/// process's CPU clock. A process that has ended and only waits to be reaped counts as gone.
+/// process's CPU clock. A process that has ended and only waits to be reaped counts as gone. Memory is read once a
+/// second at most, as the kernel takes longer for it than for all the rest of a stream's record.
 class Process : public ProcessInfo {
  public:
   /// Throws `NoSuchProcess`.
@@ -40,6 +42,8 @@ class Process : public ProcessInfo {
   pid_t pid_;
   clockid_t cpu_clock_;
   Descriptor statm_;
+  std::optional<MemoryInfo> memory_;
+  TimePoint memory_time_;
   bool measured_ = false;
   TimePoint last_time_;
   std::chrono::nanoseconds last_cpu_{0};

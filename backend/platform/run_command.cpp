@@ -36,7 +36,7 @@ class OutputFile {
   Descriptor file_;
 };
 
-Async<> wait_for_end(ChildProcess& child, CommandResult& result) { result.exit_status = co_await child.wait(); }
+Async<> wait_for_end(std::shared_ptr<ChildProcess> child) { co_await child->wait(); }
 
 }  // namespace
 
@@ -47,11 +47,12 @@ Async<CommandResult> run_command(std::vector<std::string> command, double timeou
   options.before_exec = lead_group_and_die_with_parent;
   options.standard_output = output.fd();
   options.standard_error = error.fd();
-  const std::unique_ptr<ChildProcess> child = spawn_child(options);
+  const std::shared_ptr<ChildProcess> child = spawn_child(options);
 
+  const bool ended = co_await run_at_most("command", wait_for_end(child), to_duration(timeout_seconds));
   CommandResult result;
-  const bool ended = co_await run_at_most("command", wait_for_end(*child, result), to_duration(timeout_seconds));
   result.timed_out = !ended;
+  if (ended) result.exit_status = *child->poll();
   child->signal_group(SIGKILL);
   if (ended) child->reap();
   result.standard_output = output.content();

@@ -2,40 +2,26 @@
 
 namespace weir {
 
-Semaphore::Acquire::~Acquire() {
-  if (waiting()) semaphore_.waiters_.erase(place_);
-}
-
 bool Semaphore::Acquire::begin() {
-  if (semaphore_.count_ > 0) {
-    --semaphore_.count_;
-    granted_ = true;
-    return false;
-  }
-  place_ = semaphore_.waiters_.insert(semaphore_.waiters_.end(), this);
-  return true;
-}
-
-bool Semaphore::Acquire::cancel() noexcept {
-  semaphore_.waiters_.erase(place_);
-  return true;
+  if (semaphore_.count_ == 0) return Place::begin();
+  --semaphore_.count_;
+  taken_ = true;
+  return false;
 }
 
 Semaphore::Guard Semaphore::Acquire::await_resume() {
-  if (killed() && granted_) semaphore_.release();
+  if (killed() && (taken_ || woken())) semaphore_.release();
   finish();
   return Guard(semaphore_);
 }
 
+// The permit goes straight to the waiter, so that nobody overtakes it.
 void Semaphore::release() noexcept {
   if (waiters_.empty()) {
     ++count_;
-    return;
+  } else {
+    waiters_.wake_one();
   }
-  Acquire* next = waiters_.front();
-  waiters_.pop_front();
-  next->granted_ = true;
-  next->complete();
 }
 
 }  // namespace weir

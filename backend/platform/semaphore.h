@@ -1,9 +1,8 @@
 #pragma once
 
-#include <list>
 #include <utility>
 
-#include "backend/platform/task.h"
+#include "backend/platform/wait_queue.h"
 
 namespace weir {
 
@@ -29,20 +28,16 @@ class Semaphore {
     Semaphore* semaphore_;
   };
 
-  class Acquire final : public Wait {
+  class Acquire final : public WaitQueue::Place {
    public:
-    explicit Acquire(Semaphore& semaphore) noexcept : semaphore_(semaphore) {}
-    ~Acquire();
+    explicit Acquire(Semaphore& semaphore) noexcept : Place(semaphore.waiters_), semaphore_(semaphore) {}
     Guard await_resume();
 
    private:
-    friend class Semaphore;
     bool begin() override;
-    bool cancel() noexcept override;
 
     Semaphore& semaphore_;
-    std::list<Acquire*>::iterator place_;
-    bool granted_ = false;
+    bool taken_ = false;  ///< a free permit, without waiting
   };
 
   /// Waits for a permit. A free one is taken without yielding. A waiter that is killed takes none.
@@ -52,7 +47,7 @@ class Semaphore {
   void release() noexcept;
 
   int count_;
-  std::list<Acquire*> waiters_;
+  WaitQueue waiters_;
 };
 
 }  // namespace weir

@@ -52,11 +52,14 @@ TaskState::Root TaskState::run_body(Async<> body) {
   }
 }
 
-void TaskState::raise_kill() { std::rethrow_exception(std::exchange(pending_, Kill{nullptr, 0}).exception); }
+void TaskState::raise_kill() { std::rethrow_exception(std::exchange(pending_, Kill{}).exception); }
 
 void TaskState::kill(const Kill& kill) {
   if (dead_) return;
-  if (!started_) return end();
+  if (!started_) {
+    if (!kill.spares_unstarted) end();
+    return;
+  }
   if (!pending_.exception || kill.rank > pending_.rank) pending_ = kill;
   if (shields_ > 0 || !wait_ || !wait_->waiting_) return;
   if (wait_->cancel()) {
@@ -88,7 +91,7 @@ void TaskState::end() {
   destroy();
   loop_.tasks_.erase(this);
   intrusive_ptr_release(this);
-  for (JoinWait* joiner : std::exchange(joiners_, {})) joiner->complete();
+  joiners_.wake_all();
   if (failure_) loop_.report(name_, failure_);
 }
 
@@ -132,23 +135,6 @@ bool YieldWait::begin() {
   return true;
 }
 
-// --- JoinWait ---
-
-JoinWait::~JoinWait() {
-  if (waiting()) target_->joiners_.erase(place_);
-}
-
-bool JoinWait::begin() {
-  if (target_->dead()) return false;
-  place_ = target_->joiners_.insert(target_->joiners_.end(), this);
-  return true;
-}
-
-bool JoinWait::cancel() noexcept {
-  target_->joiners_.erase(place_);
-  return true;
-}
-
 // --- Task ---
 
 Task::Task() noexcept = default;
@@ -168,7 +154,7 @@ void Task::kill(const Kill& kill) const {
 Async<> Task::wait() const {
   const Task task = *this;
   if (task.dead()) co_return;
-  JoinWait join(task.state_);
+  JoinWait join(*task.state_);
   co_await join;
 }
 

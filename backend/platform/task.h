@@ -17,17 +17,20 @@ class TaskState;
 /// let it pass.
 struct TaskExit {
   static constexpr int kill_rank = 100;
+  static constexpr bool spares_unstarted = false;
 };
 
 /// What a kill raises in its target. One is pending at a time: of two that arrive before the target looks, the one of
-/// higher rank stays, and of equal ones the first. An exception type that is used in kills has a member `kill_rank`.
+/// higher rank stays, and of equal ones the first. An exception type that is used in kills has the members
+/// `kill_rank` and `spares_unstarted`.
 struct Kill {
   std::exception_ptr exception;
-  int rank;
+  int rank = 0;
+  bool spares_unstarted = false;  ///< a task that has not run yet is left alone
 
   template <class Exception>
   static Kill with() {
-    return {std::make_exception_ptr(Exception()), Exception::kill_rank};
+    return {std::make_exception_ptr(Exception()), Exception::kill_rank, Exception::spares_unstarted};
   }
 };
 
@@ -49,8 +52,9 @@ class Task {
   bool dead() const noexcept;
 
   /// Raises the exception at the wait that the task is in, even if that wait's result is already on its way, and
-  /// returns at once. A task that has not run yet never runs; a dead task is left alone; a task that has caught an
-  /// earlier kill can be killed again; inside a `KillShield` the exception is kept for the next wait after it.
+  /// returns at once. A task that has not run yet never runs, unless the kill spares it; a dead task is left alone; a
+  /// task that has caught an earlier kill can be killed again; inside a `KillShield` the exception is kept for the next
+  /// wait after it.
   void kill(const Kill& kill = Kill::with<TaskExit>()) const;
 
   /// Waits until the task has ended, however it ends. Its failure is not raised here.

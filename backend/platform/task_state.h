@@ -2,10 +2,9 @@
 
 #include <coroutine>
 #include <exception>
-#include <list>
 #include <string>
 
-#include "backend/platform/task.h"
+#include "backend/platform/wait_queue.h"
 
 namespace weir {
 
@@ -51,28 +50,19 @@ class TaskState {
   std::coroutine_handle<> root_;
   std::coroutine_handle<> resume_point_;
   Wait* wait_ = nullptr;
-  Kill pending_{nullptr, 0};
+  Kill pending_;
   int shields_ = 0;
   bool started_ = false;
   bool dead_ = false;
   std::exception_ptr failure_;
-  std::list<class JoinWait*> joiners_;
+  WaitQueue joiners_;
 };
 
-/// A wait for the end of a task.
-class JoinWait final : public Wait {
+/// A wait for the end of a task that has not ended yet.
+class JoinWait final : public WaitQueue::Place {
  public:
-  explicit JoinWait(boost::intrusive_ptr<TaskState> target) noexcept : target_(std::move(target)) {}
-  ~JoinWait();
+  explicit JoinWait(TaskState& target) noexcept : Place(target.joiners_) {}
   void await_resume() { finish(); }
-
- private:
-  friend class TaskState;
-  bool begin() override;
-  bool cancel() noexcept override;
-
-  boost::intrusive_ptr<TaskState> target_;
-  std::list<JoinWait*>::iterator place_;
 };
 
 }  // namespace weir

@@ -18,9 +18,11 @@ using Log = std::vector<std::string>;
 
 struct Restart : std::exception {
   static constexpr int kill_rank = 1;
+  static constexpr bool spares_unstarted = true;
 };
 struct Stop : std::exception {
   static constexpr int kill_rank = 2;
+  static constexpr bool spares_unstarted = false;
 };
 
 Async<> note(Log& log, std::string text) {
@@ -49,12 +51,15 @@ class TaskTest : public testing::Test {
   Log log;
 };
 
-TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRuns) {
-  const Task task = spawn("task", note(log, "ran"));
-  task.kill();
-  EXPECT_TRUE(task.dead());
-  loop.settle();
-  EXPECT_EQ(log, Log{});
+TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRunsUnlessTheKillSparesIt) {
+  for (const Kill& kill : {Kill::with<TaskExit>(), Kill::with<Stop>(), Kill::with<Restart>()}) {
+    log.clear();
+    const Task task = spawn("task", note(log, "ran"));
+    task.kill(kill);
+    EXPECT_EQ(task.dead(), !kill.spares_unstarted);
+    loop.settle();
+    EXPECT_EQ(log, kill.spares_unstarted ? Log{"ran"} : Log{});
+  }
 }
 
 TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {

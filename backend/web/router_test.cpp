@@ -4,6 +4,7 @@
 
 #include "backend/platform/loop.h"
 #include "backend/platform/task.h"
+#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
@@ -49,7 +50,7 @@ class RouterTest : public testing::Test {
     return response;
   }
 
-  Loop loop_{std::make_unique<MovableClock>()};
+  test::TestLoop loop_;
   Router router_;
 };
 

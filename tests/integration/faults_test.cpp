@@ -146,17 +146,22 @@ TEST_F(FaultsTest, AProgramThatClosesItsOutputIsRestartedOnceItsTimeStandsStill)
   EXPECT_TRUE(world.loop.run_until([&] { return world.loop.advance(10ms), pids.size() == 2; }, 1s));
 }
 
-TEST_F(FaultsTest, ARemovedDirectoryIsReportedAndBackAfterTheNextRestart) {
+TEST_F(FaultsTest, ARemovedDirectoryIsReportedAndTheStreamIsLaunchedAgainOnTheSameInput) {
   launch("goes_on");
+  ASSERT_TRUE(wait_for("running"));
+  world.loop.run(stream->restart(1));
+  ASSERT_TRUE(wait_for("restarting"));
+  world.loop.advance(20ms);
   ASSERT_TRUE(wait_for("running"));
   fs::remove_all(get_hls_path(7, ""));
   ASSERT_TRUE(world.loop.run_until([&] { return !world.log_lines.empty(); }, 5s));
   EXPECT_TRUE(logged("error Stream 7 Lobby: ")) << world.log_lines[0];
   EXPECT_TRUE(logged(get_hls_path(7, "").substr(0, get_hls_path(7, "").size() - 1))) << world.log_lines[0];
-  EXPECT_EQ(status(), "running");
-  world.loop.run(stream->restart());
   ASSERT_TRUE(wait_for("restarting"));
   EXPECT_TRUE(fs::is_directory(get_hls_path(7, "")));
+  world.loop.advance(20ms);
+  ASSERT_TRUE(wait_for("running"));
+  EXPECT_EQ(stream->ffmpeg->input_index, 1);
   expect_neighbour_on_air();
 }
 

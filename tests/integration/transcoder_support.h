@@ -7,6 +7,7 @@
 
 #include "backend/platform/loop.h"
 #include "backend/platform/task.h"
+#include "tests/support/test_loop.h"
 
 namespace weir::test {
 
@@ -20,7 +21,8 @@ template <class T>
 T run_for_real(Loop& loop, Async<T> body, std::chrono::seconds patience = std::chrono::seconds(60)) {
   std::optional<T> result;
   const Task task = spawn("test", keep_result(std::move(body), &result));
-  if (!loop.run_until([&] { return result.has_value(); }, patience)) throw std::runtime_error("no result in time");
+  if (!test::run_until(loop, [&] { return result.has_value(); }, patience))
+    throw std::runtime_error("no result in time");
   return std::move(*result);
 }
 

@@ -31,6 +31,8 @@ class FakeBuilder : public FFmpeg {
     if (probe) input_index = world_.choose_input(input_index);
     command = {"transcoder", std::to_string(input_index)};
     hls_list_sizes = world_.hls_list_sizes;
+    hls_variants.assign(hls_list_sizes.size(), {FFmpegStreamSpecifier{""}});
+    if (!hls_variants.empty()) hls_master_playlist = "index.m3u8";
     co_return true;
   }
 

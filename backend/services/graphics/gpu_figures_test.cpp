@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/platform/loop.h"
+#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
@@ -23,7 +24,7 @@ class ScriptedSource : public GpuSource {
 };
 
 TEST(GpuFigures, AreReadOnceASecondForAllProcesses) {
-  Loop loop(std::make_unique<MovableClock>());
+  test::TestLoop loop;
   int reads = 0;
   GpuFigures figures(std::make_unique<ScriptedSource>(reads));
   EXPECT_EQ(figures.query_gpu(7), 1);

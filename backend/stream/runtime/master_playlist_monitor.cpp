@@ -4,6 +4,7 @@
 
 #include "backend/platform/files.h"
 #include "backend/platform/sleep.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 namespace weir {
@@ -12,7 +13,7 @@ namespace {
 
 std::string variant_playlist(std::size_t variant) { return fmt::format("playlist_{}.m3u8", variant); }
 
-// The entry of one variant: bandwidth in bit/s of all its streams, and the size of its picture (RFC 8216, 4.3.4.2).
+// The entry of one variant: bandwidth in bit/s of all its streams, and the size of its video (RFC 8216, 4.3.4.2).
 std::string variant_entry(const AVStreamInfo& info, const std::vector<FFmpegStreamSpecifier>& specifiers,
                           std::size_t variant) {
   long long bandwidth = 0;
@@ -33,19 +34,18 @@ std::string variant_entry(const AVStreamInfo& info, const std::vector<FFmpegStre
 
 }  // namespace
 
-Async<> Stream::master_playlist_monitor() { return guarded(write_master_playlist()); }
-
-Async<> Stream::write_master_playlist() {
-  if (!ffmpeg->hls_master_playlist) co_return;
-  for (std::size_t variant = 0; variant < ffmpeg->hls_variants.size(); ++variant) {
-    while (!std::filesystem::exists(get_hls_path(id, variant_playlist(variant))))
+Async<> master_playlist_monitor(Stream& stream) {
+  const FFmpeg& ffmpeg = *stream.ffmpeg;
+  if (!ffmpeg.hls_master_playlist) co_return;
+  for (std::size_t variant = 0; variant < ffmpeg.hls_variants.size(); ++variant) {
+    while (!std::filesystem::exists(get_hls_path(stream.id, variant_playlist(variant))))
       co_await sleep(std::chrono::seconds(1));
   }
   std::string playlist = "#EXTM3U\n#EXT-X-VERSION:3\n";
-  for (std::size_t variant = 0; variant < ffmpeg->hls_variants.size(); ++variant) {
-    playlist += variant_entry(*streaminfo, ffmpeg->hls_variants[variant], variant);
+  for (std::size_t variant = 0; variant < ffmpeg.hls_variants.size(); ++variant) {
+    playlist += variant_entry(*stream.streaminfo, ffmpeg.hls_variants[variant], variant);
   }
-  replace_file(get_hls_path(id, *ffmpeg->hls_master_playlist), playlist);
+  replace_file(get_hls_path(stream.id, *ffmpeg.hls_master_playlist), playlist);
 }
 
 }  // namespace weir

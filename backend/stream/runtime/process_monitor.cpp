@@ -7,6 +7,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
 #include "backend/stream/runtime/memory_limit.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 namespace weir {
@@ -19,79 +20,82 @@ constexpr long long settled_after = 10;          // seconds of media
 constexpr long long default_queue_length = 768;  // frames
 constexpr long long assumed_graphics_use = 768;  // MiB, where no figure is known
 
-}  // namespace
-
 /// Figures in MiB; null while none is known.
-struct Stream::MemoryUse {
+struct MemoryUse {
   Value graphics;
   Value system;
 };
 
-Async<> Stream::process_monitor() { return guarded(watch_memory()); }
+Value graphics_use(const Stream& stream) { return siblings().nvidia_process_manager->query_fb(stream.proc->pid()); }
 
-Async<> Stream::watch_memory() {
-  try {
-    while (get_status() != "running") co_await sleep(seconds(1));
-    const MemoryUse baseline = co_await settle_memory();
-    const MemoryUse limits = memory_limits(baseline);
-    while (!proc->poll()) {
-      co_await sleep(seconds(60));
-      const bool exceeded = memory_exceeds(limits);
-      if (!exceeded) continue;
-      co_await restart();
-      co_return;
-    }
-  } catch (const NoSuchProcess&) {
-    // The supervision task deals with the end of the process.
-  }
-}
+Value system_use(const Stream& stream) { return static_cast<long long>(stream.procinfo->memory_info().rss >> 20); }
 
 // Seconds of media after which the system memory has settled: longer with the logo removal, which fills a queue.
-double Stream::memory_settled_after() const {
-  if (!is_set(conf->get_json_conf("video.cvdelogo.filename"))) return settled_after;
-  const auto size = digits_setting(conf->get_json_conf("video.cvdelogo.buffer_queue_size"));
-  const auto videos = streaminfo->get_stream_by_specifier(FFmpegStreamSpecifier{"v", 0});
+double memory_settled_after(const Stream& stream) {
+  if (!is_set(stream.conf->get_json_conf("video.cvdelogo.filename"))) return settled_after;
+  const auto size = digits_setting(stream.conf->get_json_conf("video.cvdelogo.buffer_queue_size"));
+  const auto videos = stream.streaminfo->get_stream_by_specifier(FFmpegStreamSpecifier{"v", 0});
   if (videos.empty()) return settled_after;
   return settled_after + queue_seconds(size.value_or(default_queue_length), videos.front().fps);
 }
 
 // Takes both baselines once enough media is transcoded; the first is taken again until the second is there too.
-Async<Stream::MemoryUse> Stream::settle_memory() {
-  const double system_settled = memory_settled_after();
+Async<MemoryUse> settle_memory(Stream& stream) {
+  const double system_settled = memory_settled_after(stream);
   MemoryUse baseline;
   while (baseline.graphics.is_null() || baseline.system.is_null()) {
-    if (stats.time > settled_after) {
-      const Value use = siblings().nvidia_process_manager->query_fb(proc->pid());
+    if (stream.stats.time > settled_after) {
+      const Value use = graphics_use(stream);
       baseline.graphics = is_set(use) ? use : Value(assumed_graphics_use);
     }
-    if (static_cast<double>(stats.time) > system_settled) {
-      baseline.system = static_cast<long long>(procinfo->memory_info().rss >> 20);
-    }
+    if (static_cast<double>(stream.stats.time) > system_settled) baseline.system = system_use(stream);
     co_await sleep(seconds(1));
   }
   co_return baseline;
 }
 
-Stream::MemoryUse Stream::memory_limits(const MemoryUse& baseline) const {
+MemoryUse memory_limits(const JsonConf& conf, const MemoryUse& baseline) {
   MemoryUse limits{memory_limit(baseline.graphics), memory_limit(baseline.system)};
-  if (const auto limit = digits_setting(conf->get_json_conf("max_gpu_mem"))) limits.graphics = *limit;
-  if (const auto limit = digits_setting(conf->get_json_conf("max_sys_mem"))) limits.system = *limit;
+  if (const auto limit = digits_setting(conf.get_json_conf("max_gpu_mem"))) limits.graphics = *limit;
+  if (const auto limit = digits_setting(conf.get_json_conf("max_sys_mem"))) limits.system = *limit;
   return limits;
 }
 
 // Whether a limit is exceeded now, with the warning that says so.
-bool Stream::memory_exceeds(const MemoryUse& limits) {
-  const Value use = siblings().nvidia_process_manager->query_fb(proc->pid());
+bool exceeds(const Stream& stream, const MemoryUse& limits) {
+  const Value use = graphics_use(stream);
   if (is_set(use) && use > limits.graphics) {
-    warning(fmt::format("Graphics memory usage is exceeded the {} MiB limits", to_text(limits.graphics)));
+    stream.warning(fmt::format("Graphics memory usage is exceeded the {} MiB limits", to_text(limits.graphics)));
     return true;
   }
-  const Value system = static_cast<long long>(procinfo->memory_info().rss >> 20);
-  if (system > limits.system) {
-    warning(fmt::format("System memory usage is exceeded the {} MiB limits", to_text(limits.system)));
+  if (system_use(stream) > limits.system) {
+    stream.warning(fmt::format("System memory usage is exceeded the {} MiB limits", to_text(limits.system)));
     return true;
   }
   return false;
+}
+
+Async<> watch_memory(Stream& stream) {
+  while (stream.get_status() != "running") co_await sleep(seconds(1));
+  const MemoryUse baseline = co_await settle_memory(stream);
+  const MemoryUse limits = memory_limits(*stream.conf, baseline);
+  while (!stream.proc->poll()) {
+    co_await sleep(seconds(60));
+    const bool exceeded = exceeds(stream, limits);
+    if (!exceeded) continue;
+    co_await stream.restart();
+    co_return;
+  }
+}
+
+}  // namespace
+
+Async<> process_monitor(Stream& stream) {
+  try {
+    co_await watch_memory(stream);
+  } catch (const NoSuchProcess&) {
+    // The supervision task deals with the end of the process.
+  }
 }
 
 }  // namespace weir

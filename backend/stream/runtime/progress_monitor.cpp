@@ -1,22 +1,21 @@
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 namespace weir {
 
-Async<> Stream::progress_monitor() { return guarded(follow_progress()); }
-
-Async<> Stream::follow_progress() {
+Async<> progress_monitor(Stream& stream) {
   bool running = false;
-  while (auto line = co_await stderr_lines->next()) {
-    if (stats.update(*line)) {
+  while (auto line = co_await stream.stderr_lines->next()) {
+    if (stream.stats.update(*line)) {
       if (!running) {
-        const auto guard = co_await lock.acquire();
-        set_status("running");
+        const auto guard = co_await stream.lock.acquire();
+        stream.set_status("running");
       }
       running = true;
-      for (const std::string_view code : console_codes_pattern.findall(*line)) stdbuf.write(code);
+      for (const std::string_view code : console_codes_pattern.findall(*line)) stream.stdbuf.write(code);
     } else {
-      if (!running) streaminfo->parse(*line);
-      stdbuf.write(*line);
+      if (!running) stream.streaminfo->parse(*line);
+      stream.stdbuf.write(*line);
     }
   }
 }

@@ -1,12 +1,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <system_error>
 
 #include "backend/collaborators/config.h"
 #include "backend/platform/directory_watch.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/segment_window.h"
 #include "backend/stream/runtime/stream.h"
 
@@ -17,14 +18,6 @@ namespace {
 void delete_segment(const std::string& directory, const std::string& name) {
   const std::string path = join_path(directory, name);
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno(path);
-}
-
-std::vector<std::string> names_in(const std::string& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    names.push_back(entry.path().filename().string());
-  }
-  return names;
 }
 
 void handle(const DirectoryEvent& event, const std::string& directory, SegmentWindow& window) {
@@ -40,19 +33,32 @@ void handle(const DirectoryEvent& event, const std::string& directory, SegmentWi
   }
 }
 
-}  // namespace
-
-Async<> Stream::segment_monitor() {
-  return guarded(watch_segments(join_path(Config::HLS_DIRECTORY, std::to_string(id))));
-}
-
-Async<> Stream::watch_segments(std::string directory) {
+Async<> watch_segments(std::string directory, std::vector<int> list_sizes) {
   DirectoryWatch watch(directory);
-  SegmentWindow window(ffmpeg->hls_list_sizes);
+  SegmentWindow window(std::move(list_sizes));
   for (;;) {
     const std::vector<DirectoryEvent> events = co_await watch.next();
     for (const DirectoryEvent& event : events) handle(event, directory, window);
   }
+}
+
+// A transcoder cannot write into a directory that is gone, nor does the next one of the same path show in the watch.
+Async<> keep_segments(Stream& stream, std::string directory) {
+  std::string failure;
+  try {
+    co_await watch_segments(directory, stream.ffmpeg->hls_list_sizes);
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;
+    failure = format_traceback(std::current_exception());
+  }
+  stream.error(failure);
+  co_await stream.restart(stream.ffmpeg->input_index);
+}
+
+}  // namespace
+
+Async<> segment_monitor(Stream& stream) {
+  return keep_segments(stream, join_path(Config::HLS_DIRECTORY, std::to_string(stream.id)));
 }
 
 }  // namespace weir

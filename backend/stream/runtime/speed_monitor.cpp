@@ -8,14 +8,15 @@
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 namespace weir {
 
 namespace {
 
-constexpr int check_period = 30;     // seconds
-constexpr int longest_excess = 180;  // seconds
+constexpr int check_period = 30;  // seconds
+constexpr int max_excess = 180;   // seconds
 
 // A number is taken as it is and a text as the number it shows. A text that shows none means the default.
 double speed_bound(const Value& bound, double fallback) {
@@ -32,24 +33,26 @@ bool is_file(const Value& url) {
   return text.starts_with("file://") || std::filesystem::exists(text, ignored);
 }
 
-}  // namespace
-
-// A band that cannot be read at all is a failure of the task, not one of the stream.
-Async<> Stream::speed_monitor() {
-  const double min_speed = speed_bound(conf->get_json_conf("min_speed"), Config::STREAM_SPEED_MIN);
-  const double max_speed = speed_bound(conf->get_json_conf("max_speed"), Config::STREAM_SPEED_MAX);
-  co_await guarded(watch_speed(min_speed, max_speed));
-}
-
-Async<> Stream::watch_speed(double min_speed, double max_speed) {
-  if (is_file(conf->get_json_conf(fmt::format("input.{}.url", ffmpeg->input_index)))) co_return;
-  for (int duration = 0; duration <= longest_excess;) {
+Async<> watch_speed(Stream& stream, double min_speed, double max_speed) {
+  if (is_file(stream.conf->get_json_conf(fmt::format("input.{}.url", stream.ffmpeg->input_index)))) {
+    stream.debug("Speed is not watched: the input is a file");
+    co_return;
+  }
+  for (int duration = 0; duration <= max_excess;) {
     co_await sleep(std::chrono::seconds(check_period));
-    const double speed = stats.speed.value;
+    const double speed = stream.stats.speed.value;
     duration = min_speed < speed && speed < max_speed ? 0 : duration + check_period;
   }
-  warning(fmt::format("Speed {}x is too fast or slow", to_text(StreamStats::to_value(stats.speed))));
-  co_await restart();
+  stream.warning(fmt::format("Speed {}x is too fast or slow", to_text(StreamStats::to_value(stream.stats.speed))));
+  co_await stream.restart();
+}
+
+}  // namespace
+
+Async<> speed_monitor(Stream& stream) {
+  const double min_speed = speed_bound(stream.conf->get_json_conf("min_speed"), Config::STREAM_SPEED_MIN);
+  const double max_speed = speed_bound(stream.conf->get_json_conf("max_speed"), Config::STREAM_SPEED_MAX);
+  return watch_speed(stream, min_speed, max_speed);
 }
 
 }  // namespace weir

@@ -2,7 +2,6 @@
 
 #include <fmt/core.h>
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/text_form.h"
@@ -75,13 +74,12 @@ Async<bool> Stream::stop() { return kill(Kill::with<GreenletStopException>(), 0)
 Async<bool> Stream::restart(int next_input) { return kill(Kill::with<GreenletRestartException>(), next_input); }
 
 void Stream::cleanup_dirs() const {
-  const std::string name = std::to_string(id);
-  const std::filesystem::path hls = join_path(Config::HLS_DIRECTORY, name);
-  const std::filesystem::path mmcb = join_path(Config::MMCB_DIRECTORY, name);
-  std::filesystem::remove_all(hls);
-  std::filesystem::remove_all(mmcb);
-  std::filesystem::create_directories(hls);
-  std::filesystem::create_directories(mmcb);
+  const std::string hls = join_path(Config::HLS_DIRECTORY, std::to_string(id));
+  const std::string mmcb = join_path(Config::MMCB_DIRECTORY, std::to_string(id));
+  remove_directory(hls);
+  remove_directory(mmcb);
+  make_directory(hls);
+  make_directory(mmcb);
 }
 
 }  // namespace weir

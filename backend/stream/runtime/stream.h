@@ -83,54 +83,20 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   std::unique_ptr<ProcessInfo> procinfo;
   std::unique_ptr<AVStreamInfo> streaminfo;
   std::unique_ptr<StreamClientInfo> clientinfo;
+  std::unique_ptr<LineReader> stderr_lines;  ///< of `proc`; goes before it
 
  private:
-  // The supervision task.
+  // The supervision task; its monitors are in monitors.h.
   static Async<> supervise(std::shared_ptr<Stream> self);
   Async<> run();
-  Async<> run_cycles(const std::vector<std::string>& environment);
-  Async<> run_transcoder(const std::vector<std::string>& environment);
-  Async<> launch(const std::vector<std::string>& environment);
+  Async<> run_cycles(std::vector<std::string> environment);
+  Async<> run_transcoder(std::vector<std::string> environment);
+  Async<> launch(std::vector<std::string> environment);
+  void spawn_monitors();
   Async<> clean_up_cycle();
   Async<> end_transcoder();
+  Async<> drain_for_a_while();
   static Async<> drain_stderr(std::shared_ptr<Stream> self);
-
-  // The monitors of a cycle, tasks of their own. Each lasts until the cycle's end at most.
-  using Monitor = Async<> (Stream::*)();
-  void spawn_monitors();
-  static Async<> run_monitor(std::shared_ptr<Stream> self, Monitor monitor);
-  /// Reports the body's failures on the stream; the monitor ends and the stream runs on.
-  Async<> guarded(Async<> body);
-
-  /// Restarts the stream according to its timetable, or on a better input that answers again.
-  Async<> schedule_monitor();
-  Async<> follow_timetables();
-  Async<bool> switch_to_better_input();
-  /// Restarts the stream when its transcoder outgrows its limits of system or graphics memory.
-  Async<> process_monitor();
-  Async<> watch_memory();
-  struct MemoryUse;
-  double memory_settled_after() const;
-  Async<MemoryUse> settle_memory();
-  MemoryUse memory_limits(const MemoryUse& baseline) const;
-  bool memory_exceeds(const MemoryUse& limits);
-  /// Reads the transcoder's standard error into the figures, the media information and the log; sets "running".
-  Async<> progress_monitor();
-  Async<> follow_progress();
-  /// Restarts the stream when its media time stands still.
-  Async<> timeout_monitor();
-  Async<> watch_media_time();
-  /// Restarts the stream when its speed stays outside the band.
-  Async<> speed_monitor();
-  Async<> watch_speed(double min_speed, double max_speed);
-  /// Deletes the HLS segments that have left their playlist.
-  Async<> segment_monitor();
-  Async<> watch_segments(std::string directory);
-  /// Writes the HLS master playlist once every variant has its playlist.
-  Async<> master_playlist_monitor();
-  Async<> write_master_playlist();
-
-  std::unique_ptr<LineReader> stderr_lines;  ///< of `proc`; goes before it
 };
 
 }  // namespace weir

@@ -1,8 +1,10 @@
 #include "backend/stream/runtime/stream.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -10,6 +12,7 @@
 
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/exception.h"
+#include "backend/platform/descriptor.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "tests/support/stream_fixture.h"
@@ -67,6 +70,21 @@ TEST_F(StreamTest, RestartLaunchesAtOnceWithTheInputNamedOnce) {
   world.child().exit(0);
   world.loop.advance(4s);
   EXPECT_EQ(world.child().command, (Words{"transcoder", "0"}));
+}
+
+TEST_F(StreamTest, ARestartRightAfterTheStartLaunchesOnItsInputAndAStopLaunchesNothing) {
+  const auto start_and = [](std::shared_ptr<Stream> target, bool stop) -> Async<> {
+    co_await target->start();
+    stop ? co_await target->stop() : co_await target->restart(2);
+  };
+  world.loop.run(start_and(stream, true));
+  world.loop.advance(10s);
+  EXPECT_EQ(launches(), 0u);
+  EXPECT_TRUE(stream->thread.dead());
+  world.loop.run(start_and(stream, false));
+  world.loop.advance(10ms);
+  ASSERT_EQ(launches(), 1u);
+  EXPECT_EQ(world.child().command.back(), "2");
 }
 
 TEST_F(StreamTest, AStopIsNotLostToARestartOfTheSameInstant) {
@@ -186,7 +204,32 @@ TEST_F(StreamTest, KeepsSegmentsBoundedAndForeignFilesAlone) {
   for (int i = 6; i < 9; ++i) write("playlist_0_" + std::to_string(i) + ".ts");
   EXPECT_FALSE(std::filesystem::exists(get_hls_path(7, "playlist_0_2.ts"))) << "a missing file is dropped too";
   EXPECT_EQ(count(), 7);
+
+  // The kernel drops what its queue has no room for, and says so.
+  long queue = 0;
+  std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> queue;
+  const std::array files{get_hls_path(7, "a"), get_hls_path(7, "b")};
+  for (long i = 0; i <= queue; ++i) Descriptor(::open(files[i % 2].c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  for (int i = 9; i < 20; ++i) std::ofstream(get_hls_path(7, "playlist_0_" + std::to_string(i) + ".ts").c_str()) << "x";
+  world.loop.settle();
+  write("playlist_0_20.ts");
+  EXPECT_EQ(count(), 9) << "six segments, one of an unknown variant, two other files";
+  EXPECT_FALSE(std::filesystem::exists(get_hls_path(7, "playlist_0_14.ts")));
   EXPECT_TRUE(world.log_lines.empty());
+}
+
+TEST_F(StreamTest, NamesTheAverageBitRateOfVideoAndTheBitRateOfAudioInTheMasterPlaylist) {
+  world.hls_list_sizes = {5};
+  world.input_streams = {
+      {.stream_type = "v", .fps = 25, .bitrate_avg = 1000, .bitrate = 9, .width = 1280, .height = 720},
+      {.stream_type = "a", .bitrate_avg = 7, .bitrate = 96}};
+  run_to_first_progress();
+  world.loop.advance(5s);
+  EXPECT_FALSE(std::filesystem::exists(get_hls_path(7, "index.m3u8")));
+  std::ofstream(get_hls_path(7, "playlist_0.m3u8").c_str()) << "#EXTM3U";
+  world.loop.advance(1s);
+  EXPECT_EQ(read_file(get_hls_path(7, "index.m3u8"), 1000),
+            "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-STREAM-INF:BANDWIDTH=1122304,RESOLUTION=1280x720\nplaylist_0.m3u8\n\n");
 }
 
 TEST_F(StreamTest, TellsWhatTheTranscoderUses) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
@@ -10,6 +11,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
 #include "backend/platform/timeout.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 extern char** environ;
@@ -20,7 +22,7 @@ namespace {
 
 constexpr double delay_between_cycles = 3;
 // A process that the transcoder left behind in a group of its own may hold the pipe for ever.
-constexpr std::chrono::seconds longest_drain{2};
+constexpr std::chrono::seconds max_drain{2};
 
 void set_variable(std::vector<std::string>& environment, std::string_view name, std::string_view value) {
   const std::string prefix = fmt::format("{}=", name);
@@ -43,6 +45,34 @@ std::vector<std::string> transcoder_environment() {
   return environment;
 }
 
+struct NamedMonitor {
+  const char* name;
+  Async<> (*run)(Stream&);
+};
+
+constexpr std::array monitors{
+    NamedMonitor{"schedule", schedule_monitor},
+    NamedMonitor{"resources", process_monitor},
+    NamedMonitor{"progress", progress_monitor},
+    NamedMonitor{"timeout", timeout_monitor},
+    NamedMonitor{"speed", speed_monitor},
+    NamedMonitor{"segments", segment_monitor},
+    NamedMonitor{"master playlist", master_playlist_monitor},
+};
+
+// Reports a monitor's failure on the stream; the monitor ends and the stream runs on. A failure of its set-up is one of
+// the task.
+Async<> run_guarded(std::shared_ptr<Stream> stream, Async<> (*monitor)(Stream&)) {
+  Async<> body = monitor(*stream);
+  try {
+    co_await body;
+  } catch (const GreenletRestartException&) {
+  } catch (const GreenletStopException&) {
+  } catch (const std::exception&) {
+    stream->error(format_traceback(std::current_exception()));
+  }
+}
+
 }  // namespace
 
 Async<> Stream::supervise(std::shared_ptr<Stream> self) { co_await self->run(); }
@@ -51,9 +81,9 @@ Async<> Stream::supervise(std::shared_ptr<Stream> self) { co_await self->run(); 
 Async<> Stream::run() {
   std::exception_ptr leaving;
   try {
-    const std::vector<std::string> environment = transcoder_environment();
+    std::vector<std::string> environment = transcoder_environment();
     set_status("starting");
-    co_await run_cycles(environment);
+    co_await run_cycles(std::move(environment));
   } catch (const std::exception&) {
   } catch (...) {
     leaving = std::current_exception();
@@ -62,7 +92,7 @@ Async<> Stream::run() {
   if (leaving) std::rethrow_exception(leaving);
 }
 
-Async<> Stream::run_cycles(const std::vector<std::string>& environment) {
+Async<> Stream::run_cycles(std::vector<std::string> environment) {
   bool stopped = false;
   while (!stopped) {
     std::exception_ptr leaving;
@@ -85,7 +115,7 @@ Async<> Stream::run_cycles(const std::vector<std::string>& environment) {
 }
 
 // One cycle: launches the transcoder and waits for its end.
-Async<> Stream::run_transcoder(const std::vector<std::string>& environment) {
+Async<> Stream::run_transcoder(std::vector<std::string> environment) {
   co_await sleep_seconds(delay);
   {
     const auto guard = co_await lock.acquire();
@@ -97,50 +127,26 @@ Async<> Stream::run_transcoder(const std::vector<std::string>& environment) {
     error(get_error_msg());
     co_return;
   }
-  co_await launch(environment);
+  co_await launch(std::move(environment));
   co_await proc->wait();
 }
 
-Async<> Stream::launch(const std::vector<std::string>& environment) {
+Async<> Stream::launch(std::vector<std::string> environment) {
   const auto guard = co_await lock.acquire();
   input_next = 0;
-  SpawnOptions options{.command = ffmpeg->command, .environment = environment};
+  SpawnOptions options{.command = ffmpeg->command, .environment = std::move(environment)};
   options.before_exec = preexec_fn;
   proc = siblings().spawn_child(options);
   stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
   procinfo = siblings().process_info(proc->pid());
+  debug(fmt::format("Cycle launched: input #{}, process {}", ffmpeg->input_index, proc->pid()));
   spawn_monitors();
 }
 
 void Stream::spawn_monitors() {
-  struct NamedMonitor {
-    const char* name;
-    Monitor body;
-  };
-  static constexpr std::array monitors{
-      NamedMonitor{"schedule", &Stream::schedule_monitor},
-      NamedMonitor{"resources", &Stream::process_monitor},
-      NamedMonitor{"progress", &Stream::progress_monitor},
-      NamedMonitor{"timeout", &Stream::timeout_monitor},
-      NamedMonitor{"speed", &Stream::speed_monitor},
-      NamedMonitor{"segments", &Stream::segment_monitor},
-      NamedMonitor{"master playlist", &Stream::master_playlist_monitor},
-  };
   for (const NamedMonitor& monitor : monitors) {
     spawns.push_back(
-        spawn(fmt::format("{} of stream {}", monitor.name, id), run_monitor(shared_from_this(), monitor.body)));
-  }
-}
-
-Async<> Stream::run_monitor(std::shared_ptr<Stream> self, Monitor monitor) { co_await (self.get()->*monitor)(); }
-
-Async<> Stream::guarded(Async<> body) {
-  try {
-    co_await body;
-  } catch (const GreenletRestartException&) {
-  } catch (const GreenletStopException&) {
-  } catch (const std::exception&) {
-    error(format_traceback(std::current_exception()));
+        spawn(fmt::format("{} of stream {}", monitor.name, id), run_guarded(shared_from_this(), monitor.run)));
   }
 }
 
@@ -163,13 +169,24 @@ Async<> Stream::clean_up_cycle() {
 }
 
 // The group is killed also when the transcoder has ended by itself, for what it may have started; until the transcoder
-// is reaped the group's id cannot mean another one. A last line that cannot be read is no reason to stay off the air:
-// the drain fails alone.
+// is reaped the group's id cannot mean another one.
 Async<> Stream::end_transcoder() {
   proc->signal_group(SIGKILL);
-  co_await proc->wait();
+  const int exit_status = co_await proc->wait();
   proc->reap();
-  if (stderr_lines) co_await run_at_most("log of " + get_class_name(), drain_stderr(shared_from_this()), longest_drain);
+  debug(fmt::format("Cycle ended: process {}, {} {}", proc->pid(), exit_status < 0 ? "signal" : "exit status",
+                    std::abs(exit_status)));
+  if (stderr_lines) co_await drain_for_a_while();
+}
+
+Async<> Stream::drain_for_a_while() {
+  std::string failure;
+  try {
+    co_await run_at_most("log of " + get_class_name(), drain_stderr(shared_from_this()), max_drain);
+  } catch (const std::exception&) {
+    failure = format_traceback(std::current_exception());
+  }
+  if (!failure.empty()) error(failure);
 }
 
 Async<> Stream::drain_stderr(std::shared_ptr<Stream> self) {

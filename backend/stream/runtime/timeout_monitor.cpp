@@ -4,23 +4,22 @@
 
 #include "backend/base/text_form.h"
 #include "backend/platform/sleep.h"
+#include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
 namespace weir {
 
-Async<> Stream::timeout_monitor() { return guarded(watch_media_time()); }
-
-Async<> Stream::watch_media_time() {
+Async<> timeout_monitor(Stream& stream) {
   std::optional<long long> stats_time;
-  while (!proc->poll()) {
-    if (stats.time == stats_time) {
-      const int index = ffmpeg->input_index;
-      const Value& url = conf->get_json_conf(fmt::format("input.{}.url", index));
-      warning(fmt::format("URL #{} {} is timeout", index, to_text(url)));
-      co_await restart();
+  while (!stream.proc->poll()) {
+    if (stream.stats.time == stats_time) {
+      const int index = stream.ffmpeg->input_index;
+      const Value& url = stream.conf->get_json_conf(fmt::format("input.{}.url", index));
+      stream.warning(fmt::format("URL #{} {} is timeout", index, to_text(url)));
+      co_await stream.restart();
       co_return;
     }
-    stats_time = stats.time;
+    stats_time = stream.stats.time;
     co_await sleep(std::chrono::seconds(180));
   }
 }
