@@ -44,8 +44,8 @@ TEST_F(ProcessMonitorTest, RestartsOnceAMinuteWhereALimitIsExceeded) {
            Case{"", "", 1280, 50, true, ""},
        }) {
     world.log_lines.clear();
-    conf->set_json_conf("max_gpu_mem", c.max_gpu_mem);
-    conf->set_json_conf("max_sys_mem", c.max_sys_mem);
+    ASSERT_TRUE(conf->set_json_conf("max_gpu_mem", c.max_gpu_mem));
+    ASSERT_TRUE(conf->set_json_conf("max_sys_mem", c.max_sys_mem));
     world.graphics_memory() = 0;
     run_to_first_progress();
     say(progress_line("00:00:11.00"));
