@@ -19,6 +19,7 @@ bool is_narrow_space(char c) { return is_space(c) || (c >= '\x1C' && c <= '\x1F'
 template <class Matches>
 std::size_t space_size(char next, Matches matches) {
   if (is_narrow_space(next)) return 1;
+  if (static_cast<unsigned char>(next) < 0x80) return 0;
   const auto found = std::ranges::find_if(wide_spaces, matches);
   return found == wide_spaces.end() ? 0 : found->size();
 }

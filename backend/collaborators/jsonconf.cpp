@@ -67,7 +67,9 @@ class DottedWriter {
 }  // namespace
 
 JsonConf::JsonConf(std::string file, Error* error_handler)
-    : Error(error_handler), filename(std::move(file)), document_(std::make_unique<Value>(Value::object())) {}
+    : Error(error_handler), filename(std::move(file)), document_(std::make_unique<Value>(Value::object())) {
+  mark_changed();
+}
 
 JsonConf::~JsonConf() = default;
 
@@ -75,7 +77,7 @@ bool JsonConf::load_json_conf() {
   try {
     Value document = parse_json(read_file(filename, max_document_bytes));
     if (!document.is_object()) throw ValueError("not a JSON object");
-    *document_ = std::move(document);
+    replace_document(std::move(document));
     return true;
   } catch (const std::system_error& failure) {
     set_error_msg(fmt::format("Failed to read {}", failure.what()));
@@ -90,6 +92,7 @@ bool JsonConf::load_json_conf(const Value& form) {
     set_error_msg("Invalid form: not a mapping");
     return false;
   }
+  mark_changed();
   DottedWriter writer(*document_);
   for (const auto& [key, value] : form.items()) {
     if (writer.set(key, value)) continue;
@@ -111,12 +114,14 @@ Value JsonConf::get_json_conf(std::string_view key, Value fallback) const {
 }
 
 bool JsonConf::set_json_conf(std::string_view key, Value value) {
+  mark_changed();
   if (DottedWriter(*document_).set(key, std::move(value))) return true;
   set_error_msg(invalid_key(key));
   return false;
 }
 
 bool JsonConf::del_json_conf(std::string_view key) {
+  mark_changed();
   const std::size_t dot = key.rfind('.');
   const std::string_view last = dot == std::string_view::npos ? key : key.substr(dot + 1);
   Value* parent = dot == std::string_view::npos ? document_.get() : find(key.substr(0, dot));
@@ -139,7 +144,15 @@ bool JsonConf::save_json_conf() {
   }
 }
 
-void JsonConf::replace_document(Value document) { *document_ = std::move(document); }
+void JsonConf::replace_document(Value document) {
+  mark_changed();
+  *document_ = std::move(document);
+}
+
+void JsonConf::mark_changed() noexcept {
+  static std::uint64_t latest = 0;
+  revision_ = ++latest;
+}
 
 void JsonConf::freeze_all(bool frozen) noexcept { frozen_documents = frozen; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -42,6 +43,9 @@ class JsonConf : public Error {
   /// The whole document, a mapping.
   const Value& document() const noexcept { return *document_; }
   void replace_document(Value document);
+  /// Another number after each change, and another in each document of the process: what was made of a document is
+  /// still true while it is the same.
+  std::uint64_t revision() const noexcept { return revision_; }
 
   /// The document of a deleted stream: its file is not written again.
   void retire() noexcept { retired_ = true; }
@@ -53,8 +57,10 @@ class JsonConf : public Error {
 
  private:
   Value* find(std::string_view key) const;
+  void mark_changed() noexcept;
 
   std::unique_ptr<Value> document_;
+  std::uint64_t revision_ = 0;
   bool retired_ = false;
 };
 

@@ -73,10 +73,7 @@ DirectoryWatch::DirectoryWatch(const std::string& directory) {
 DirectoryWatch::~DirectoryWatch() { Loop::current().directory_watcher().remove(*this); }
 
 Async<std::vector<DirectoryEvent>> DirectoryWatch::next() {
-  if (events_.empty()) {
-    Arrival arrival(*this);
-    co_await arrival;
-  }
+  if (events_.empty()) co_await waiters_.wait();
   co_return std::exchange(events_, {});
 }
 

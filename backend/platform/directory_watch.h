@@ -63,11 +63,6 @@ class DirectoryWatch {
  private:
   friend class DirectoryWatcher;
 
-  struct Arrival final : WaitQueue::Place {
-    explicit Arrival(DirectoryWatch& watch) noexcept : Place(watch.waiters_) {}
-    void await_resume() { finish(); }
-  };
-
   void deliver(DirectoryEvent event);
 
   int watch_descriptor_ = -1;

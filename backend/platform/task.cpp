@@ -153,9 +153,7 @@ void Task::kill(const Kill& kill) const {
 
 Async<> Task::wait() const {
   const Task task = *this;
-  if (task.dead()) co_return;
-  JoinWait join(*task.state_);
-  co_await join;
+  if (!task.dead()) co_await task.state_->joiners().wait();
 }
 
 Async<> Task::kill_and_wait(Kill kill) const {

@@ -25,6 +25,8 @@ class TaskState {
   bool kill_due() const noexcept { return pending_.exception && shields_ == 0; }
   [[noreturn]] void raise_kill();
   void kill(const Kill& kill);
+  /// The tasks that wait for its end.
+  WaitQueue& joiners() noexcept { return joiners_; }
 
   /// Runs from the last wait to the next one.
   void run();
@@ -35,7 +37,6 @@ class TaskState {
 
  private:
   friend class KillShield;
-  friend class JoinWait;
   friend void intrusive_ptr_add_ref(TaskState* state) noexcept;
   friend void intrusive_ptr_release(TaskState* state) noexcept;
 
@@ -56,13 +57,6 @@ class TaskState {
   bool dead_ = false;
   std::exception_ptr failure_;
   WaitQueue joiners_;
-};
-
-/// A wait for the end of a task that has not ended yet.
-class JoinWait final : public WaitQueue::Place {
- public:
-  explicit JoinWait(TaskState& target) noexcept : Place(target.joiners_) {}
-  void await_resume() { finish(); }
 };
 
 }  // namespace weir

@@ -56,6 +56,14 @@ class WaitQueue {
     bool woken_ = false;
   };
 
+  /// A wait for nothing but being woken.
+  class Turn final : public Place {
+   public:
+    explicit Turn(WaitQueue& queue) noexcept : Place(queue) {}
+    void await_resume() { finish(); }
+  };
+  Turn wait() noexcept { return Turn(*this); }
+
   bool empty() const noexcept { return head_.next == &head_; }
 
   /// Ends the longest wait, if there is one; its task runs later.

@@ -39,18 +39,6 @@ std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
   return std::set<std::string>(protocols.begin(), protocols.end());
 }
 
-// A stream whose record can't be made must not hide the others.
-Value record_or_error(const Stream& stream, const std::string& host) {
-  try {
-    return StreamManager::stream_info(stream, host);
-  } catch (const std::exception& failure) {
-    return {{"id", stream.id},
-            {"label", stream.conf->get_json_conf("label")},
-            {"status", stream.get_status()},
-            {"error", failure.what()}};
-  }
-}
-
 Async<> sync_and_log_failure(std::string path) {
   try {
     co_await sync_file(path);
@@ -112,7 +100,7 @@ std::shared_ptr<Stream> StreamRoutes::find(const Value& id) {
 
 // Each record is made a text at once: a thousand records are many megabytes of small pieces. The others have their turn
 // after each part. The streams are those of the beginning.
-Async<Response> StreamRoutes::list(std::string host) const {
+Async<Response> StreamRoutes::list(std::string host) {
   constexpr std::size_t usual_record = 800;
   constexpr std::size_t part = 64;
   const std::vector<std::shared_ptr<Stream>> streams = manager_.all_streams();
@@ -120,10 +108,8 @@ Async<Response> StreamRoutes::list(std::string host) const {
   records.reserve(streams.size() * usual_record);
   for (std::size_t i = 0; i < streams.size(); ++i) {
     if (i % part == part - 1) co_await yield_to_others();
-    Value record = record_or_error(*streams[i], host);
-    mask_value(record);
     if (i > 0) records += ',';
-    records += to_json(record);
+    records_.append(records, *streams[i], host);
   }
   records += ']';
   co_return json_text_response(std::move(records));
@@ -136,9 +122,7 @@ Async<Response> StreamRoutes::list_broken_files() {
 }
 
 Response StreamRoutes::read(const Value& id, const std::string& host) {
-  Value record = record_or_error(*find(id), host);
-  mask_value(record);
-  return json_response(record);
+  return json_response(stream_record(*find(id), host));
 }
 
 Async<Response> StreamRoutes::add(Value posted) {
@@ -208,6 +192,7 @@ Async<Response> StreamRoutes::remove(Value id) {
   if (!manager_.delete_stream(id)) {
     throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
+  records_.forget(stream->id);
   co_await sync_and_log_failure(Config::STREAM_DIRECTORY);
   co_await remove_directories(stream->id);
   co_return empty_response();

@@ -4,6 +4,7 @@
 #include "backend/platform/semaphore.h"
 #include "backend/web/router.h"
 #include "backend/web/server_stream_manager.h"
+#include "backend/web/stream_records.h"
 
 namespace weir {
 
@@ -18,7 +19,7 @@ class StreamRoutes {
   /// An operation of the manager on one stream.
   using Control = Async<bool> (StreamManager::*)(const Value& stream_id);
 
-  Async<Response> list(std::string host) const;
+  Async<Response> list(std::string host);
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
   Async<Response> add(Value form);
@@ -39,6 +40,7 @@ class StreamRoutes {
   Async<bool> take_back(long long id);
 
   ServerStreamManager& manager_;
+  StreamRecords records_;
   Semaphore& changes_;
 };
 

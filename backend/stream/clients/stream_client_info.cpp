@@ -98,6 +98,7 @@ bool StreamClientInfo::add(const Value& filename, const Value& addr, const Value
   }
   Client client{key, addr, time, time, std::nullopt};
   client.timeout = to_timeout(timeout);
+  if (client.timeout) expirable_.wake_all();
   output->by_key[key] = output->clients.insert(output->clients.end(), std::move(client));
   return true;
 }
@@ -142,20 +143,28 @@ StreamClientInfo::Output* StreamClientInfo::find_output(const Value& filename) {
 
 Async<> StreamClientInfo::timeout_monitor() {
   for (;;) {
-    expire_clients();
-    // One sweep a second; those of all streams at once, so that they cost one wake-up.
-    co_await sleep_to_next(std::chrono::seconds(1));
+    // One sweep a second while a client can expire; those of all streams at once, so that they cost one wake-up.
+    while (expire_clients()) co_await sleep_to_next(std::chrono::seconds(1));
+    co_await expirable_.wait();
   }
 }
 
-void StreamClientInfo::expire_clients() {
+// Whether a client is left that can expire.
+bool StreamClientInfo::expire_clients() {
+  bool expirable = false;
   const long long time = wall_seconds();
   for (Output& output : outputs_) {
     for (auto client = output.clients.begin(); client != output.clients.end();) {
       const auto candidate = client++;
-      if (candidate->timeout && time - candidate->last_access > *candidate->timeout) output.forget(candidate);
+      if (!candidate->timeout) continue;
+      if (time - candidate->last_access > *candidate->timeout) {
+        output.forget(candidate);
+      } else {
+        expirable = true;
+      }
     }
   }
+  return expirable;
 }
 
 }  // namespace weir

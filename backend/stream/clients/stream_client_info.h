@@ -6,6 +6,7 @@
 #include "backend/base/value.h"
 #include "backend/platform/async.h"
 #include "backend/platform/task.h"
+#include "backend/platform/wait_queue.h"
 #include "backend/stream/config/stream_config.h"
 
 namespace weir {
@@ -42,9 +43,10 @@ class StreamClientInfo {
   Output* find_output(const Value& filename);
   void track(const StreamConfig& conf);
   Async<> timeout_monitor();
-  void expire_clients();
+  bool expire_clients();
 
   std::vector<Output> outputs_;
+  WaitQueue expirable_;  ///< the expiry task waits here while no client can expire
   Task thread_;
 };
 

@@ -38,8 +38,8 @@ Async<> master_playlist_monitor(Stream& stream) {
   const FFmpeg& ffmpeg = *stream.ffmpeg;
   if (!ffmpeg.hls_master_playlist) co_return;
   for (std::size_t variant = 0; variant < ffmpeg.hls_variants.size(); ++variant) {
-    while (!std::filesystem::exists(get_hls_path(stream.id, variant_playlist(variant))))
-      co_await sleep(std::chrono::seconds(1));
+    const std::filesystem::path playlist = get_hls_path(stream.id, variant_playlist(variant));
+    while (!std::filesystem::exists(playlist)) co_await sleep(std::chrono::seconds(1));
   }
   std::string playlist = "#EXTM3U\n#EXT-X-VERSION:3\n";
   for (std::size_t variant = 0; variant < ffmpeg.hls_variants.size(); ++variant) {
