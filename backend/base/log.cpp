@@ -76,7 +76,7 @@ std::string make_line(std::string_view text) {
 
 void log(LogLevel level, std::string_view name, std::string_view text) {
   if (level < min_level) return;
-  const std::string visible_name = make_line(name);
+  const std::string visible_name = make_line(mask_passwords(name));
   const std::string line = make_line(mask_passwords(text));
   if (test_sink) return test_sink(level, visible_name, line);
   logger().log(to_spdlog(level), "{}: {}", visible_name, line);

@@ -10,8 +10,8 @@ namespace weir {
 
 enum class LogLevel { debug, info, warning, error };
 
-/// Writes one line to the log, which is standard error: time, level, name, text. Passwords in URLs are masked; the line
-/// is valid UTF-8 without control characters, whatever the name and the text hold: line ends become " | ".
+/// Writes one line to the log, which is standard error: time, level, name, text. Passwords in URLs of both are
+/// masked; the line is valid UTF-8 without control characters: line ends become " | ".
 void log(LogLevel level, std::string_view name, std::string_view text);
 
 /// Lines below the level are dropped. "info" unless set.

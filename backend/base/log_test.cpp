@@ -52,8 +52,8 @@ TEST(LogTest, WritesOneLineOfValidTextWithoutControlCharacters) {
            Case{"caf\xC3\xA9 \xFF \xC2\x85 \xE2\x80\xA8 \xE2\x80\xAE \xF0\x9F\x93\xBA",
                 "caf\xC3\xA9 \xEF\xBF\xBD \\xc2\\x85 \\xe2\\x80\\xa8 \\xe2\\x80\\xae \xF0\x9F\x93\xBA"},
        }) {
-    log(LogLevel::info, "a\r\nb", c.text);
-    EXPECT_EQ(written, std::string("a\\x0d | b: ") + c.line);
+    log(LogLevel::info, "a\r\nrtmp://u:p@h", c.text);
+    EXPECT_EQ(written, std::string("a\\x0d | rtmp://u:***@h: ") + c.line);
   }
   written.clear();
   log(LogLevel::debug, "a", "below the level");

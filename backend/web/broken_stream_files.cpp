@@ -46,10 +46,8 @@ std::string BrokenStreamFiles::set_aside(const std::string& file) {
 
 Async<Value> BrokenStreamFiles::list() {
   std::map<std::string, std::string> reasons = reasons_;
-  for (const fs::directory_entry& entry : fs::directory_iterator(Config::STREAM_DIRECTORY)) {
-    const std::string file = entry.path().filename();
+  for (const std::string& file : names_in(Config::STREAM_DIRECTORY))
     if (!original_name(file).empty()) reasons.emplace(file, "");
-  }
   Value files = Value::array();
   for (auto& [file, reason] : reasons) {
     // A file may be large, and there may be many.

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
+#include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/platform/files.h"
 #include "backend/web/stream_form.h"
@@ -32,9 +34,10 @@ bool uses(const Stream& stream, const std::string& profile_id) {
 void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   router.add("GET", "/api/profiles", [this](const Request&, Parameters) { return list(); });
-  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(r); });
+  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(read_form(r)); });
   router.add("GET", "/api/profiles/{id}", [this](const Request&, Parameters p) { return read(p[0]); });
-  router.add("PATCH", "/api/profiles/{id}", [this](const Request& r, Parameters p) { return change(r, p[0]); });
+  router.add("PATCH", "/api/profiles/{id}",
+             [this](const Request& r, Parameters p) { return change(p[0], read_form(r)); });
   router.add("DELETE", "/api/profiles/{id}", [this](const Request&, Parameters p) { return remove(p[0]); });
 }
 
@@ -56,18 +59,22 @@ Async<Response> ProfileRoutes::list() { co_return json_response(profiles_.list()
 
 Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(profiles_.read(find(id))); }
 
-Async<Response> ProfileRoutes::add(const Request& request) {
-  const Value form = read_form(request);
+Async<Response> ProfileRoutes::add(Value form) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<const ProfileDraft> draft = profiles_.draft_new(form);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
-  co_await store(draft);
+  try {
+    co_await store(draft);
+  } catch (const std::system_error& failure) {
+    // A client that tries again must not add it twice.
+    profiles_.remove(draft->id());
+    throw HttpError(500, fmt::format("The profile can't be saved: {}", failure.what()));
+  }
   co_return json_response({{"id", draft->id()}}, 201);
 }
 
-Async<Response> ProfileRoutes::change(const Request& request, std::string id) {
-  const Value form = read_form(request);
+Async<Response> ProfileRoutes::change(std::string id, Value form) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
@@ -90,7 +97,11 @@ Async<Response> ProfileRoutes::remove(std::string id) {
   if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", number, users.front()->id));
   const std::filesystem::path path = profiles_.path(number);
   if (!profiles_.remove(number)) throw HttpError(500, profiles_.get_error_msg());
-  co_await sync_file(path.parent_path());
+  try {
+    co_await sync_file(path.parent_path());
+  } catch (const std::system_error& failure) {
+    log(LogLevel::error, "Web", fmt::format("Failed to sync {}", failure.what()));
+  }
   co_return empty_response();
 }
 

@@ -21,8 +21,8 @@ class ProfileRoutes {
  private:
   Async<Response> list();
   Async<Response> read(std::string id);
-  Async<Response> add(const Request& request);
-  Async<Response> change(const Request& request, std::string id);
+  Async<Response> add(Value form);
+  Async<Response> change(std::string id, Value form);
   Async<Response> remove(std::string id);
 
   /// The id of a profile that exists. Throws `HttpError` with 404.

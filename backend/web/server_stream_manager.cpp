@@ -3,9 +3,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <system_error>
-#include <vector>
 
 #include "backend/base/bounded_json.h"
 #include "backend/base/log.h"
@@ -24,24 +24,21 @@ namespace {
 constexpr std::chrono::seconds retry_interval{30};
 constexpr double start_interval = 3;
 
+// A file of these faults is too large, a directory or a device: trying it again does not help.
+bool is_fault_of_file(const std::error_code& error) {
+  constexpr std::array faults{std::errc::file_too_large, std::errc::is_a_directory, std::errc::invalid_argument};
+  return std::ranges::any_of(faults, [&](std::errc fault) { return error == fault; });
+}
+
 // Whether it is the name or the content of a file that does not load; else the system failed to read or write it.
 bool is_file_at_fault(const std::string& file) {
   if (!stream_id_of(file)) return true;
   try {
     read_file(stream_file_path(file), max_document_bytes);
-  } catch (const std::system_error&) {
-    return false;
+  } catch (const std::system_error& failure) {
+    return is_fault_of_file(failure.code());
   }
   return !StreamConfig(stream_file_path(file)).load_json_conf();
-}
-
-std::vector<std::string> stream_files() {
-  std::vector<std::string> files;
-  for (const fs::directory_entry& entry : fs::directory_iterator(Config::STREAM_DIRECTORY)) {
-    std::string name = entry.path().filename();
-    if (is_stream_file(name)) files.push_back(std::move(name));
-  }
-  return files;
 }
 
 }  // namespace
@@ -113,7 +110,7 @@ Async<> ServerStreamManager::retry_missing_streams() {
 
 Async<> ServerStreamManager::load_missing_streams() {
   double delay = 0;
-  for (const std::string& file : stream_files()) {
+  for (const std::string& file : names_in(Config::STREAM_DIRECTORY)) {
     // A file may be large, and there may be many.
     co_await yield_to_others();
     const bool started = co_await load_missing_stream(file, delay);
@@ -124,7 +121,8 @@ Async<> ServerStreamManager::load_missing_streams() {
 // Returns whether the stream was started. A stream that exists is never replaced.
 Async<bool> ServerStreamManager::load_missing_stream(std::string file, double delay) {
   const auto id = stream_id_of(file);
-  if (!id || streams.contains(*id) || !fs::exists(stream_file_path(file))) co_return false;
+  std::error_code ignored;
+  if (!id || streams.contains(*id) || !fs::exists(stream_file_path(file), ignored)) co_return false;
   const std::string known_reason = broken_files.reason(file);
   if (!load_stream_from_file(file)) {
     if (known_reason.empty() || known_reason != broken_files.reason(file)) error(get_error_msg());

@@ -168,6 +168,15 @@ TEST_F(WebApplicationTest, AProfileThatCanNotBeWrittenIsTheServersFault) {
   fs::create_directory(file);
   EXPECT_EQ(ask("PATCH", "/api/profiles/1", R"({"name": "Q"})").status, 500);
   EXPECT_EQ(get("/api/profiles/1").at("name"), "P");
+
+  std::promise<void> release = hold_syncs();
+  auto addition = begin("POST", "/api/profiles", R"({"name": "R"})");
+  fs::rename(file.parent_path(), world_.directory.path() / "elsewhere");
+  release.set_value();
+  EXPECT_EQ(finish(std::move(addition)).status, 500);
+  EXPECT_EQ(get("/api/profiles").size(), 1U) << "what was not synced is taken back";
+  EXPECT_EQ(ask("DELETE", "/api/profiles/1").status, 204);
+  EXPECT_NE(world_.log_lines.back().find("Failed to sync"), std::string::npos);
 }
 
 TEST_F(WebApplicationTest, NoAnswerShowsAPassword) {
@@ -244,14 +253,16 @@ TEST_F(WebApplicationTest, ABrokenFileKeepsNoOtherStreamOffTheAir) {
   write(path("99999999999999999999.conf"), no_input);
   write(path("00.conf"), no_input);
   write(path("4.conf"), "{}");
+  fs::create_directory(path("5.conf"));
+  write(path("6.conf"), std::string((1 << 20) + 1, ' '));
   EXPECT_TRUE(world_.loop.run(manager_.init()));
   EXPECT_EQ(manager_.streams.size(), 1U);
   EXPECT_TRUE(fs::exists(path("0.conf")) != fs::exists(path("00.conf"))) << "one stream, one file";
   for (const char* name : {"0.conf.broken", "00.conf.broken"}) fs::remove(path(name));
   EXPECT_TRUE(std::ranges::count(world_.log_lines, "error Weir: 4.conf: Invalid input"))
       << testing::PrintToString(world_.log_lines);
-  EXPECT_EQ(broken_files(),
-            Value::parse(R"(["1.conf.broken", "1.conf.broken.1", "2.conf", "4.conf", "99999999999999999999.conf"])"));
+  EXPECT_EQ(broken_files(), Value::parse(R"(["1.conf.broken", "1.conf.broken.1", "2.conf", "4.conf", "5.conf", "6.conf",
+                             "99999999999999999999.conf"])"));
   add(no_input);
   EXPECT_TRUE(fs::exists(path("1.conf")));
   add(no_input);

@@ -75,15 +75,12 @@ Async<bool> StreamManager::init() {
       co_return false;
     }
   }
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(Config::STREAM_DIRECTORY)) {
-    names.push_back(entry.path().filename().string());
-  }
-  for (const std::string& name : names) {
+  for (const std::string& name : names_in(Config::STREAM_DIRECTORY)) {
     if (!load_stream_from_file(name)) error(get_error_msg());
   }
   sort_streams();
-  co_return co_await restore_streams();
+  const bool restored = co_await restore_streams();
+  co_return restored;
 }
 
 Async<> StreamManager::stop_thread() {
