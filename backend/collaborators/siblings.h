@@ -14,7 +14,7 @@
 
 namespace weir {
 
-/// How the heart reaches the sibling services whose implementation it does not know. The program sets the real ones at
+/// How the core reaches the services whose implementation it does not know. The program sets the real ones at
 /// start-up, a test its own; whoever sets a reference keeps its target alive. Nothing is called before it is set.
 struct Siblings {
   /// A command builder for the document, the input to ask for first, and the object that gets its failure messages.

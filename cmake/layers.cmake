@@ -1,14 +1,14 @@
-# A floor of the house is a static library of its folder; the test of a file lies beside it as …_test.cpp and goes
-# into one test program per floor. LINK names the floors below (and the libraries) that its headers may include.
-function(weir_floor name)
-  cmake_parse_arguments(FLOOR "" "" "LINK;PRIVATE_LINK" ${ARGN})
+# A layer is a static library of its folder; the test of a file lies beside it as …_test.cpp and goes into one test
+# program per layer. LINK names the layers below (and the libraries) that its headers may include.
+function(weir_layer name)
+  cmake_parse_arguments(LAYER "" "" "LINK;PRIVATE_LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
   set(tests ${sources})
   list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
   list(FILTER sources EXCLUDE REGEX "_test\\.cpp$")
   add_library(weir_${name} STATIC ${sources})
   target_include_directories(weir_${name} PUBLIC ${PROJECT_SOURCE_DIR})
-  target_link_libraries(weir_${name} PUBLIC ${FLOOR_LINK} PRIVATE ${FLOOR_PRIVATE_LINK})
+  target_link_libraries(weir_${name} PUBLIC ${LAYER_LINK} PRIVATE ${LAYER_PRIVATE_LINK})
   if(BUILD_TESTING AND tests)
     weir_tests(${name}_test ${tests})
     target_link_libraries(${name}_test PRIVATE weir_${name})
