@@ -29,8 +29,6 @@ std::string original_name(const std::string& file) {
 
 }  // namespace
 
-std::string stream_file_path(const std::string& file) { return join_path(Config::STREAM_DIRECTORY, file); }
-
 std::string BrokenStreamFiles::reason(const std::string& file) const {
   const auto known = reasons_.find(file);
   return known == reasons_.end() ? std::string() : known->second;
@@ -69,8 +67,8 @@ std::string BrokenStreamFiles::find_reason(const std::string& file) {
   return fmt::format("It loads now: rename it to {} to get its stream back", stream_file_name(free_number(file)));
 }
 
-// The number that the file had, unless it is taken meanwhile. It is not given to a new stream or another file: whoever
-// renames the file later must not overwrite one.
+// The number that the file had, unless it is taken meanwhile. It stays reserved: renaming the file later
+// must not overwrite another one.
 long long BrokenStreamFiles::free_number(const std::string& file) {
   free_numbers_.try_emplace(file, stream_id_of(original_name(file)).value_or(manager_.stream_next_id));
   long long& id = free_numbers_[file];
@@ -80,9 +78,9 @@ long long BrokenStreamFiles::free_number(const std::string& file) {
 }
 
 bool BrokenStreamFiles::is_taken(long long id, const std::string& file) const {
-  const auto is_promised = [&](const auto& other) { return other.second == id && other.first != file; };
+  const auto is_reserved = [&](const auto& other) { return other.second == id && other.first != file; };
   return manager_.streams.contains(id) || exists(stream_file_name(id)) ||
-         std::ranges::any_of(free_numbers_, is_promised);
+         std::ranges::any_of(free_numbers_, is_reserved);
 }
 
 }  // namespace weir

@@ -38,7 +38,4 @@ class BrokenStreamFiles {
   std::map<std::string, long long> free_numbers_;  ///< under which files that were set aside could be loaded
 };
 
-/// The path of a file of the stream directory.
-std::string stream_file_path(const std::string& file);
-
 }  // namespace weir

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/router.h"
 

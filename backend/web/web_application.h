@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "backend/web/batch_routes.h"
 #include "backend/web/hls_files.h"
 #include "backend/web/http_server.h"

@@ -3,6 +3,8 @@
 #include <fmt/core.h>
 
 #include "backend/base/numbers.h"
+#include "backend/collaborators/config.h"
+#include "backend/platform/files.h"
 
 namespace weir {
 
@@ -15,6 +17,8 @@ std::string_view stem(std::string_view name) { return name.substr(0, name.size()
 }  // namespace
 
 std::string stream_file_name(long long id) { return fmt::format("{}{}", id, suffix); }
+
+std::string stream_file_path(std::string_view name) { return join_path(Config::STREAM_DIRECTORY, name); }
 
 bool is_stream_file(std::string_view name) { return name.ends_with(suffix) && is_number(stem(name)); }
 

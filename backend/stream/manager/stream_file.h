@@ -12,6 +12,9 @@ constexpr long long max_stream_id = (1LL << 53) - 1;
 /// "12.conf", the name of stream 12's file.
 std::string stream_file_name(long long id);
 
+/// The path of a file of the stream directory.
+std::string stream_file_path(std::string_view name);
+
 /// Whether the name is a stream file's: decimal digits and ".conf". Leading zeros do not count: "012.conf" is
 /// stream 12.
 bool is_stream_file(std::string_view name);

@@ -48,7 +48,7 @@ bool delete_checked_stream(StreamManager& manager, const Value& stream_id) {
     manager.set_error_msg(fmt::format("Failed to delete stream {}: {}", to_text(stream_id), failure.what()));
     return false;
   }
-  // Whoever still waits in one of its operations can neither bring the file back nor start a transcoder.
+  // A task that still waits in one of its operations can neither restore the file nor start a transcoder.
   stream->conf->retire();
   stream->thread.kill();
   return true;
@@ -111,7 +111,7 @@ bool StreamManager::sort_streams() {
 }
 
 std::shared_ptr<StreamConfig> StreamManager::new_stream_config(const std::string& filename) {
-  return std::make_shared<StreamConfig>(join_path(Config::STREAM_DIRECTORY, filename), this);
+  return std::make_shared<StreamConfig>(stream_file_path(filename), this);
 }
 
 bool StreamManager::load_stream_from_file(const std::string& filename) {

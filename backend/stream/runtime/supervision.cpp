@@ -21,7 +21,7 @@ namespace weir {
 namespace {
 
 constexpr double delay_between_cycles = 3;
-// A process that the transcoder left behind in a group of its own may hold the pipe for ever.
+// A process that the transcoder left behind in its own group may keep the pipe open forever.
 constexpr std::chrono::seconds max_drain{2};
 
 void set_variable(std::vector<std::string>& environment, std::string_view name, std::string_view value) {
@@ -155,8 +155,8 @@ Async<> Stream::clean_up_cycle() {
   const auto guard = co_await lock.acquire();
   kill_all(spawns);
   if (proc) co_await end_transcoder();
-  if (ffmpeg) ffmpeg->cleanup();
-  if (clientinfo) co_await clientinfo->cleanup();
+  ffmpeg->cleanup();
+  co_await clientinfo->cleanup();
   // A monitor ends at its next wait; what it reads is replaced after that.
   for (const Task& monitor : spawns) co_await monitor.wait();
   spawns.clear();
