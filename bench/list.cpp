@@ -38,12 +38,12 @@ double milliseconds_since(BenchClock::time_point begin) {
   return std::chrono::duration<double, std::milli>(BenchClock::now() - begin).count();
 }
 
-/// Keeps the longest time for which a task that is always ready didn't get its turn.
-Async<> beat(std::shared_ptr<double> longest) {
+/// Keeps the longest wait of a task that is always ready.
+Async<> watch_turns(std::shared_ptr<double> max_wait) {
   for (;;) {
     const auto begin = BenchClock::now();
     co_await yield_to_others();
-    *longest = std::max(*longest, milliseconds_since(begin));
+    *max_wait = std::max(*max_wait, milliseconds_since(begin));
   }
 }
 
@@ -82,15 +82,15 @@ Async<> measure(const char* name, std::chrono::milliseconds pause, const Measure
 }
 
 Async<> measure_hold(const char* name, const Measurement& operation) {
-  const auto longest = std::make_shared<double>(0);
-  const Task pulse = spawn("pulse", beat(longest));
+  const auto max_wait = std::make_shared<double>(0);
+  const Task watch = spawn("watch", watch_turns(max_wait));
   const auto begin = BenchClock::now();
   while (milliseconds_since(begin) < 2000) co_await operation();
-  co_await pulse.kill_and_wait();
-  fmt::print("{:<24} {:5.1f} ms\n", name, *longest);
+  co_await watch.kill_and_wait();
+  fmt::print("{:<24} {:5.1f} ms\n", name, *max_wait);
 }
 
-// Figures of streams that are not on the air would be no figures.
+// Streams that do not run would make the figures meaningless.
 void check_that_all_run(const StreamManager& manager) {
   for (const auto& [id, stream] : manager.streams) {
     if (stream->get_status() != "running" || stream->stats.fps.value <= 0)

@@ -21,10 +21,11 @@ namespace weir {
 
 namespace {
 
-// The server starts all the same: a program that is installed later is found by the next launch.
+// Only a warning: a program that is installed later is found by the next launch.
 void warn_of_missing_program(const std::string& name, const std::string& program) {
   if (!find_program(program))
-    log(LogLevel::warning, "Weir", fmt::format("{} can't be run; streams need it (--{})", program, name));
+    log(LogLevel::warning, "Weir",
+        fmt::format("{} not found or not executable; streams need it (--{})", program, name));
 }
 
 void apply_hardware(const ServerSettings& settings) {

@@ -99,7 +99,7 @@ Async<bool> Server::start_streams() {
   }
 }
 
-// From now on the files keep what they hold: the next start finds every stream as it was.
+// From now on no file changes: the next start finds every stream as it was.
 Async<> Server::end() {
   JsonConf::freeze_all(true);
   web_.set_ready(false);

@@ -14,8 +14,8 @@ inline constexpr std::size_t max_members = 10'000;
 inline constexpr std::size_t max_mapping_members = 1'000;
 inline constexpr std::size_t max_nesting = 64;
 
-/// Reads a JSON text within those bounds, in time linear in its size. Throws `ValueError` with a message for a person:
-/// what is wrong and where. An integer beyond 64 bits is refused: as a fraction it would lose digits.
+/// Reads a JSON text within those bounds, in time linear in its size. Throws `ValueError` with what is wrong and
+/// where. An integer beyond 64 bits is refused: as a fraction it would lose digits.
 Value parse_json(std::string_view text);
 
 /// Throws `ValueError` when the value's indented JSON text could not be read again because of those bounds.

@@ -52,8 +52,8 @@ void append_visible(std::string& line, std::string_view character) {
   for (const char byte : character) line += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
 }
 
-// One line of valid UTF-8 without control characters: what comes from outside must not be able to fake a line of its
-// own or to steer the terminal. The lines of a traceback are joined.
+// One line of valid UTF-8 without control characters: input must not be able to forge a log line or to
+// send codes to the terminal. The lines of a traceback are joined.
 std::string make_line(std::string_view text) {
   while (text.ends_with('\n')) text.remove_suffix(1);
   const std::string valid = to_valid_utf8(std::string(text));

@@ -10,7 +10,7 @@ namespace weir {
 /// whatever is logged or shown; documents and command lines keep the real URL. Linear in the text.
 std::string mask_passwords(std::string_view text);
 
-/// False when masking would change nothing, which is told at once; most texts are such.
+/// False when masking would certainly change nothing; a quick check.
 bool may_hold_passwords(std::string_view text);
 
 }  // namespace weir

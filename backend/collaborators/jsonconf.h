@@ -50,7 +50,7 @@ class JsonConf : public Error {
   /// The document of a deleted stream: its file is not written again.
   void retire() noexcept { retired_ = true; }
   bool retired() const noexcept { return retired_; }
-  /// Refuses every further save of every document of the process: the files keep what the server held when it ended.
+  /// Refuses every further save of every document of the process: the files keep their content when the server ends.
   static void freeze_all(bool frozen) noexcept;
 
   std::string filename;

@@ -53,12 +53,12 @@ std::size_t end_of_sequence(std::string_view line, std::size_t start) {
 
 // --- timetables ---
 
-constexpr long long largest = 59;
-constexpr std::size_t longest_text = 1024;
+constexpr long long max_number = 59;
+constexpr std::size_t max_field_bytes = 1024;
 
 int read_number(std::string_view text, std::string_view whole) {
   const auto number = parse_integer(text);
-  if (!is_number(trim(text)) || !number || *number > largest) {
+  if (!is_number(trim(text)) || !number || *number > max_number) {
     throw ValueError(fmt::format("invalid number \"{}\" in timetable \"{}\"", text, whole));
   }
   return static_cast<int>(*number);
@@ -81,7 +81,7 @@ void add_item(IntegerList& list, std::string_view item, std::string_view whole) 
 void StandardBuffer::write(std::string_view text) {
   text_ += text;
   if (text_.size() <= capacity) return;
-  // An eighth more than necessary goes, so that not every line moves the whole buffer.
+  // Drops an eighth more than necessary, so that not every line moves the whole buffer.
   const std::size_t line_end = text_.find('\n', text_.size() - capacity + capacity / 8);
   text_.erase(0, line_end == std::string::npos ? text_.size() - capacity : line_end + 1);
 }
@@ -122,7 +122,7 @@ IntegerList str2intl(const Value& text) {
     throw TypeError(fmt::format("invalid timetable {}", to_text(text)));
   const std::string whole = to_text(text);
   if (trim(whole).empty()) return list;
-  if (whole.size() > longest_text) throw ValueError("a timetable's field is too long");
+  if (whole.size() > max_field_bytes) throw ValueError("a timetable's field is too long");
   for (std::string_view rest = whole;;) {
     const std::size_t comma = std::min(rest.find(','), rest.size());
     add_item(list, rest.substr(0, comma), whole);

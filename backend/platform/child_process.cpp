@@ -65,7 +65,7 @@ void set_non_blocking(const Descriptor& descriptor) {
   if (::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) != 0) throw_errno("fcntl");
 }
 
-// What this program handles or ignores is as it was before in the child: handlers must not run on the parent's memory.
+// Resets what this program handles or ignores: a handler in the child must not run on the parent's memory.
 void reset_signals(const sigset_t& mask) {
   struct sigaction action{};
   action.sa_handler = SIG_DFL;
@@ -133,7 +133,7 @@ bool is_executable(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-// A path is tried as it is: the failed exec tells best what is wrong with it.
+// A path is not checked: the failed exec reports what is wrong with it.
 std::string program_path(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
   const auto found = find_program(name);
@@ -165,7 +165,7 @@ pid_t clone_child(Launch& launch, int& pidfd) {
   return pid;
 }
 
-// A killed process ends soon, but one that waits for a dead disk holds nobody up.
+// A killed process can stay in an uninterruptible disk wait: only this task waits for it.
 Async<> reap_later(Descriptor pidfd) {
   ReadWatch ended(pidfd.get());
   co_await ended.readable();

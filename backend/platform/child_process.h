@@ -28,7 +28,7 @@ class ChildProcess {
   /// Sends the signal to the child's whole process group, whose id is the child's process id. Throws
   /// `std::system_error`; to be called before `reap` only.
   virtual void signal_group(int signal) = 0;
-  /// Lets the kernel forget the ended child; its process id may mean another process afterwards.
+  /// Reaps the ended child; its process id may be reused afterwards.
   virtual void reap() = 0;
   /// The reading end of the child's standard error, non-blocking.
   virtual int stderr_fd() const noexcept = 0;
@@ -60,7 +60,7 @@ std::optional<std::string> find_program(const std::string& name);
 /// descriptor limit that this process was started with.
 void lead_group_and_die_with_parent();
 
-/// Raises the soft descriptor limit to the hard one for this process, and remembers the original for the children.
+/// Raises the soft descriptor limit to the hard one for this process, and keeps the original for the children.
 void raise_descriptor_limit();
 
 /// How a program that was run to its end went.

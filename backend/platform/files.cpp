@@ -36,7 +36,7 @@ class TemporaryFile {
   }
 
   void rename(const std::string& target) {
-    // Some file systems tell only now that there was no room.
+    // Some file systems report a full disk only here.
     if (::close(file_.release()) != 0) throw_errno(path_);
     if (::rename(path_.c_str(), target.c_str()) != 0) throw_errno(target);
     renamed_ = true;

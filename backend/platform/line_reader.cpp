@@ -30,7 +30,7 @@ std::optional<std::string> LineSplitter::next() {
   return std::nullopt;
 }
 
-void LineSplitter::take(std::string_view bytes) { line_ += bytes.substr(0, longest_line - line_.size()); }
+void LineSplitter::take(std::string_view bytes) { line_ += bytes.substr(0, max_line_bytes - line_.size()); }
 
 std::string LineSplitter::complete_line(bool terminated) {
   std::string line = to_valid_utf8(std::exchange(line_, {}));

@@ -11,7 +11,7 @@ namespace weir {
 /// have none. Bytes that are not UTF-8 become U+FFFD. A line is cut at 64 KiB and its rest dropped.
 class LineSplitter {
  public:
-  static constexpr std::size_t longest_line = 64 * 1024;
+  static constexpr std::size_t max_line_bytes = 64 * 1024;
 
   void feed(std::string_view bytes) { input_.append(bytes); }
   /// What is left of an unfinished line is the last line.

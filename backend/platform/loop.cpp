@@ -124,7 +124,7 @@ void Loop::arm_real_timer() {
 
 void Loop::report(std::string_view task, const std::exception_ptr& failure) { failure_handler_(task, failure); }
 
-// The coroutines' frames go before what their destructors use.
+// Destroys the coroutine frames before the objects that their destructors use.
 void Loop::destroy_tasks() {
   while (!tasks_.empty()) {
     TaskState* task = *tasks_.begin();

@@ -96,7 +96,7 @@ ReadWatch::~ReadWatch() {
   if (added_) Loop::current().poller().remove(*this);
 }
 
-// A descriptor that is readable while nobody waits for it is left out until somebody does, or every look would find it.
+// Removes a readable descriptor that no task waits for, or every poll would report it; `begin` adds it again.
 void ReadWatch::notify() {
   if (!waiters_.empty()) return waiters_.wake_all();
   Loop::current().poller().remove(*this);

@@ -24,7 +24,7 @@ class OutputFile {
   int fd() const noexcept { return file_.get(); }
 
   std::string content() const {
-    // The offset is the child's too: it tells how much was written.
+    // The child shares the offset: it is the number of bytes written.
     std::string text(static_cast<std::size_t>(::lseek(file_.get(), 0, SEEK_CUR)), '\0');
     const ssize_t size = ::pread(file_.get(), text.data(), text.size(), 0);
     if (size < 0) throw_errno("pread");

@@ -15,7 +15,7 @@ Semaphore::Guard Semaphore::Acquire::await_resume() {
   return Guard(semaphore_);
 }
 
-// The permit goes straight to the waiter, so that nobody overtakes it.
+// Hands the permit to the first waiter directly: no other task can take it in between.
 void Semaphore::release() noexcept {
   if (waiters_.empty()) {
     ++count_;

@@ -9,8 +9,8 @@ namespace weir {
 
 namespace {
 
-// Far enough for every schedule, near enough that adding it to a point in time cannot overflow.
-constexpr std::chrono::nanoseconds longest_sleep = std::chrono::hours(24 * 365 * 100);
+// A hundred years: adding it to a point in time does not overflow.
+constexpr std::chrono::nanoseconds max_sleep = std::chrono::hours(24 * 365 * 100);
 
 }  // namespace
 
@@ -31,14 +31,14 @@ bool SleepWait::cancel() noexcept {
 void SleepWait::expire() { complete(); }
 
 SleepWait sleep(std::chrono::nanoseconds duration) {
-  return SleepWait(now() + std::clamp(duration, std::chrono::nanoseconds(0), longest_sleep));
+  return SleepWait(now() + std::clamp(duration, std::chrono::nanoseconds(0), max_sleep));
 }
 
 SleepWait sleep_seconds(double seconds) { return sleep(to_duration(seconds)); }
 
 std::chrono::nanoseconds to_duration(double seconds) {
-  const double longest = std::chrono::duration<double>(longest_sleep).count();
-  const double bounded = std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, longest);
+  const double max_seconds = std::chrono::duration<double>(max_sleep).count();
+  const double bounded = std::isnan(seconds) ? 0.0 : std::clamp(seconds, 0.0, max_seconds);
   return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded));
 }
 

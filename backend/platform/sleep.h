@@ -31,7 +31,7 @@ SleepWait sleep_seconds(double seconds);
 /// The duration of that many seconds; those beyond what a sleep can take are the longest sleep, none is negative.
 std::chrono::nanoseconds to_duration(double seconds);
 
-/// Waits until the loop's time is a multiple of `period`: all tasks that beat with the same period wake together.
+/// Waits until the loop's time is a multiple of `period`: all tasks of the same period wake together.
 SleepWait sleep_to_next(std::chrono::nanoseconds period);
 
 }  // namespace weir

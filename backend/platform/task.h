@@ -20,7 +20,7 @@ struct TaskExit {
   static constexpr bool spares_unstarted = false;
 };
 
-/// What a kill raises in its target. One is pending at a time: of two that arrive before the target looks, the one of
+/// What a kill raises in its target. One is pending at a time: of two that arrive before it is raised, the one of
 /// higher rank stays, and of equal ones the first. An exception type that is used in kills has the members
 /// `kill_rank` and `spares_unstarted`.
 struct Kill {

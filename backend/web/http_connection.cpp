@@ -118,11 +118,11 @@ Async<bool> HttpConnection::serve_request() {
   deadline_.reset();
   busy_ = true;
   Response response = co_await service_->handler(request);
-  // HTTP/1.0 clients would need a keep-alive header; they are few.
+  // HTTP/1.0 clients need a header for it that is not sent.
   const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_;
   const bool sent = co_await send(std::move(response), request.method != "HEAD", keep_alive);
   busy_ = false;
-  co_return sent&& keep_alive && !finishing_;
+  co_return !finishing_ && keep_alive && sent;
 }
 
 Async<bool> HttpConnection::read_head(Parser& parser) {
@@ -158,7 +158,7 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
   auto target = parse_target(message.target());
   if (!target) throw HttpError(400, "Invalid request target");
   const std::size_t hosts = message.count(http::field::host);
-  if (hosts > 1 || (hosts == 0 && message.version() >= 11)) throw HttpError(400, "One Host header is needed");
+  if (hosts > 1 || (hosts == 0 && message.version() >= 11)) throw HttpError(400, "Exactly one Host header is required");
   std::string host(message[http::field::host]);
   if (!host.empty() && !is_authority(host)) throw HttpError(400, "Invalid Host header");
   // The host of a target in absolute form counts, whatever the header says.

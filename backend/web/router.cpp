@@ -33,7 +33,7 @@ bool answers(const std::string& route_method, const std::string& method) {
 
 bool changes_something(const std::string& method) { return method != "GET" && method != "HEAD" && method != "OPTIONS"; }
 
-// A page of another site must not change anything through its visitor's browser.
+// Cross-site request forgery: a page of another site must not change anything through a browser.
 bool comes_from_another_site(const Request& request) {
   if (request.origin.empty() || !changes_something(request.method)) return false;
   const std::size_t scheme = request.origin.find("://");

@@ -23,7 +23,7 @@ Response ServerRoutes::readiness() const {
 }
 
 Async<Response> ServerRoutes::probe(std::string url) {
-  if (url.empty()) throw HttpError(400, "\"url\" is needed");
+  if (url.empty()) throw HttpError(400, "\"url\" is required");
   // Each probe is a process.
   const auto permit = co_await probes_.acquire();
   try {

@@ -7,15 +7,15 @@
 
 namespace weir {
 
-/// The registry of a server: a file that can't be loaded never keeps the other streams off the air, and is not lost.
+/// The registry of a server: a file that can't be loaded never stops the others from loading, and is not lost.
 class ServerStreamManager : public StreamManager {
  public:
-  /// As the base's, and no failure is raised. A file whose document raises one is set aside. A file that the system
+  /// As in the base, but raises nothing. A file whose document raises one is set aside. A file that the system
   /// fails to read, or whose stream it fails to save or to give directories, keeps its name and its id.
   bool load_stream_from_file(const std::string& filename) override;
 
   /// Tries the stream files that are no streams again, every 30 s: one that loads is registered, and started if it was
-  /// active. Never ends by itself.
+  /// active. Runs until it is killed.
   Async<> retry_missing_streams();
 
   /// Whether there are stream files and the system failed each of them.

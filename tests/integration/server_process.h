@@ -22,10 +22,10 @@
 
 namespace weir::test {
 
-/// Looks again and again, in real time, until the condition holds. False when it does not within `patience`.
+/// Looks again and again, in real time, until the condition holds. False when it does not within `timeout`.
 inline bool eventually(const std::function<bool()>& condition,
-                       std::chrono::seconds patience = std::chrono::seconds(30)) {
-  const auto end = std::chrono::steady_clock::now() + patience;
+                       std::chrono::seconds timeout = std::chrono::seconds(30)) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));

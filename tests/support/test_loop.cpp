@@ -9,8 +9,8 @@
 
 namespace weir::test {
 
-bool run_until(Loop& loop, const std::function<bool()>& condition, std::chrono::nanoseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
+bool run_until(Loop& loop, const std::function<bool()>& condition, std::chrono::nanoseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   const auto work = boost::asio::make_work_guard(loop.context());
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;

@@ -16,9 +16,9 @@ namespace weir::test {
 
 using namespace std::chrono_literals;
 
-/// Runs the loop until the condition holds, with real children and sockets: false when `patience` of real time has
+/// Runs the loop until the condition holds, with real children and sockets: false when `timeout` of real time has
 /// passed first.
-bool run_until(Loop& loop, const std::function<bool()>& condition, std::chrono::nanoseconds patience);
+bool run_until(Loop& loop, const std::function<bool()>& condition, std::chrono::nanoseconds timeout);
 
 /// A loop on a clock that only tests move. Failures that leave a task are collected.
 class TestLoop : public Loop {
@@ -29,8 +29,8 @@ class TestLoop : public Loop {
   void settle();
   /// Moves the clock forward, stopping at each timer on the way and settling there.
   void advance(std::chrono::nanoseconds duration);
-  bool run_until(const std::function<bool()>& condition, std::chrono::nanoseconds patience) {
-    return test::run_until(*this, [&] { return settle(), condition(); }, patience);
+  bool run_until(const std::function<bool()>& condition, std::chrono::nanoseconds timeout) {
+    return test::run_until(*this, [&] { return settle(), condition(); }, timeout);
   }
 
   /// Runs a coroutine to its end without time moving and gives its result; throws what it throws. A coroutine that

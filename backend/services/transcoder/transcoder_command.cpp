@@ -59,15 +59,16 @@ void check_arguments(const std::vector<std::string>& command) {
   std::size_t size = 0;
   for (std::size_t i = 0; i < command.size(); ++i) {
     const std::string& name = command[i == 0 ? 0 : i - 1];
-    if (command[i].find('\0') != std::string::npos) throw ValueError(fmt::format("The value of {} has a NUL", name));
+    if (command[i].find('\0') != std::string::npos)
+      throw ValueError(fmt::format("The value of {} contains a NUL character", name));
     if (command[i].size() > max_argument) {
       throw ValueError(
-          fmt::format("The value of {} has {} bytes; at most {} are possible", name, command[i].size(), max_argument));
+          fmt::format("The value of {} is too long: {} bytes (at most {})", name, command[i].size(), max_argument));
     }
     size += command[i].size() + 1 + sizeof(char*);
   }
   if (size > max_command) {
-    throw ValueError(fmt::format("The command has {} bytes; at most {} are possible", size, max_command));
+    throw ValueError(fmt::format("The command is too long: {} bytes (at most {})", size, max_command));
   }
 }
 

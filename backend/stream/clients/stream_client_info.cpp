@@ -30,11 +30,11 @@ std::string client_key(const Value& addr, const Value& port) {
   return key;
 }
 
-// Nothing when the value is no integer; beyond every time the largest one.
+// Nothing when the value is not an integer; larger ones than 63 bits are cut to them.
 std::optional<long long> to_timeout(const Value& value) {
   if (!value.is_number_integer()) return std::nullopt;
-  constexpr unsigned long long largest = std::numeric_limits<long long>::max();
-  if (value.is_number_unsigned()) return static_cast<long long>(std::min(value.get<unsigned long long>(), largest));
+  constexpr unsigned long long max_timeout = std::numeric_limits<long long>::max();
+  if (value.is_number_unsigned()) return static_cast<long long>(std::min(value.get<unsigned long long>(), max_timeout));
   return value.get<long long>();
 }
 

@@ -13,7 +13,7 @@ namespace weir {
 
 namespace {
 
-// The stream lives as long as the operation waits in it.
+// Keeps the stream alive while the operation waits.
 Async<bool> hold([[maybe_unused]] std::shared_ptr<Stream> stream, Async<bool> operation) {
   const bool result = co_await operation;
   co_return result;

@@ -11,11 +11,11 @@
 namespace weir {
 
 Value memory_limit(const Value& baseline) {
-  constexpr long long least_headroom = 512;
+  constexpr long long min_headroom = 512;
   const double quarter = baseline.get<double>() * 0.25;
-  if (quarter >= least_headroom) return baseline.get<double>() + quarter;
-  if (baseline.is_number_integer()) return baseline.get<long long>() + least_headroom;
-  return baseline.get<double>() + static_cast<double>(least_headroom);
+  if (quarter >= min_headroom) return baseline.get<double>() + quarter;
+  if (baseline.is_number_integer()) return baseline.get<long long>() + min_headroom;
+  return baseline.get<double>() + static_cast<double>(min_headroom);
 }
 
 std::optional<long long> digits_setting(const Value& setting) {

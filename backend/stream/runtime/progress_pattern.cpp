@@ -32,10 +32,8 @@ struct QualityMatch {
   TimeMatch time;
 };
 
-// "key=\s*(\S+).+next" matches at a key whose value starts at `value` exactly when the last match of `next` stands at
-// `value` + 2 or behind: the value needs one character and so does ".+", which takes all it can and therefore ends at
-// that last match. The value is the whole run of non-blanks, or what of it leaves a character for ".+". So for a scan
-// from the end the last match of each key is all that has to be remembered.
+// "key=\s*(\S+).+next" matches where the last match of `next` stands at `value` + 2 or behind: "\S+" and ".+" need one
+// character each, and ".+" reaches as far as it can. So a scan from the end keeps the last match of each key only.
 class BackwardScan {
  public:
   explicit BackwardScan(std::string_view line) : line_(line) {

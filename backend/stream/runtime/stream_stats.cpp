@@ -39,11 +39,11 @@ std::optional<long long> read_time(std::string_view text) {
   const auto minutes = parse_integer(text.substr(first + 1, second - first - 1));
   const auto seconds = parse_float(text.substr(second + 1));
   if (!hours || !minutes || !seconds || std::isnan(*seconds)) return std::nullopt;
-  // Three parts of this size have a sum that fits.
-  constexpr double largest = 3e18;
+  // The sum of three such parts fits an integer.
+  constexpr double max_part = 3e18;
   const double parts[] = {static_cast<double>(*hours) * 3600, static_cast<double>(*minutes) * 60, *seconds};
   for (const double part : parts) {
-    if (std::abs(part) > largest) throw OverflowError("media time is beyond any figure");
+    if (std::abs(part) > max_part) throw OverflowError("media time out of range");
   }
   return *hours * 3600 + *minutes * 60 + static_cast<long long>(*seconds);
 }

@@ -26,7 +26,7 @@ std::string read_map(const Settings& settings, const Value& value, char type) {
   return "0:" + map + (letters ? ":0" : "");
 }
 
-/// 'V' leaves out the cover pictures of audio files.
+/// 'V' leaves out attached pictures (cover art).
 std::string default_map(char type) { return type == 'v' ? "0:V:0" : std::string("0:") + type + ":0"; }
 
 }  // namespace

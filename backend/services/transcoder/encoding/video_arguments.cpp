@@ -27,8 +27,8 @@ class Rendition {
   std::string word(std::string_view key, std::string_view fallback = {}) const {
     return where(key).word(key, fallback);
   }
-  std::optional<long long> whole(std::string_view key, long long least, long long most) const {
-    return where(key).whole(key, least, most);
+  std::optional<long long> whole(std::string_view key, long long min, long long max) const {
+    return where(key).whole(key, min, max);
   }
   long long audio_bitrate() const { return own_.whole("audio_bitrate", 1, 10'000).value_or(0); }
   bool has_own(std::string_view key) const { return own_.has(key); }

@@ -136,7 +136,7 @@ std::vector<FilterCall> read_filter_graph(std::string_view graph) {
     calls.push_back(read_call(reader));
     skip_labels(reader);
   } while (reader.take(',') || reader.take(';'));
-  if (!reader.rest().empty()) throw ValueError(fmt::format("no filter can follow at \"{}\"", reader.rest()));
+  if (!reader.rest().empty()) throw ValueError(fmt::format("unexpected text after a filter: \"{}\"", reader.rest()));
   if (reader.ended_open()) throw ValueError("it ends within quotes or after a backslash");
   return calls;
 }

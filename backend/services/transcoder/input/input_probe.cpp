@@ -23,9 +23,8 @@ namespace weir {
 namespace {
 
 constexpr const char* wanted_entries =
-    "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,width,height,avg_frame_rate,pix_"
-    "fmt,"
-    "sample_rate,channels,bit_rate:stream_tags=language";
+    "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,width,height,avg_frame_rate,"
+    "pix_fmt,sample_rate,channels,bit_rate:stream_tags=language";
 
 Value make_error(std::string_view reason) { return Value{{"error", mask_passwords(reason)}}; }
 
@@ -85,7 +84,7 @@ Value describe(const Value& answer) {
   if (list.is_array()) {
     for (const Value& stream : list) streams.push_back(describe_stream(stream));
   }
-  if (streams.empty()) return make_error("it holds no media streams");
+  if (streams.empty()) return make_error("no media streams found");
   return Value{{"format", member(format, "format_name")},
                {"duration", get_number(member(format, "duration"))},
                {"bitrate", get_whole(member(format, "bit_rate"), 0.001)},
@@ -105,7 +104,7 @@ Value read_answer(const CommandResult& result, const std::string& address) {
   if (result.timed_out) return make_error(fmt::format("no answer within {} s", Config::PROBE_TIMEOUT));
   if (result.exit_status != 0) {
     const std::string line = get_failure(result.standard_error, address);
-    return make_error(line.empty() ? fmt::format("the probe ended with {}", result.exit_status) : line);
+    return make_error(line.empty() ? fmt::format("the probe exited with {}", result.exit_status) : line);
   }
   try {
     return describe(parse_json(result.standard_output));

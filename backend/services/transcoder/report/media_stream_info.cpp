@@ -174,7 +174,7 @@ Value MediaStreamInfo::dump(const std::vector<MediaStream>& streams, bool from_o
   Value list = Value::array();
   std::set<const MediaStream*> shown;
   for (const MediaStream& stream : streams) {
-    // Several copies of one source differ by their codec tags alone: they are one stream to whoever looks.
+    // Several copies of one source differ by their codec tags alone: they are shown as one stream.
     const MediaStream* source = from_outputs ? find_source(stream) : nullptr;
     if (source != nullptr && !shown.insert(source).second) continue;
     const StreamDescription description = describe(stream, from_outputs);

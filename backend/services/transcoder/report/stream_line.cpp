@@ -117,7 +117,7 @@ void read_figure(std::string_view field, MediaStream& stream) {
   // A source can print anything: "nan", "inf", "1000000000k".
   if (!(value <= max_figure)) return;
   const std::string_view unit = first_word(scanner.rest());
-  // What a thread wrote between may touch the last field of a piece.
+  // Another thread's output may directly follow the last field.
   if (unit.starts_with("kb/s")) stream.bitrate = std::llround(value);
   if (unit == "Hz") stream.sample_rate = static_cast<int>(value);
   if (unit == "fps" || (unit == "tbr" && stream.fps == 0)) stream.fps = value;
