@@ -177,7 +177,7 @@ Async<Response> StreamRoutes::change(Value id, Value posted) {
   const std::shared_ptr<Stream> stream = find(id);
   const Value form = co_await prepare_change(stream->conf, std::move(posted));
   find(id);  // the stream may have been deleted meanwhile
-  if (!manager_.save_stream(id, form)) throw HttpError(500, manager_.get_error_msg());
+  save_or_restore(*stream, form);
   try {
     co_await sync_file(stream->conf->filename);
   } catch (const std::system_error&) {
@@ -185,6 +185,18 @@ Async<Response> StreamRoutes::change(Value id, Value posted) {
   }
   find(id);  // the stream may have been deleted meanwhile
   co_return ok_response();
+}
+
+// What could not be saved must not take effect.
+void StreamRoutes::save_or_restore(const Stream& stream, const Value& form) {
+  Value before = stream.conf->document();
+  if (manager_.save_stream(stream.id, form)) return;
+  const std::string reason = manager_.get_error_msg();
+  stream.conf->replace_document(std::move(before));
+  // They count the inputs and outputs again.
+  stream.conf->sort_input();
+  stream.conf->sort_output();
+  throw HttpError(500, reason);
 }
 
 Async<Response> StreamRoutes::remove(Value id) {

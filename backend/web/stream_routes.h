@@ -38,6 +38,7 @@ class StreamRoutes {
   void make_room_for(const std::string& file);
   void add_or_clean_up(const Value& form, const std::string& path);
   Async<bool> take_back(long long id);
+  void save_or_restore(const Stream& stream, const Value& form);
 
   ServerStreamManager& manager_;
   StreamRecords records_;

@@ -160,6 +160,14 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
   EXPECT_EQ(manager_.stream_next_id, 2);
 }
 
+TEST_F(WebApplicationTest, AStreamThatCanNotBeWrittenStaysAsItWas) {
+  add();
+  fs::create_directory(path("0.conf.tmp"));  // its file can't be written
+  EXPECT_EQ(ask("PATCH", "/api/streams/0", R"({"label": "Sport", "input.1.url": "udp://b"})").status, 500);
+  EXPECT_EQ(get("/api/streams/0").at("label"), "News");
+  EXPECT_EQ(get("/api/streams/0").at("url_info").at("inputs").size(), 1U);
+}
+
 TEST_F(WebApplicationTest, AProfileThatCanNotBeWrittenIsTheServersFault) {
   const fs::path file = world_.profiles().path(1);
   fs::create_directory(file.parent_path());
