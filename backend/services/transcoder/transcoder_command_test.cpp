@@ -103,7 +103,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"output.0.hostname", std::string("::1\0x", 5)}}, "output.0.hostname: "},
       {{{"output.0.hostname", "u:secret@h"}}, "output.0.hostname: not a host name or address"},
       {{{"video.filters", long_filters}}, "The value of -filter:v:0 is too long: 200048 bytes (at most 131071)"},
-      {expensive, "The command has 120"},
+      {expensive, "The command is too long: 120"},
       {{{"output.0", {{"protocol", "hls"}, {"playlist_name", long_name.substr(5) + ".m3u8"}}}},
        "output.0.playlist_name: longer than 251 bytes"},
       {{{"output.0", {{"protocol", "hls"}, {"playlist_name", ".hid.m3u8"}}}},
