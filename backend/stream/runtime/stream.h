@@ -89,9 +89,9 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   // The supervision task; its monitors are in monitors.h.
   static Async<> supervise(std::shared_ptr<Stream> self);
   Async<> run();
-  Async<> run_cycles(std::vector<std::string> environment);
-  Async<> run_transcoder(std::vector<std::string> environment);
-  Async<> launch(std::vector<std::string> environment);
+  Async<> run_cycles(std::shared_ptr<const std::vector<std::string>> environment);
+  Async<> run_transcoder(std::shared_ptr<const std::vector<std::string>> environment);
+  Async<> launch(std::shared_ptr<const std::vector<std::string>> environment);
   void spawn_monitors();
   Async<> clean_up_cycle();
   Async<> end_transcoder();

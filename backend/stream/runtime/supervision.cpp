@@ -24,14 +24,17 @@ constexpr double delay_between_cycles = 3;
 // A process that the transcoder left behind in its own group may keep the pipe open forever.
 constexpr std::chrono::seconds max_drain{2};
 
-void set_variable(std::vector<std::string>& environment, std::string_view name, std::string_view value) {
+/// Variables as NAME=value.
+using Environment = std::vector<std::string>;
+
+void set_variable(Environment& environment, std::string_view name, std::string_view value) {
   const std::string prefix = fmt::format("{}=", name);
   std::erase_if(environment, [&](const std::string& variable) { return variable.starts_with(prefix); });
   environment.push_back(prefix + std::string(value));
 }
 
-std::vector<std::string> transcoder_environment() {
-  std::vector<std::string> environment;
+Environment transcoder_environment() {
+  Environment environment;
   for (char** variable = environ; *variable; ++variable) environment.emplace_back(*variable);
   set_variable(environment, "AV_LOG_FORCE_COLOR", "");
   set_variable(environment, "AV_LOG_FORCE_256COLOR", "");
@@ -42,6 +45,15 @@ std::vector<std::string> transcoder_environment() {
   if (Config::VERSION.find("nvenc") != std::string::npos) {
     set_variable(environment, "LD_PRELOAD", siblings().nvidia_driver_manager->get_patch_library());
   }
+  return environment;
+}
+
+// The environment for one task; the same one for all tasks that build an equal one, as it takes some KB.
+std::shared_ptr<const Environment> shared_environment() {
+  static std::weak_ptr<const Environment> latest;
+  auto environment = std::make_shared<const Environment>(transcoder_environment());
+  if (auto same = latest.lock(); same && *same == *environment) return same;
+  latest = environment;
   return environment;
 }
 
@@ -81,9 +93,9 @@ Async<> Stream::supervise(std::shared_ptr<Stream> self) { co_await self->run(); 
 Async<> Stream::run() {
   std::exception_ptr leaving;
   try {
-    std::vector<std::string> environment = transcoder_environment();
+    const std::shared_ptr<const Environment> environment = shared_environment();
     set_status("starting");
-    co_await run_cycles(std::move(environment));
+    co_await run_cycles(environment);
   } catch (const std::exception&) {
   } catch (...) {
     leaving = std::current_exception();
@@ -92,7 +104,7 @@ Async<> Stream::run() {
   if (leaving) std::rethrow_exception(leaving);
 }
 
-Async<> Stream::run_cycles(std::vector<std::string> environment) {
+Async<> Stream::run_cycles(std::shared_ptr<const Environment> environment) {
   bool stopped = false;
   while (!stopped) {
     std::exception_ptr leaving;
@@ -115,7 +127,7 @@ Async<> Stream::run_cycles(std::vector<std::string> environment) {
 }
 
 // One cycle: launches the transcoder and waits for its end.
-Async<> Stream::run_transcoder(std::vector<std::string> environment) {
+Async<> Stream::run_transcoder(std::shared_ptr<const Environment> environment) {
   co_await sleep_seconds(delay);
   {
     const auto guard = co_await lock.acquire();
@@ -127,14 +139,14 @@ Async<> Stream::run_transcoder(std::vector<std::string> environment) {
     error(get_error_msg());
     co_return;
   }
-  co_await launch(std::move(environment));
+  co_await launch(environment);
   co_await proc->wait();
 }
 
-Async<> Stream::launch(std::vector<std::string> environment) {
+Async<> Stream::launch(std::shared_ptr<const Environment> environment) {
   const auto guard = co_await lock.acquire();
   input_next = 0;
-  SpawnOptions options{.command = ffmpeg->command, .environment = std::move(environment)};
+  SpawnOptions options{.command = ffmpeg->command, .environment = *environment};
   options.before_exec = preexec_fn;
   proc = siblings().spawn_child(options);
   stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
