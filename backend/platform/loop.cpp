@@ -27,6 +27,10 @@ Loop* current_loop = nullptr;
 
 constexpr std::chrono::milliseconds max_round{5};
 
+// Between two steps of a request (bytes arrived, read, answered) there are rounds in which no task runs.
+constexpr int idle_rounds = 4;
+constexpr int max_yield_rounds = 200;
+
 void print_failure(std::string_view task, const std::exception_ptr& failure) {
   fmt::print(stderr, "{}\n", format_traceback(failure, task));
 }
@@ -92,6 +96,7 @@ void Loop::schedule(TaskState& task) {
 // rest, and before what these tasks make ready.
 void Loop::run_ready() {
   drain_posted_ = false;
+  idle_rounds_ = 0;
   const auto deadline = std::chrono::steady_clock::now() + max_round;
   for (std::size_t count = ready_.size(); count > 0; --count) {
     TaskState* task = ready_.front();
@@ -101,6 +106,30 @@ void Loop::run_ready() {
     if (std::chrono::steady_clock::now() > deadline) break;
   }
   if (!ready_.empty()) post_drain();
+}
+
+void Loop::yield(TaskState& task) {
+  intrusive_ptr_add_ref(&task);
+  yielded_.push_back(&task);
+  post_yielded();
+}
+
+// In each round all handlers run that are ready, and I/O is looked at.
+void Loop::run_yielded() {
+  yielded_posted_ = false;
+  ++yield_rounds_;
+  if (++idle_rounds_ >= idle_rounds || yield_rounds_ >= max_yield_rounds) {
+    yield_rounds_ = 0;
+    ready_.push_back(yielded_.front());
+    yielded_.pop_front();
+    post_drain();
+  }
+  if (!yielded_.empty()) post_yielded();
+}
+
+void Loop::post_yielded() {
+  if (std::exchange(yielded_posted_, true)) return;
+  asio::post(*context_, [this] { run_yielded(); });
 }
 
 void Loop::post_drain() {
@@ -132,8 +161,10 @@ void Loop::destroy_tasks() {
     task->destroy();
     intrusive_ptr_release(task);
   }
-  for (TaskState* task : ready_) intrusive_ptr_release(task);
-  ready_.clear();
+  for (std::deque<TaskState*>* waiting : {&ready_, &yielded_}) {
+    for (TaskState* task : *waiting) intrusive_ptr_release(task);
+    waiting->clear();
+  }
 }
 
 TimePoint now() { return Loop::current().clock().now(); }

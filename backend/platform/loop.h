@@ -60,6 +60,10 @@ class Loop {
   void schedule(TaskState& task);
   void run_ready();
   void post_drain();
+  /// The task goes on once no other has run for some rounds; yielded ones go on one at a time.
+  void yield(TaskState& task);
+  void run_yielded();
+  void post_yielded();
   void arm_real_timer();
   void report(std::string_view task, const std::exception_ptr& failure);
   void destroy_tasks();
@@ -74,6 +78,10 @@ class Loop {
   std::unordered_set<TaskState*> tasks_;
   std::deque<TaskState*> ready_;
   bool drain_posted_ = false;
+  std::deque<TaskState*> yielded_;
+  bool yielded_posted_ = false;
+  int idle_rounds_ = 0;   ///< in which no task ran
+  int yield_rounds_ = 0;  ///< since a yielded task went on
   FailureHandler failure_handler_;
 };
 

@@ -86,6 +86,8 @@ void TaskState::suspend(std::coroutine_handle<> resume_point, Wait& wait) noexce
 
 void TaskState::schedule() noexcept { loop_.schedule(*this); }
 
+void TaskState::yield() { loop_.yield(*this); }
+
 void TaskState::end() {
   const boost::intrusive_ptr<TaskState> keep(this);
   destroy();
@@ -131,7 +133,7 @@ bool Wait::killed() const noexcept { return task_ && task_->kill_due(); }
 // --- YieldWait ---
 
 bool YieldWait::begin() {
-  TaskState::current()->schedule();  // it runs in a later round, when it is suspended
+  TaskState::current()->yield();
   return true;
 }
 

@@ -124,7 +124,8 @@ class Wait {
   bool waiting_ = false;
 };
 
-/// A wait for nothing: everything else that is ready has its turn first. For work that is long but never waits.
+/// A wait until nothing else is ready: requests that have arrived are answered first, for a limited number of rounds.
+/// For work that is long but never waits.
 class YieldWait final : public Wait {
  public:
   void await_resume() { finish(); }

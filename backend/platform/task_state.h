@@ -32,6 +32,7 @@ class TaskState {
   void run();
   void suspend(std::coroutine_handle<> resume_point, Wait& wait) noexcept;
   void schedule() noexcept;
+  void yield();
   /// Drops the coroutine without running it; for the end of the loop.
   void destroy();
 

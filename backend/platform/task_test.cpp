@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <boost/asio/io_context.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -50,6 +52,31 @@ class TaskTest : public testing::Test {
   test::TestLoop loop;
   Log log;
 };
+
+TEST_F(TaskTest, AYieldedTaskGoesOnAfterTheStepsOfOthersUnlessTheyAreVeryMany) {
+  const auto yield = [](Log& lines, std::string name) -> Async<> {
+    co_await yield_to_others();
+    lines.push_back(name);
+    co_await yield_to_others();
+  };
+  const auto follow = [](Log& lines, Task before) -> Async<> {
+    co_await before.wait();
+    lines.push_back("step");
+  };
+  for (const int steps : {10, 1000}) {
+    log.clear();
+    const Task yielded = spawn("yielded", yield(log, "yielded"));
+    const Task killed = spawn("killed", yield(log, "killed"));
+    Task step = spawn("step", note(log, "first"));
+    for (int i = 0; i < steps; ++i) step = spawn("step", follow(log, step));
+    loop.context().poll_one();
+    killed.kill();
+    loop.settle();
+    EXPECT_TRUE(yielded.dead() && killed.dead());
+    EXPECT_EQ(std::ranges::count(log, "killed"), 0);
+    EXPECT_EQ(log.back() == "yielded", steps == 10) << steps;
+  }
+}
 
 TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRunsUnlessTheKillSparesIt) {
   for (const Kill& kill : {Kill::with<TaskExit>(), Kill::with<Stop>(), Kill::with<Restart>()}) {
