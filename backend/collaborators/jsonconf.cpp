@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "backend/base/bounded_json.h"
 #include "backend/base/indexed_mapping.h"
@@ -152,6 +153,11 @@ void JsonConf::replace_document(Value document) {
 void JsonConf::mark_changed() noexcept {
   static std::uint64_t latest = 0;
   revision_ = ++latest;
+}
+
+Value JsonConf::take_document() {
+  mark_changed();
+  return std::exchange(*document_, Value::object());
 }
 
 void JsonConf::freeze_all(bool frozen) noexcept { frozen_documents = frozen; }

@@ -43,6 +43,8 @@ class JsonConf : public Error {
   /// The whole document, a mapping.
   const Value& document() const noexcept { return *document_; }
   void replace_document(Value document);
+  /// Moves the document out; an empty one stays.
+  Value take_document();
   /// Another number after each change, and another in each document of the process: what was made of a document is
   /// still true while it is the same.
   std::uint64_t revision() const noexcept { return revision_; }

@@ -69,30 +69,31 @@ Value number_inputs(const Value& inputs) {
 }
 
 // The members that the posted form changes, as they are going to be.
-Value make_form(Value document, const Value& posted) {
+Value make_form(Value& document, const Value& posted) {
   JsonConf changed;
   changed.replace_document(document);
   require(changed.load_json_conf(posted), changed);
   StreamConfigVersionControl(changed).update();
   const Value& inputs = changed.get_json_conf("input");
   if (inputs.is_object()) require(changed.set_json_conf("input", number_inputs(inputs)), changed);
-  IndexedMapping members(document);
+  IndexedMapping present(document);
   Value form = Value::object();
-  IndexedMapping into(form);
-  for (const auto& [key, value] : changed.document().items()) {
-    const Value* present = members.find(key);
-    if (!present || *present != value) into[key] = value;
+  IndexedMapping members(form);
+  Value all = changed.take_document();
+  for (auto& [key, value] : all.get_ref<Value::object_t&>()) {
+    const Value* before = present.find(key);
+    if (!before || *before != value) members[key] = std::move(value);
   }
   return form;
 }
 
 // The document as the manager is going to save it.
-Value apply_form(const Value& document, long long id, const Value& form) {
+Value apply_form(Value document, long long id, const Value& form) {
   return as_bad_request([&] {
     StreamConfig trial;
-    trial.replace_document(document);
+    trial.replace_document(std::move(document));
     require(trial.load_json_conf(form) && trial.set_json_conf("id", id), trial);
-    return trial.document();
+    return trial.take_document();
   });
 }
 
@@ -103,7 +104,7 @@ Value load(Value saved, const ProfileDraft* draft) {
     again.replace_document(std::move(saved));
     require(draft ? again.apply_profile(&draft->description()) : again.load_json_conf(Value::object()), again);
     StreamConfigVersionControl(again).update();
-    return again.document();
+    return again.take_document();
   });
 }
 
@@ -125,7 +126,7 @@ Async<Value> prepare(Value document, long long id, Value posted) {
   co_await yield_to_others();  // reading the request was a part, too
   Value form = make_form(document, posted);
   co_await yield_to_others();
-  Value changed = apply_form(document, id, form);
+  Value changed = apply_form(std::move(document), id, form);
   co_await yield_to_others();
   co_await check_document(std::move(changed), nullptr);
   co_return form;

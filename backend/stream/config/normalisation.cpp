@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -29,9 +31,20 @@ std::string trimmed_url(const Value& input) {
   return std::string(trim(url->get_ref<const std::string&>()));
 }
 
+bool starts_with_names(const Value& input, const Value& names) {
+  const auto name = [](const auto& member) -> const std::string& { return member.first; };
+  return input.size() >= names.size() &&
+         std::ranges::equal(names.get_ref<const Value::object_t&>(),
+                            std::views::take(input.get_ref<const Value::object_t&>(), names.size()), {}, name, name);
+}
+
 // A copy of input 0 with the input's own members; what was copied before a failure stays.
 void add_input(IndexedMapping& inputs, const std::string& key, const Value& input, const Value& defaults) {
   if (trimmed_url(input).empty()) return;
+  if (defaults.is_object() && starts_with_names(input, defaults)) {  // as after every load
+    inputs[key] = input;
+    return;
+  }
   Value& filled = inputs[key] = defaults;
   if (!filled.is_object()) throw AttributeError("input 0 is not a mapping");
   IndexedMapping members(filled);
@@ -110,22 +123,30 @@ bool normalise_output(const std::string& key, Value& output) {
 
 // --- order ---
 
-struct Numbered {
-  Value mapping;
-  int count = 0;  ///< of the mappings that were numbered
-};
-
-// The members whose keys are numbers after the others, in ascending order, renumbered without gaps.
-Numbered number_members(const Value& mapping) {
-  Numbered result{Value::object()};
-  IndexedMapping sorted(result.mapping);
+// The members whose keys are numbers after the others, in ascending order, renumbered without gaps. `count` is that of
+// the mappings among them.
+Value number_members(const Value& mapping, int& count) {
+  Value result = Value::object();
+  IndexedMapping sorted(result);
   for (const auto& [key, value] : mapping.items())
     if (!is_number(key)) sorted[key] = value;
+  count = 0;
   for (const NumberedMember& member : numbered_members(mapping)) {
-    const std::string place = member.value->is_object() ? std::to_string(result.count++) : member.key;
+    const std::string place = member.value->is_object() ? std::to_string(count++) : member.key;
     sorted[place] = *member.value;
   }
   return result;
+}
+
+// The number of mappings when they are in that order already, as after every load.
+std::optional<int> count_if_sorted(const Value& mapping) {
+  int count = 0;
+  for (const auto& [key, value] : mapping.items()) {
+    const bool in_order = is_number(key) ? value.is_object() && key == std::to_string(count) : count == 0;
+    if (!in_order) return std::nullopt;
+    if (is_number(key)) ++count;
+  }
+  return count;
 }
 
 }  // namespace
@@ -149,10 +170,15 @@ bool StreamConfig::filter_input() {
   return set_json_conf("input", std::move(filtered));
 }
 
-bool StreamConfig::sort_input() {
-  Numbered inputs = number_members(get_json_conf("input"));
-  nb_inputs = inputs.count;
-  return set_json_conf("input", std::move(inputs.mapping));
+bool StreamConfig::sort_input() { return sort_members("input", nb_inputs); }
+
+bool StreamConfig::sort_members(const char* name, int& count) {
+  const Value& members = get_json_conf(name);
+  if (const auto numbered = count_if_sorted(members)) {
+    count = *numbered;
+    return true;
+  }
+  return set_json_conf(name, number_members(members, count));
 }
 
 bool StreamConfig::filter_output() {
@@ -166,10 +192,6 @@ bool StreamConfig::filter_output() {
   return set_json_conf("output", std::move(filtered));
 }
 
-bool StreamConfig::sort_output() {
-  Numbered outputs = number_members(get_json_conf("output"));
-  nb_outputs = outputs.count;
-  return set_json_conf("output", std::move(outputs.mapping));
-}
+bool StreamConfig::sort_output() { return sort_members("output", nb_outputs); }
 
 }  // namespace weir

@@ -56,6 +56,7 @@ class StreamConfig : public JsonConf {
 
  private:
   bool normalise();
+  bool sort_members(const char* name, int& count);
   bool check_growth();
   bool check_size();
   std::shared_ptr<const ProfileDescription> find_profile(const Value& profile_id);
