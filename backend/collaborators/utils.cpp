@@ -9,6 +9,7 @@
 #include "backend/base/text.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
+#include "backend/platform/files.h"
 
 namespace weir {
 
@@ -113,6 +114,12 @@ std::string strip_console_codes(std::string_view line) {
     at = sequence.data() + sequence.size();
   }
   return plain.append(at, line.data() + line.size());
+}
+
+std::string find_playlist_name_fault(std::string_view name) {
+  if (name.starts_with('.')) return fmt::format("{} starts with a dot: it is not served", name);
+  if (name.size() > max_replaceable_name) return fmt::format("longer than {} bytes", max_replaceable_name);
+  return {};
 }
 
 IntegerList str2intl(const Value& text) {

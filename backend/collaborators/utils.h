@@ -42,6 +42,9 @@ inline constexpr ConsoleCodesPattern console_codes_pattern;
 /// The text without console control sequences.
 std::string strip_console_codes(std::string_view line);
 
+/// Why an HLS playlist can't have this file name; empty when it can.
+std::string find_playlist_name_fault(std::string_view name);
+
 /// The numbers from 0 to 59 that a field of a timetable names.
 struct IntegerList {
   std::bitset<60> numbers;

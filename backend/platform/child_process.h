@@ -13,6 +13,9 @@
 
 namespace weir {
 
+/// What the kernel takes as one argument of a program: MAX_ARG_STRLEN without the NUL at its end.
+inline constexpr std::size_t max_argument_bytes = 32 * 4096 - 1;
+
 /// A child process and our ends of its three pipes. Tests put scripted children in the place of real ones.
 class ChildProcess {
  public:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <limits.h>
+
 #include <cstddef>
 #include <filesystem>
 #include <source_location>
@@ -10,6 +12,9 @@
 #include "backend/platform/async.h"
 
 namespace weir {
+
+/// Bytes in the name of a file that `replace_file` can write: it adds ".tmp".
+inline constexpr std::size_t max_replaceable_name = NAME_MAX - 4;
 
 /// The content of a regular file. Throws `std::system_error`, also for a directory (EISDIR), anything that is no
 /// regular file (EINVAL) and a file larger than `limit` bytes (EFBIG).

@@ -10,6 +10,8 @@
 #include "backend/base/indexed_mapping.h"
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
+#include "backend/collaborators/utils.h"
+#include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/web/response.h"
 
@@ -17,12 +19,9 @@ namespace weir {
 
 namespace {
 
-constexpr std::size_t max_file_name = 255;
 // Room for what the server adds to a document.
 constexpr std::size_t spare_bytes = 4096;
 constexpr std::size_t spare_members = 32;
-
-constexpr std::size_t max_argument = 128 * 1024 - 1;  // MAX_ARG_STRLEN of Linux, with the NUL at its end
 
 std::string join_key(const std::string& name, const std::string& below) {
   return below.empty() ? name : name + "." + below;
@@ -38,16 +37,6 @@ std::optional<std::string> find_text(const Value& value, const Fits& fits) {
     if (const auto below = find_text(element, fits)) return join_key(name, *below);
   }
   return std::nullopt;
-}
-
-void check_playlist_name(const std::string& output, const std::string& name) {
-  const std::string_view temporary_suffix = ".tmp";
-  const std::size_t max_name = max_file_name - temporary_suffix.size();
-  const std::string key = fmt::format("output.{}.playlist_name", output);
-  if (name.size() > max_name) throw HttpError(400, fmt::format("{}: longer than {} bytes", key, max_name));
-  if (name.starts_with('.')) {
-    throw HttpError(400, fmt::format("{}: {} begins with a dot, and such files are not served", key, name));
-  }
 }
 
 // The key of the first difference, whatever the order of members; nothing when there is none.
@@ -80,14 +69,16 @@ void check_texts(const Value& document) {
       document, [](const std::string& text) { return text.find('\0') != std::string::npos; },
       "a text can't hold a NUL character");
   refuse_text(
-      document, [](const std::string& text) { return text.size() > max_argument; },
-      fmt::format("longer than {} bytes", max_argument));
+      document, [](const std::string& text) { return text.size() > max_argument_bytes; },
+      fmt::format("longer than {} bytes", max_argument_bytes));
 }
 
 void check_playlist_names(const Value& document) {
   for (const auto& [key, output] : member(document, "output").items()) {
     const Value& name = member(output, "playlist_name");
-    if (member(output, "protocol") == "hls" && name.is_string()) check_playlist_name(key, name.get<std::string>());
+    if (member(output, "protocol") != "hls" || !name.is_string()) continue;
+    const std::string fault = find_playlist_name_fault(name.get_ref<const std::string&>());
+    if (!fault.empty()) throw HttpError(400, fmt::format("output.{}.playlist_name: {}", key, fault));
   }
 }
 

@@ -9,8 +9,8 @@ namespace weir {
 // What a stream's document has to fulfil beyond being loadable, before it is saved. A refusal is an `HttpError` with
 // 400 that names the key.
 
-/// No text and no name of a member holds a NUL, where an argument of the transcoder would end, or is longer than the
-/// kernel takes an argument.
+/// No text and no name of a member holds a NUL, where an argument of the transcoder would end, or is longer than an
+/// argument can be.
 void check_texts(const Value& document);
 
 /// The master playlist has to be written under a temporary name and served.

@@ -87,7 +87,7 @@ TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
            Case{output(R"("protocol":"udp","hostname":"a\u0000b","port":1)"), "output.0.hostname: a text can't hold"},
            Case{output(R"("protocol":"udp","hostname":"h","port":1,"a\u0000":1)"), "a text can't hold"},
            Case{output(R"("protocol":"hls","playlist_name":"x/.hid.m3u8")"),
-                "output.0.playlist_name: .hid.m3u8 begins"},
+                "output.0.playlist_name: .hid.m3u8 starts"},
            Case{output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(247, 'x'))),
                 "output.0.playlist_name: longer than 251 bytes"},
            Case{R"({"input":{},"output":{},"video.filters":")" + std::string(128 * 1024, 'x') + "\"}",

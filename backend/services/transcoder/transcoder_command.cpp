@@ -12,6 +12,7 @@
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
+#include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/services/transcoder/encoding/encoding.h"
@@ -51,8 +52,7 @@ std::vector<TagFamily> get_families(const std::vector<OutputTarget>& targets) {
   return families;
 }
 
-/// What the kernel takes as one argument, and half of what it takes in all with the environment.
-constexpr std::size_t max_argument = 32 * 4096 - 1;
+/// Half of what the kernel takes in all with the environment.
 constexpr std::size_t max_command = 1024 * 1024;
 
 void check_arguments(const std::vector<std::string>& command) {
@@ -61,9 +61,9 @@ void check_arguments(const std::vector<std::string>& command) {
     const std::string& name = command[i == 0 ? 0 : i - 1];
     if (command[i].find('\0') != std::string::npos)
       throw ValueError(fmt::format("The value of {} contains a NUL character", name));
-    if (command[i].size() > max_argument) {
-      throw ValueError(
-          fmt::format("The value of {} is too long: {} bytes (at most {})", name, command[i].size(), max_argument));
+    if (command[i].size() > max_argument_bytes) {
+      throw ValueError(fmt::format("The value of {} is too long: {} bytes (at most {})", name, command[i].size(),
+                                   max_argument_bytes));
     }
     size += command[i].size() + 1 + sizeof(char*);
   }

@@ -1,19 +1,16 @@
 #include "backend/services/transcoder/output/hls_output.h"
 
 #include <fmt/format.h>
-#include <limits.h>
 
 #include <filesystem>
 
+#include "backend/collaborators/utils.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 
 namespace weir {
 
 namespace {
-
-/// The playlist is written under this name with ".tmp" behind it first.
-constexpr std::size_t max_playlist_name = NAME_MAX - 4;
 
 std::string double_percents(const std::string& text) {
   std::string doubled;
@@ -43,10 +40,8 @@ HlsOutput read_hls_output(const Settings& output) {
   if (!hls.playlist_name.ends_with(".m3u8")) {
     output.refuse_value("playlist_name", "is not a file name that ends in .m3u8");
   }
-  if (hls.playlist_name.starts_with('.')) output.refuse_value("playlist_name", "starts with a dot: it is not served");
-  if (hls.playlist_name.size() > max_playlist_name) {
-    output.refuse("playlist_name", fmt::format("longer than {} bytes", max_playlist_name));
-  }
+  const std::string fault = find_playlist_name_fault(hls.playlist_name);
+  if (!fault.empty()) output.refuse("playlist_name", fault);
   hls.segment_time = output.number("segment_time", 1, 60).value_or(4);
   hls.list_size = static_cast<int>(output.whole("list_size", 1, 1000).value_or(6));
   return hls;
