@@ -7,9 +7,13 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "backend/base/bounded_json.h"
 #include "backend/base/log.h"
+#include "backend/base/members.h"
 #include "backend/base/numbers.h"
+#include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/stream/manager/stream_file.h"
 #include "backend/web/stream_form.h"
 
 namespace weir {
@@ -22,17 +26,27 @@ void refuse_id(const Value& form) {
 }
 
 // "06" names profile 6, too.
-bool uses(const Stream& stream, const std::string& profile_id) {
-  const Value& profile = stream.conf->get_json_conf("profile");
+bool uses(const Value& document, const std::string& profile_id) {
+  const Value& profile = member(document, "profile");
   if (!profile.is_string()) return false;
   const auto& digits = profile.get_ref<const std::string&>();
   return is_number(digits) && compare_numbers(digits, profile_id) == 0;
+}
+
+// Throws `std::system_error` when the file can't be read.
+bool file_uses(const std::string& file, const std::string& profile_id) {
+  try {
+    return uses(parse_json(read_file(stream_file_path(file), max_document_bytes)), profile_id);
+  } catch (const ValueError&) {
+    return false;
+  }
 }
 
 }  // namespace
 
 void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
+  // What waits gets values: the request is read before.
   router.add("GET", "/api/profiles", [this](const Request&, Parameters) { return list(); });
   router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(read_form(r)); });
   router.add("GET", "/api/profiles/{id}", [this](const Request&, Parameters p) { return read(p[0]); });
@@ -50,9 +64,26 @@ long long ProfileRoutes::find(const std::string& id) {
 
 std::vector<std::shared_ptr<Stream>> ProfileRoutes::users_of(long long id) const {
   std::vector<std::shared_ptr<Stream>> users;
-  std::ranges::copy_if(manager_.all_streams(), std::back_inserter(users),
-                       [text = std::to_string(id)](const auto& stream) { return uses(*stream, text); });
+  std::ranges::copy_if(
+      manager_.all_streams(), std::back_inserter(users),
+      [text = std::to_string(id)](const auto& stream) { return uses(stream->conf->document(), text); });
   return users;
+}
+
+// A file that can't be read now may name any profile.
+Async<> ProfileRoutes::refuse_used(long long id) {
+  for (const std::string& file : manager_.missing_files()) {
+    co_await yield_to_others();
+    try {
+      if (file_uses(file, std::to_string(id)))
+        throw HttpError(409, fmt::format("Profile {} is used by {}, which is not loaded", id, file));
+    } catch (const std::system_error& failure) {
+      if (failure.code() != std::errc::no_such_file_or_directory)
+        throw HttpError(409, fmt::format("Profile {} may be used by a stream: {}", id, failure.what()));
+    }
+  }
+  const auto users = users_of(id);
+  if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", id, users.front()->id));
 }
 
 Async<Response> ProfileRoutes::list() { co_return json_response(profiles_.list()); }
@@ -93,8 +124,7 @@ Async<> ProfileRoutes::store(std::shared_ptr<const ProfileDraft> draft) {
 Async<Response> ProfileRoutes::remove(std::string id) {
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
-  const auto users = users_of(number);
-  if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", number, users.front()->id));
+  co_await refuse_used(number);
   const std::filesystem::path path = profiles_.path(number);
   if (!profiles_.remove(number)) throw HttpError(500, profiles_.get_error_msg());
   try {

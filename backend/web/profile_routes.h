@@ -5,8 +5,8 @@
 #include "backend/base/value.h"
 #include "backend/collaborators/profile.h"
 #include "backend/platform/semaphore.h"
-#include "backend/stream/manager/stream_manager.h"
 #include "backend/web/router.h"
+#include "backend/web/server_stream_manager.h"
 
 namespace weir {
 
@@ -14,7 +14,7 @@ namespace weir {
 class ProfileRoutes {
  public:
   /// All outlive the routes. `changes` is held while documents or profiles change.
-  ProfileRoutes(StreamManager& manager, ProfileRegistry& profiles, Semaphore& changes)
+  ProfileRoutes(ServerStreamManager& manager, ProfileRegistry& profiles, Semaphore& changes)
       : manager_(manager), profiles_(profiles), changes_(changes) {}
   void add_to(Router& router);
 
@@ -28,9 +28,11 @@ class ProfileRoutes {
   /// The id of a profile that exists. Throws `HttpError` with 404.
   long long find(const std::string& id);
   std::vector<std::shared_ptr<Stream>> users_of(long long id) const;
+  /// Throws `HttpError` with 409 when a stream needs the profile, one that is not loaded at the moment included.
+  Async<> refuse_used(long long id);
   Async<> store(std::shared_ptr<const ProfileDraft> draft);
 
-  StreamManager& manager_;
+  ServerStreamManager& manager_;
   ProfileRegistry& profiles_;
   Semaphore& changes_;
 };

@@ -97,6 +97,15 @@ void ServerStreamManager::set_aside(const std::string& file, const std::string& 
   }
 }
 
+std::vector<std::string> ServerStreamManager::missing_files() const {
+  std::vector<std::string> files = names_in(Config::STREAM_DIRECTORY);
+  std::erase_if(files, [this](const std::string& file) {
+    const auto id = stream_id_of(file);
+    return !id || streams.contains(*id);
+  });
+  return files;
+}
+
 Async<> ServerStreamManager::retry_missing_streams() {
   for (;;) {
     co_await sleep(retry_interval);
@@ -110,7 +119,7 @@ Async<> ServerStreamManager::retry_missing_streams() {
 
 Async<> ServerStreamManager::load_missing_streams() {
   double delay = 0;
-  for (const std::string& file : names_in(Config::STREAM_DIRECTORY)) {
+  for (const std::string& file : missing_files()) {
     // A file may be large, and there may be many.
     co_await yield_to_others();
     const bool started = co_await load_missing_stream(file, delay);
@@ -120,16 +129,16 @@ Async<> ServerStreamManager::load_missing_streams() {
 
 // Returns whether the stream was started. A stream that exists is never replaced.
 Async<bool> ServerStreamManager::load_missing_stream(std::string file, double delay) {
-  const auto id = stream_id_of(file);
+  const long long id = stream_id_of(file).value();
   std::error_code ignored;
-  if (!id || streams.contains(*id) || !fs::exists(stream_file_path(file), ignored)) co_return false;
+  if (streams.contains(id) || !fs::exists(stream_file_path(file), ignored)) co_return false;
   const std::string known_reason = broken_files.reason(file);
   if (!load_stream_from_file(file)) {
     if (known_reason.empty() || known_reason != broken_files.reason(file)) error(get_error_msg());
     co_return false;
   }
   info(fmt::format("{} is loaded now", file));
-  const bool started = co_await restore_stream(streams.at(*id), delay);
+  const bool started = co_await restore_stream(streams.at(id), delay);
   co_return started;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/broken_stream_files.h"
@@ -17,6 +18,9 @@ class ServerStreamManager : public StreamManager {
   /// Tries the stream files that are no streams again, every 30 s: one that loads is registered, and started if it was
   /// active. Runs until it is killed.
   Async<> retry_missing_streams();
+
+  /// The stream files that are no streams at the moment and are tried again.
+  std::vector<std::string> missing_files() const;
 
   /// Whether there are stream files and the system failed each of them.
   bool nothing_could_be_loaded() const { return streams.empty() && system_failed_; }

@@ -297,7 +297,8 @@ TEST_F(WebApplicationTest, ABrokenFileThatLoadsNamesANumberThatIsAndStaysFree) {
 }
 
 TEST_F(WebApplicationTest, AFileThatTheSystemFailsKeepsItsNameAndIsTriedAgain) {
-  const std::string active = R"({"status": "running", "input": {}, "output": {}})";
+  const std::string active = R"({"status": "running", "profile": "05", "input": {}, "output": {}})";
+  world_.add_profile(5, Value::object());
   write(path("0.conf"), no_input);
   write(path("1.conf"), active);
   const std::string directory = std::exchange(Config::MMCB_DIRECTORY, path("0.conf"));
@@ -312,6 +313,7 @@ TEST_F(WebApplicationTest, AFileThatTheSystemFailsKeepsItsNameAndIsTriedAgain) {
   world_.loop.advance(30s);
   EXPECT_FALSE(manager_.nothing_could_be_loaded());
   EXPECT_EQ(broken_files(), Value::parse(R"(["1.conf"])"));
+  EXPECT_EQ(ask("DELETE", "/api/profiles/5").status, 409) << "the stream needs its profile once it is loaded";
   add(no_input);
   EXPECT_EQ(manager_.streams.count(1), 0U) << "the id is kept, too";
   EXPECT_EQ(read_file(path("1.conf"), 99), active);
