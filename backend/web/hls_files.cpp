@@ -72,6 +72,14 @@ Response whole_or_part(FilePart file, const std::string& range_header) {
   return response;
 }
 
+Response preflight() {
+  Response response = for_players(empty_response());
+  response.headers.emplace_back("Access-Control-Allow-Methods", "GET, HEAD");
+  response.headers.emplace_back("Access-Control-Allow-Headers", "Range");
+  response.headers.emplace_back("Access-Control-Max-Age", "86400");
+  return response;
+}
+
 std::optional<FilePart> open_file(const std::string& path) {
   Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat status{};
@@ -82,24 +90,26 @@ std::optional<FilePart> open_file(const std::string& path) {
 }  // namespace
 
 void HlsFiles::add_to(Router& router) {
-  router.add("GET", "/{id:number}/{file}", [this](const Request& r, const PathParameters& p) { return read(r, p); });
-  router.add("OPTIONS", "/{id:number}/{file}", [this](const Request&, const PathParameters&) { return preflight(); });
+  using Parameters = const PathParameters&;
+  const std::string file = "/{id:number}/{file}";
+  router.add("GET", file, [this](const Request& r, Parameters p) { return immediate(read(r, p)); });
+  router.add("OPTIONS", file, [](const Request&, Parameters) { return immediate(preflight()); });
 }
 
-Async<Response> HlsFiles::read(const Request& request, const PathParameters& parameters) {
+Response HlsFiles::read(const Request& request, const PathParameters& parameters) {
   const std::string& name = parameters[1];
   const std::shared_ptr<Stream> stream = manager_.get_stream(parameters[0]);
   const std::string_view type = media_type(name);
-  if (!stream || type.empty()) co_return refuse(404, "File not found");
+  if (!stream || type.empty()) return refuse(404, "File not found");
   // The name is one segment of a path and never leads out of the directory.
   std::optional<FilePart> file = open_file(get_hls_path(stream->id, name));
-  if (!file) co_return missing(*stream, name);
+  if (!file) return missing(*stream, name);
   if (request.method == "GET") count_client(*stream, request);
   Response response = for_players(whole_or_part(std::move(*file), request.method == "GET" ? request.range : ""));
   response.content_type = type;
   // A segment never changes; a playlist changes with each segment.
   response.headers.emplace_back("Cache-Control", is_playlist(name) ? "no-cache" : "public, max-age=300");
-  co_return response;
+  return response;
 }
 
 void HlsFiles::count_client(const Stream& stream, const Request& request) {
@@ -107,14 +117,6 @@ void HlsFiles::count_client(const Stream& stream, const Request& request) {
   if (member(output, "protocol") != "hls") return;
   manager_.add_stream_client_info(stream.id, member(output, "playlist_name"), request.client_address, nullptr,
                                   client_timeout_seconds);
-}
-
-Async<Response> HlsFiles::preflight() {
-  Response response = for_players(empty_response());
-  response.headers.emplace_back("Access-Control-Allow-Methods", "GET, HEAD");
-  response.headers.emplace_back("Access-Control-Allow-Headers", "Range");
-  response.headers.emplace_back("Access-Control-Max-Age", "86400");
-  co_return response;
 }
 
 }  // namespace weir

@@ -14,8 +14,7 @@ class HlsFiles {
   void add_to(Router& router);
 
  private:
-  Async<Response> read(const Request& request, const PathParameters& parameters);
-  Async<Response> preflight();
+  Response read(const Request& request, const PathParameters& parameters);
   void count_client(const Stream& stream, const Request& request);
 
   StreamManager& manager_;

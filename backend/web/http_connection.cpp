@@ -117,10 +117,11 @@ Async<bool> HttpConnection::serve_request() {
   request.body = std::move(parser.get().body());
   deadline_.reset();
   busy_ = true;
-  Response response = co_await service_->handler(request);
+  const bool with_body = request.method != "HEAD";
+  Response response = co_await service_->handler(std::move(request));
   // HTTP/1.0 clients need a header for it that is not sent.
   const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_;
-  const bool sent = co_await send(std::move(response), request.method != "HEAD", keep_alive);
+  const bool sent = co_await send(std::move(response), with_body, keep_alive);
   busy_ = false;
   co_return !finishing_ && keep_alive && sent;
 }

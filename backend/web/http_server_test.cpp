@@ -54,7 +54,7 @@ std::size_t count(const std::string& text, std::string_view part) {
 }
 
 // "/slow" takes 5 s, "/large" sends 8 MiB, everything else says what it was asked.
-Async<Response> answer(const Request& request) {
+Async<Response> answer(Request request) {
   if (request.target.path[0] == "slow") co_await sleep(5s);
   if (request.target.path[0] == "large") co_return text_response(std::string(8 << 20, 'x'));
   co_return text_response(request.method + " " + request.target.path[0] + " " + request.host + " " + request.body);

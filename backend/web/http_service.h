@@ -10,8 +10,8 @@
 
 namespace weir {
 
-/// Answers a request; it must not fail. The request outlives the call.
-using HttpHandler = std::function<Async<Response>(const Request&)>;
+/// Answers a request; it must not fail.
+using HttpHandler = std::function<Async<Response>(Request)>;
 
 /// What clients can ask of the server's memory and time.
 struct HttpLimits {

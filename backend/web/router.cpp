@@ -54,9 +54,9 @@ void Router::add(std::string_view method, std::string_view pattern, RouteHandler
   routes_.push_back({std::string(method), parse_target(pattern).value().path, std::move(handler)});
 }
 
-Async<Response> Router::route(const Request& request) const {
+Async<Response> Router::route(Request request) const {
   try {
-    co_return co_await dispatch(request);
+    co_return co_await dispatch(std::move(request));
   } catch (const HttpError& error) {
     co_return error_response(error.status(), error.what());
   } catch (const std::exception& failure) {
@@ -65,7 +65,7 @@ Async<Response> Router::route(const Request& request) const {
   }
 }
 
-Async<Response> Router::dispatch(const Request& request) const {
+Async<Response> Router::dispatch(Request request) const {
   if (comes_from_another_site(request)) co_return error_response(403, "Cross-site request refused");
   std::set<std::string> allowed;
   for (const Route& route : routes_) {

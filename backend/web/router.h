@@ -14,7 +14,8 @@ namespace weir {
 /// The segments that a pattern's "{…}" stood for, in order.
 using PathParameters = std::vector<std::string>;
 
-/// Handles the requests of one route. Request and parameters outlive the call.
+/// Handles the requests of one route. What of it waits gets values: neither the request nor the parameters outlive the
+/// call.
 using RouteHandler = std::function<Async<Response>(const Request&, const PathParameters&)>;
 
 /// Finds the handler of a request by method and path, and turns failures into error responses.
@@ -26,7 +27,7 @@ class Router {
   void add(std::string_view method, std::string_view pattern, RouteHandler handler);
 
   /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then.
-  Async<Response> route(const Request& request) const;
+  Async<Response> route(Request request) const;
 
  private:
   struct Route {
@@ -35,7 +36,7 @@ class Router {
     RouteHandler handler;
   };
 
-  Async<Response> dispatch(const Request& request) const;
+  Async<Response> dispatch(Request request) const;
 
   std::vector<Route> routes_;
 };

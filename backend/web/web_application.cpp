@@ -22,7 +22,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       profiles_(manager, profiles, document_changes_),
       server_routes_(std::move(probe)),
       hls_files_(manager),
-      server_([this](const Request& request) { return answer(request); }) {
+      server_([this](Request request) { return answer(std::move(request)); }) {
   streams_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
@@ -31,9 +31,9 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   hls_files_.add_to(router_);
 }
 
-Async<Response> WebApplication::answer(const Request& request) const {
+Async<Response> WebApplication::answer(Request request) const {
   if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
-  return router_.route(request);
+  return router_.route(std::move(request));
 }
 
 }  // namespace weir

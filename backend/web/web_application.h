@@ -17,7 +17,7 @@ class WebApplication {
   WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, ProbeFunction probe);
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
-  Async<Response> answer(const Request& request) const;
+  Async<Response> answer(Request request) const;
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
 
   HttpServer& server() noexcept { return server_; }
