@@ -33,7 +33,7 @@ std::optional<long long> parse_file_name(std::string_view name) {
 }
 
 // On the way to what stays the stream's own there can only be mappings.
-std::string find_barrier(const JsonConf& profile) {
+std::string find_non_mapping(const JsonConf& profile) {
   for (const std::string_view key : kept_from_profile) {
     for (std::size_t dot = key.find('.'); dot != std::string_view::npos; dot = key.find('.', dot + 1)) {
       const Value& value = profile.get_json_conf(key.substr(0, dot));
@@ -50,8 +50,8 @@ std::string find_fault(const JsonConf& profile) {
   if (!name.is_string() || trim(name.get_ref<const std::string&>()).empty()) return "A profile needs a \"name\"";
   for (const char* key : {"input", "output", "status", "profile", "label"})
     if (profile.document().contains(key)) return fmt::format("A profile can't set \"{}\" of its streams", key);
-  std::string barrier = find_barrier(profile);
-  if (!barrier.empty()) return barrier;
+  std::string non_mapping = find_non_mapping(profile);
+  if (!non_mapping.empty()) return non_mapping;
   try {
     JsonConf stream;
     DocumentProfile(profile).copy_to(stream, {"id"});
