@@ -59,6 +59,10 @@ TEST_F(TaskTest, AYieldedTaskGoesOnAfterTheStepsOfOthersUnlessTheyAreVeryMany) {
     lines.push_back(name);
     co_await yield_to_others();
   };
+  const auto begin = [](Log& lines) -> Async<> {
+    const Task inner = spawn("inner", note(lines, "first"));
+    co_await inner.wait();
+  };
   const auto follow = [](Log& lines, Task before) -> Async<> {
     co_await before.wait();
     lines.push_back("step");
@@ -67,7 +71,7 @@ TEST_F(TaskTest, AYieldedTaskGoesOnAfterTheStepsOfOthersUnlessTheyAreVeryMany) {
     log.clear();
     const Task yielded = spawn("yielded", yield(log, "yielded"));
     const Task killed = spawn("killed", yield(log, "killed"));
-    Task step = spawn("step", note(log, "first"));
+    Task step = spawn("first", begin(log));
     for (int i = 0; i < steps; ++i) step = spawn("step", follow(log, step));
     loop.context().poll_one();
     killed.kill();
