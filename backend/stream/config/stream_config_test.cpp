@@ -36,6 +36,8 @@ TEST_F(StreamConfigTest, NormalisesInputs) {
            // Blank inputs go; the others inherit from input 0.
            Case{R"({"0":{"url":"udp://a","format":"mpegts"},"1":{"url":"   "},"2":{"url":"udp://b"}})",
                 R"({"0":{"url":"udp://a","format":"mpegts"},"1":{"url":"udp://b","format":"mpegts"}})", 2},
+           Case{R"({"0":{"url":"a","re":true},"1":{"url":"b","loop":1}})",
+                R"({"0":{"url":"a","re":true},"1":{"url":"b","re":true,"loop":1}})", 2},
            // Input 0 is blank, but its settings were the default already.
            Case{R"({"0":{"url":"","re":true},"1":{"url":"b"}})", R"({"0":{"url":"b","re":true}})", 1},
            // White space of Unicode is white space; U+200B is none.
