@@ -1,4 +1,3 @@
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,17 +12,14 @@ namespace weir {
 namespace {
 
 TEST(ValueTest, ShowsValuesAsTexts) {
-  struct Case {
-    Value value;
-    const char* text;
-  };
-  for (const Case& c :
+  using Case = std::pair<Value, const char*>;
+  for (const auto& [value, text] :
        {Case{nullptr, "None"}, Case{true, "True"}, Case{false, "False"}, Case{1280, "1280"}, Case{-7, "-7"},
         Case{18446744073709551615U, "18446744073709551615"}, Case{2560.0, "2560.0"}, Case{2561.25, "2561.25"},
         Case{0.1, "0.1"}, Case{-0.0, "-0.0"}, Case{1e15, "1000000000000000.0"}, Case{1e16, "1e+16"},
         Case{0.0001, "0.0001"}, Case{0.00001, "1e-05"}, Case{1.5e300, "1.5e+300"}, Case{"a b", "a b"},
         Case{Value::array({1, "x"}), "[1,\"x\"]"}}) {
-    EXPECT_EQ(to_text(c.value), c.text);
+    EXPECT_EQ(to_text(value), text);
   }
 }
 
@@ -36,16 +32,13 @@ TEST(ValueTest, KnowsTheSizeOfAText) {
 }
 
 TEST(ValueTest, ReadsNumbersThatAreNothingElse) {
-  struct Case {
-    const char* text;
-    std::optional<double> number;
-  };
-  for (const Case& c :
+  using Case = std::pair<const char*, std::optional<double>>;
+  for (const auto& [text, number] :
        {Case{"1.5", 1.5}, Case{" +2 ", 2}, Case{".5", 0.5}, Case{"5.", 5}, Case{"1e3", 1000}, Case{"-0.25", -0.25},
         Case{"123456789012345678", 123456789012345678.0}, Case{"1e999", INFINITY},
         Case{"0.30000000000000004", 0.30000000000000004}, Case{"", {}}, Case{".", {}}, Case{"1.2.3", {}},
         Case{"+-1", {}}, Case{"0x10", {}}, Case{"1 2", {}}, Case{"nan(1)", {}}, Case{"1,5", {}}}) {
-    EXPECT_EQ(parse_float(c.text), c.number) << c.text;
+    EXPECT_EQ(parse_float(text), number) << text;
   }
   EXPECT_TRUE(std::isnan(*parse_float("nan")));
   EXPECT_EQ(parse_integer(" -12 "), -12);

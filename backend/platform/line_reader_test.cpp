@@ -21,12 +21,9 @@ std::vector<std::string> split(const std::vector<std::string>& chunks) {
 }
 
 TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
-  struct Case {
-    std::vector<std::string> chunks;
-    std::vector<std::string> lines;
-  };
+  using Case = std::pair<std::vector<std::string>, std::vector<std::string>>;
   const std::string replaced = "\xEF\xBF\xBD";
-  for (const Case& c : {
+  for (const auto& [chunks, lines] : {
            Case{{"a\nb\rc\r\nd"}, {"a\n", "b\n", "c\n", "d"}},
            Case{{"a\r", "\nb\n"}, {"a\n", "b\n"}},
            Case{{"a\r", "b"}, {"a\n", "b"}},
@@ -38,7 +35,7 @@ TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
            Case{{"\xED\xA0\x80\n"}, {replaced + replaced + replaced + "\n"}},
            Case{{std::string("a\0b\n", 4)}, {std::string("a\0b\n", 4)}},
        }) {
-    EXPECT_EQ(split(c.chunks), c.lines);
+    EXPECT_EQ(split(chunks), lines);
   }
 }
 

@@ -30,30 +30,11 @@ TEST(ParseTarget, ReadsBothForms) {
 }
 
 TEST(ParseTarget, RefusesWhatCouldLeaveADirectory) {
-  for (const char* target : {"",
-                             "*",
-                             "api",
-                             "/..",
-                             "/0/..",
-                             "/0/../1",
-                             "/0/%2e%2e",
-                             "/0/%2E.",
-                             "/.",
-                             "/0/%2fetc%2fpasswd",
-                             "/0/..%2f..%2fetc",
-                             "/0/a%00.m3u8",
-                             "/%",
-                             "/%4",
-                             "/%zz",
-                             "/%-1",
-                             "/a?b=%",
-                             "http:///a",
-                             "http://u:p@h/a",
-                             "http://h h/a",
-                             "http://h/..",
-                             "http:",
-                             "ftp://h/a",
-                             "x?y=://z/a"})
+  for (const char* target : {"/..", "/0/..", "/0/../1", "/0/%2e%2e", "/0/%2E.", "/.", "/0/%2fetc%2fpasswd",
+                             "/0/..%2f..%2fetc", "/0/a%00.m3u8"})
+    EXPECT_FALSE(parse_target(target)) << target;
+  for (const char* target : {"", "*", "api", "/%", "/%4", "/%zz", "/%-1", "/a?b=%", "http:///a", "http://u:p@h/a",
+                             "http://h h/a", "http://h/..", "http:", "ftp://h/a", "x?y=://z/a"})
     EXPECT_FALSE(parse_target(target)) << target;
 }
 

@@ -36,17 +36,15 @@ TEST(StreamStatsTest, TakesTheFiguresOfAProgressLine) {
   // What the figures were before.
   const Figures before{50, 20, 100, 7, 3};
   for (const Case& c : {
-           Case{"frame=  100 fps= 25 q=28.0 size=    1024kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
+           Case{"frame=  1 fps= 25 q=28.0 size= 9kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
                 true,
                 {25, 28, 2097.2, 4, 1}},
-           Case{"fps= 25 q=28.0 q=30.0 size=1024kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x",
+           Case{"fps= 25 q=28.0 q=30.0 time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x",
                 true,
                 {25, 30, 2097.2, 4, 1}},
            Case{"size=    1024kB time=00:01:04.57 bitrate= 128.0kbits/s speed=2.5x", true, {0, -1, 128, 64, 2.5}},
            Case{"frame=0 fps=0.0 q=0.0 size=0kB time=N/A bitrate=N/A speed=N/A", true, {0, 0, 100, 7, 3}},
-           Case{"frame=1 fps=0.0 q=0.0 size=0kB time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A",
-                false,
-                {0, 0, -0.0, 0, 3}},
+           Case{"fps=0.0 q=0.0 x time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A", false, {0, 0, -0.0, 0, 3}},
            Case{"fps=1 q=2 x time=-00:00:05.5 bitrate=1.0kbits/s speed=1x", true, {1, 2, 1, 5, 1}},
            Case{"time=00:04 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
            Case{"time=01:00:00.99 bitrate=1.0kbits/s speed=x", false, {0, -1, 1, 3600, 3}},

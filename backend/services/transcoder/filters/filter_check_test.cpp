@@ -52,10 +52,7 @@ TEST_F(FilterCheckTest, AllowsWhatOnlyChangesVideoAndAudio) {
 }
 
 TEST_F(FilterCheckTest, RefusesTheRestHoweverItIsWritten) {
-  struct Case {
-    const char* graph;
-    const char* fault;
-  };
+  using Case = std::pair<const char*, const char*>;
   const Case cases[] = {
       {"metadata=print:file=/x", "the filter \"metadata\" is not allowed"},
       {"[a\\]]metadata=mode=print:file=/x", "the filter \"metadata\" is not allowed"},
@@ -103,8 +100,8 @@ TEST_F(FilterCheckTest, RefusesTheRestHoweverItIsWritten) {
       {"sendcmd=f=ROOT/a,drawtext=text=a",
        "the filter \"drawtext\" cannot be used beside sendcmd, which could change its files"},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(find_fault(c.graph), std::regex_replace(c.fault, std::regex("ROOT"), root_)) << c.graph;
+  for (const auto& [graph, fault] : cases) {
+    EXPECT_EQ(find_fault(graph), std::regex_replace(fault, std::regex("ROOT"), root_)) << graph;
   }
 }
 
