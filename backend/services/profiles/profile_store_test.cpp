@@ -21,6 +21,10 @@ class ProfileStoreTest : public testing::Test {
     std::ofstream(directory_ + "/" + name) << text;
   }
 
+  void load() {
+    fs::create_directories(directory_);
+    store_.load();
+  }
   std::optional<long long> add(const Value& form) { return stored(store_.draft_new(form)); }
   bool change(long long id, const Value& form) { return stored(store_.draft_change(id, form)).has_value(); }
   std::optional<long long> stored(const std::shared_ptr<const ProfileDraft>& draft) {
@@ -43,8 +47,7 @@ TEST_F(ProfileStoreTest, ANewDirectoryGetsTheShippedProfilesOnce) {
 }
 
 TEST_F(ProfileStoreTest, AProfileIsAddedChangedReadBackAndRemoved) {
-  fs::create_directories(directory_);
-  store_.load();
+  load();
   EXPECT_EQ(add(Value{{"name", "Small"}, {"video.codec", "libx264"}}), 1);
   EXPECT_TRUE(change(1, Value{{"video.width", 640}}));
   ProfileStore again(directory_);
@@ -58,8 +61,7 @@ TEST_F(ProfileStoreTest, AProfileIsAddedChangedReadBackAndRemoved) {
 }
 
 TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
-  fs::create_directories(directory_);
-  store_.load();
+  load();
   add(Value{{"name", "Good"}});
   const Value before = store_.read(1);
   for (const Value& form : {Value{{"name", ""}}, Value{{"name", 3}}, Value{{"video", "libx264"}}, Value{{"", 1}},
@@ -73,8 +75,7 @@ TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
 }
 
 TEST_F(ProfileStoreTest, AProfileThatWasHandedOutOutlivesItsChange) {
-  fs::create_directories(directory_);
-  store_.load();
+  load();
   add(Value{{"name", "A"}, {"video.codec", "copy"}, {"audio.codec", "copy"}});
   const auto handed_out = store_.get_profile(1);
   change(1, Value{{"audio.codec", "aac"}});

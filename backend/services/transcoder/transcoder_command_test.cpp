@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
-#include "backend/services/transcoder/encoding/video_arguments.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
@@ -23,12 +22,6 @@ struct Built {
   std::vector<std::vector<FFmpegStreamSpecifier>> variants;
   std::optional<std::string> master;
 
-  std::string text() const {
-    std::string joined;
-    for (const std::string& argument : command) joined += argument + " ";
-    return joined;
-  }
-  bool has(const std::string& part) const { return text().find(part) != std::string::npos; }
   std::string after(const std::string& option) const {
     const auto found = std::ranges::find(command, option);
     return found == command.end() || found + 1 == command.end() ? "" : *(found + 1);
@@ -55,10 +48,7 @@ Built build(const Value& form, int input_index = 0) {
 }
 
 TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
-  struct Case {
-    Value form;
-    const char* reason;
-  };
+  using Case = std::pair<Value, const char*>;
   const Case cases[] = {
       {{{"input", Value::object()}}, "The stream has no input"},
       {{{"input.0.url", ""}}, "input.0.url: missing"},
@@ -113,16 +103,13 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
   };
   for (const auto& [form, reason] : hostile)
     EXPECT_TRUE(build(form).problem.starts_with(reason)) << build(form).problem;
-  for (const Case& c : cases) EXPECT_EQ(build(c.form).problem, c.reason) << c.form;
+  for (const auto& [form, reason] : cases) EXPECT_EQ(build(form).problem, reason) << form;
   EXPECT_EQ(build(Value::object(), 1).problem, "No input #1: the stream has 1");
   EXPECT_EQ(build(Value::object(), -1).problem, "No input #-1: the stream has 1");
 }
 
 TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
-  struct Case {
-    const char* url;
-    const char* address;
-  };
+  using Case = std::pair<const char*, const char*>;
   const Case cases[] = {
       {"-y", "file:-y"},
       {"-", "file:-"},
@@ -133,9 +120,9 @@ TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
       {"HTTP://host/a?b=c://d", "http://host/a?b=c://d"},
       {"rtsp://u:p@h/x", "rtsp://u:p@h/x"},
   };
-  for (const Case& c : cases) {
-    const Built built = build({{"input.0.url", c.url}});
-    EXPECT_EQ(built.after("-i"), c.address) << built.problem;
+  for (const auto& [url, address] : cases) {
+    const Built built = build({{"input.0.url", url}});
+    EXPECT_EQ(built.after("-i"), address) << built.problem;
   }
   const Built built = build({{"output.0", {{"protocol", "file"}, {"filename", "-y.ts"}, {"path", "/srv"}}}});
   EXPECT_EQ(built.command.back(), "/srv/-y.ts");

@@ -2,13 +2,8 @@
 
 #include <fmt/core.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-
-#include "backend/collaborators/config.h"
-#include "backend/platform/failure.h"
 #include "tests/support/fake_siblings.h"
 
 namespace weir {
@@ -66,11 +61,8 @@ TEST_F(StreamConfigTest, NormalisesInputs) {
 
 TEST_F(StreamConfigTest, NormalisesOutputs) {
   const std::string uploads = std::filesystem::absolute(Config::UPLOAD_DIRECTORY).string();
-  struct Case {
-    std::string output;
-    std::string expected;
-  };
-  for (const Case& c : {
+  using Case = std::pair<std::string, std::string>;
+  for (const auto& [output, expected] : {
            Case{R"({"protocol":"rtmp","server":"s","port":1935,"app":"/live","playpath":"//cam1"})",
                 R"({"protocol":"rtmp","server":"s","port":1935,"app":"live","playpath":"cam1"})"},
            Case{R"({"protocol":"rtmp","server":"s","port":1935,"playpath":"cam1"})", ""},
@@ -90,8 +82,8 @@ TEST_F(StreamConfigTest, NormalisesOutputs) {
            Case{R"({"protocol":"RTP","hostname":"h","port":"5"})", R"({"protocol":"RTP","hostname":"h","port":"5"})"},
            Case{R"("text")", ""},
        }) {
-    const Value document = loaded(fmt::format(R"({{"input":{{}},"output":{{"0":{}}}}})", c.output).c_str());
-    EXPECT_EQ(document["output"].dump(), c.expected.empty() ? "{}" : "{\"0\":" + c.expected + "}") << c.output;
+    const Value document = loaded(fmt::format(R"({{"input":{{}},"output":{{"0":{}}}}})", output).c_str());
+    EXPECT_EQ(document["output"].dump(), expected.empty() ? "{}" : "{\"0\":" + expected + "}") << output;
   }
 }
 
@@ -137,21 +129,39 @@ TEST_F(StreamConfigTest, ReportsProfilesThatCannotBeApplied) {
 }
 
 TEST_F(StreamConfigTest, GivesTheAddressesOfItsOutputs) {
-  StreamConfig conf;
-  ASSERT_TRUE(conf.load_json_conf(Value::parse(R"({"id":5,"input":{},"output":{
-      "0":{"protocol":"hls","playlist_name":"live feed.m3u8"},
-      "1":{"protocol":"http","filename":"\u00e9.ts"},
-      "2":{"protocol":"udp","hostname":"239.0.0.1","port":1234},
-      "3":{"protocol":"file","filename":"a.ts","path":"/srv/rec"},
-      "4":{"protocol":"rtmp","server":"s","port":"0","app":"a","playpath":"p"},
-      "5":{"protocol":"rtsp","hostname":"h","port":554,"path":"x"},
-      "6":{"protocol":"rtmp","server":"s","port":"1935","app":"a","playpath":"p"}}})")));
-  EXPECT_EQ(conf.get_output_urls("192.0.2.10:8080"),
-            (std::vector<std::string>{"http://192.0.2.10:8080/5/live%20feed.m3u8",
-                                      "http://192.0.2.10:8080/stream/5/%C3%A9.ts", "udp://239.0.0.1:1234",
-                                      "/srv/rec/a.ts", "rtmp://s:1935/a/p"}));
-  EXPECT_EQ(conf.get_output_urls("h", std::set<std::string>{"hls"}),
-            (std::vector<std::string>{"http://h:8080/5/live%20feed.m3u8"}));
+  const auto urls = [](const Value& changes) {
+    Value output = {
+        {"protocol", "rtmp"}, {"server", "a.example"}, {"port", 1935}, {"app", "live"}, {"playpath", "cam"}};
+    output.update(changes);
+    StreamConfig conf;
+    EXPECT_TRUE(conf.load_json_conf({{"id", 5}, {"input", Value::object()}, {"output", {{"0", output}}}}));
+    EXPECT_TRUE(conf.get_output_urls("h", std::set<std::string>{"x"}).empty());
+    return conf.get_output_urls("192.0.2.10:8081");
+  };
+  using Case = std::pair<Value, const char*>;
+  for (const auto& [output, url] : {
+           Case{{{"protocol", "hls"}, {"playlist_name", "live feed.m3u8"}},
+                "http://192.0.2.10:8080/5/live%20feed.m3u8"},
+           Case{{{"protocol", "http"}, {"filename", "\u00e9.ts"}}, "http://192.0.2.10:8081/stream/5/%C3%A9.ts"},
+           Case{{{"protocol", "udp"}, {"hostname", "239.0.0.1"}, {"port", 1234}}, "udp://239.0.0.1:1234"},
+           Case{{{"protocol", "file"}, {"filename", "a.ts"}, {"path", "/srv/rec"}}, "/srv/rec/a.ts"},
+           Case{{{"port", "1935"}}, "rtmp://a.example:1935/live/cam"},
+           Case{{{"server", "::1"}}, "rtmp://[::1]:1935/live/cam"},
+           Case{{{"app", "a/b"}, {"playpath", "c/d?key=x&y=z"}}, "rtmp://a.example:1935/a/b/c/d?key=x&y=z"},
+           Case{{{"username", "u"}, {"password", "p:@w"}}, "rtmp://u:p:@w@a.example:1935/live/cam"},
+           Case{{{"username", "u"}, {"password", nullptr}}, "rtmp://u@a.example:1935/live/cam"},
+           Case{{{"username", ""}, {"password", ""}}, "rtmp://a.example:1935/live/cam"},
+       }) {
+    EXPECT_EQ(urls(output), std::vector<std::string>{url});
+  }
+  for (const Value& output :
+       {Value{{"protocol", "rtsp"}, {"hostname", "h"}, {"path", "x"}}, Value{{"server", 5}}, Value{{"server", "a b"}},
+        Value{{"server", "a/../b"}}, Value{{"server", "evil@host"}}, Value{{"port", 0}}, Value{{"port", 65536}},
+        Value{{"port", "99999999999999999999999"}}, Value{{"port", "19x"}}, Value{{"port", 1.5}}, Value{{"app", ""}},
+        Value{{"playpath", "a b"}}, Value{{"playpath", "a\nb"}}, Value{{"username", "a:b"}},
+        Value{{"username", "u"}, {"password", "a/b"}}}) {
+    EXPECT_TRUE(urls(output).empty()) << output;
+  }
 }
 
 TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {
@@ -165,7 +175,8 @@ TEST_F(StreamConfigTest, ReportsFilesThatHoldNoDocument) {
   write("many", many + "}");
   write("large integer", R"({"input":{"0":{"url":"a","n":18446744073709551616}},"output":{}})");
   std::filesystem::create_directory(path("directory"));
-  for (const char* name : {"truncated", "list", "large", "many", "large integer", "directory", "missing"}) {
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);  // to open it would block the loop
+  for (const char* name : {"truncated", "list", "large", "many", "large integer", "directory", "pipe", "missing"}) {
     StreamConfig conf(path(name));
     EXPECT_FALSE(conf.load_json_conf()) << name;
     EXPECT_FALSE(conf.get_error_msg().empty()) << name;
