@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "backend/platform/failure.h"
-#include "backend/platform/loop.h"
 #include "backend/platform/process_info.h"
-#include "backend/platform/task.h"
+#include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
@@ -50,13 +52,30 @@ TEST_F(ChildProcessTest, GetsTheEnvironmentThatItIsGiven) {
   EXPECT_EQ(output_of({.command = {"/usr/bin/env"}, .environment = environment}), expected);
 }
 
+TEST_F(ChildProcessTest, AProgramThatCannotBeStartedIsNamedWithTheReason) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path() / "program";
+  const struct {
+    std::string content;
+    mode_t mode;
+    const char* reason;
+  } cases[] = {{"#!/bin/sh", 0600, "Permission denied"},
+               {"no program", 0700, "Exec format error"},
+               {"#!" + path + "x", 0700, "No such file or directory"}};
+  for (const auto& c : cases) {
+    std::ofstream(path) << c.content;
+    ::chmod(path.c_str(), c.mode);
+    try {
+      spawn_child({.command = {path}, .environment = std::nullopt});
+      ADD_FAILURE() << c.reason;
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.what(), path + ": " + c.reason);
+    }
+  }
+}
+
 TEST_F(ChildProcessTest, ACommandCannotPrintWithoutEnd) {
-  CommandResult result;
-  const auto body = [](CommandResult& into) -> Async<> {
-    into = co_await run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000);
-  };
-  const Task task = spawn("test", body(result));
-  ASSERT_TRUE(test::run_until(loop, [&] { return task.dead(); }, 20s));
+  const CommandResult result = test::run(loop, run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000));
   EXPECT_LE(result.standard_output.size(), 1000u);
 }
 

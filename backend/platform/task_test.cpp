@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "backend/platform/semaphore.h"
 #include "backend/platform/sleep.h"
@@ -118,20 +116,17 @@ TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
 }
 
 TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
-  struct Case {
-    std::vector<Kill> kills;
-    Log expected;
-  };
+  using Case = std::pair<std::vector<Kill>, Log>;
   const Kill restart = Kill::with<Restart>();
   const Kill stop = Kill::with<Stop>();
-  for (const Case& c : {Case{{restart, restart}, {"restart"}}, Case{{restart, stop}, {"stop"}},
-                        Case{{stop, restart}, {"stop"}}, Case{{stop, restart, stop}, {"stop"}}}) {
+  for (const auto& [kills, expected] : {Case{{restart, restart}, {"restart"}}, Case{{restart, stop}, {"stop"}},
+                                        Case{{stop, restart}, {"stop"}}, Case{{stop, restart, stop}, {"stop"}}}) {
     log.clear();
     const Task task = spawn("task", survive_restarts(log));
     loop.settle();
-    for (const Kill& kill : c.kills) task.kill(kill);
+    for (const Kill& kill : kills) task.kill(kill);
     loop.settle();
-    EXPECT_EQ(log, c.expected);
+    EXPECT_EQ(log, expected);
     task.kill(Kill::with<Stop>());
     loop.settle();
   }
@@ -170,22 +165,6 @@ TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {
   last.kill();
   loop.settle();
   loop.run([](Semaphore& semaphore) -> Async<> { const auto guard = co_await semaphore.acquire(); }(lock));
-}
-
-TEST(LoopTest, DropsTasksThatStillWaitAtItsEnd) {
-  Log log;
-  Semaphore lock(1);
-  {
-    test::TestLoop loop;
-    const auto holder = [](Semaphore& semaphore) -> Async<> {
-      const auto guard = co_await semaphore.acquire();
-      co_await sleep(1h);
-    };
-    spawn("holder", holder(lock));
-    spawn("waiter", holder(lock));
-    spawn("never run", note(log, "ran"));
-  }
-  EXPECT_EQ(log, Log{});
 }
 
 }  // namespace

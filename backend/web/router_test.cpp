@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "backend/platform/loop.h"
-#include "backend/platform/task.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
@@ -34,20 +32,13 @@ class RouterTest : public testing::Test {
     router_.add("GET", "/{id:number}/{file}", echo);
   }
 
-  static Async<> ask(const Router& router, Request request, Response& response) {
-    response = co_await router.route(request);
-  }
   Response ask(const std::string& method, const std::string& target, const std::string& origin = {}) {
     Request request;
     request.method = method;
     request.target = *parse_target(target);
     request.host = "localhost:8080";
     request.origin = origin;
-    Response response;
-    const Task task = spawn("request", ask(router_, request, response));
-    loop_.settle();
-    EXPECT_TRUE(task.dead());
-    return response;
+    return loop_.run(router_.route(request));
   }
 
   test::TestLoop loop_;

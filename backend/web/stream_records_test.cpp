@@ -1,8 +1,5 @@
 #include "backend/web/stream_records.h"
 
-#include <nlohmann/json.hpp>
-
-#include "backend/base/text_form.h"
 #include "tests/support/stream_fixture.h"
 
 namespace weir {

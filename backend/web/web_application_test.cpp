@@ -3,14 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <nlohmann/json.hpp>
 
-#include "backend/collaborators/config.h"
-#include "backend/platform/failure.h"
-#include "backend/platform/files.h"
 #include "backend/platform/helper_thread.h"
 #include "tests/support/fake_siblings.h"
 
@@ -65,10 +59,7 @@ class WebApplicationTest : public testing::Test {
     EXPECT_TRUE(world_.loop.run_until([&] { return exchange->task.dead(); }, 10s));
     return std::move(exchange->response);
   }
-  Response ask(const std::string& method, const std::string& target, const std::string& body = {},
-               const std::string& range = {}) {
-    return finish(begin(method, target, body, range));
-  }
+  Response ask(const auto&... request) { return finish(begin(request...)); }
   /// No sync is done until the promise is kept.
   std::promise<void> hold_syncs() {
     std::promise<void> release;
@@ -95,7 +86,7 @@ class WebApplicationTest : public testing::Test {
   test::FakeSiblings world_;
   ServerStreamManager manager_;
   Task syncs_;
-  WebApplication web_{manager_, world_.profiles(), probe_nothing};
+  WebApplication web_{manager_, world_.profiles, probe_nothing};
 };
 
 TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
@@ -169,7 +160,7 @@ TEST_F(WebApplicationTest, AStreamThatCanNotBeWrittenStaysAsItWas) {
 }
 
 TEST_F(WebApplicationTest, AProfileThatCanNotBeWrittenIsTheServersFault) {
-  const fs::path file = world_.profiles().path(1);
+  const fs::path file = world_.profiles.path(1);
   fs::create_directory(file.parent_path());
   ASSERT_EQ(ask("POST", "/api/profiles", R"({"name": "P"})").status, 201);
   fs::remove(file);
@@ -237,7 +228,7 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
       {"GET", "/0/playlist_0_7.ts", "bytes=10-", 416, 10, 0, "video/mp2t"},
   };
   for (const auto& c : cases) {
-    const Response response = ask(c.method, c.target, {}, c.range);
+    const Response response = ask(c.method, c.target, "", c.range);
     EXPECT_EQ(response.status, c.status) << c.target;
     ASSERT_TRUE(response.file) << c.target;
     EXPECT_EQ(std::pair(response.file->offset, response.file->size), std::pair(c.offset, c.size)) << c.range;

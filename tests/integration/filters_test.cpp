@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <map>
 #include <regex>
-#include <set>
 #include <sstream>
 
 #include "backend/collaborators/config.h"
@@ -12,8 +12,8 @@
 #include "backend/services/transcoder/filters/filter_check.h"
 #include "backend/services/transcoder/filters/filter_graph.h"
 #include "backend/services/transcoder/filters/filter_table.h"
-#include "tests/integration/transcoder_support.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
@@ -29,7 +29,7 @@ std::vector<std::string> split_lines(const std::string& text) {
 class FiltersTest : public testing::Test {
  protected:
   CommandResult run(std::vector<std::string> arguments) {
-    return test::run_for_real(loop_, run_command(std::move(arguments), 50));
+    return test::run(loop_, run_command(std::move(arguments), 50));
   }
 
   Loop loop_;
@@ -103,16 +103,7 @@ TEST_F(FiltersTest, WhatIsNotAllowedIsADecision) {
       "abuffersink buffersink ");
 }
 
-struct Setting {
-  std::string filter;
-  std::string option;
-  std::string value;
-  bool operator==(const Setting&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& stream, const Setting& setting) {
-  return stream << setting.filter << " " << setting.option << "=" << setting.value;
-}
+using Setting = std::array<std::string, 3>;  ///< filter, option, value
 
 /// "[Parsed_scale_0 @ 0x55d0] Setting 'w' to value '640'", also "[scale@small @ …".
 std::vector<Setting> read_settings_of(const std::string& log) {
@@ -145,7 +136,7 @@ TEST_F(FiltersTest, AreReadAsFFmpegReadsThem) {
     }
     // FFmpeg shows the names of options that are given by position.
     for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i) {
-      if (ours[i].option.empty()) theirs[i].option.clear();
+      if (ours[i][1].empty()) theirs[i][1].clear();
     }
     EXPECT_EQ(ours, theirs) << graph << result.standard_error;
     EXPECT_EQ(result.exit_status, 0) << graph << result.standard_error;

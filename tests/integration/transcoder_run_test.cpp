@@ -13,13 +13,11 @@
 #include "backend/services/transcoder/input/input_probe.h"
 #include "backend/services/transcoder/report/media_stream_info.h"
 #include "backend/services/transcoder/transcoder_command.h"
-#include "tests/integration/transcoder_support.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
-
-using test::run_for_real;
 
 const char* const short_source =
     "testsrc2=size=320x180:rate=25:duration=3[out0];sine=duration=3:sample_rate=48000[out1]";
@@ -55,10 +53,10 @@ class TranscoderRunTest : public testing::Test {
   bool generate(const Value& document, bool probe, int input = 0) {
     EXPECT_TRUE(conf_.load_json_conf(document)) << conf_.get_error_msg();
     builder_ = std::make_unique<TranscoderCommand>(conf_, input, &handler_);
-    return run_for_real(loop_, builder_->generate_command(probe));
+    return test::run(loop_, builder_->generate_command(probe));
   }
 
-  CommandResult run(double seconds) { return run_for_real(loop_, run_command(builder_->command, seconds)); }
+  CommandResult run(double seconds) { return test::run(loop_, run_command(builder_->command, seconds)); }
 
   CommandResult generate_and_run(const Value& document, double seconds = 50) {
     EXPECT_TRUE(generate(document, true)) << handler_.get_error_msg();
@@ -67,7 +65,7 @@ class TranscoderRunTest : public testing::Test {
 
   /// "h264 aac": the codecs that a file holds, or the reason why it cannot be read.
   std::string probe_codecs(const std::string& file) {
-    const Value answer = run_for_real(loop_, probe_url(file));
+    const Value answer = test::run(loop_, probe_url(file));
     if (answer.contains("error")) return to_text(answer["error"]);
     std::string codecs;
     for (const Value& stream : answer["streams"]) codecs += (codecs.empty() ? "" : " ") + to_text(stream["codec"]);
@@ -192,12 +190,12 @@ TEST_F(TranscoderRunTest, ProbesAUrlAsThatUrlHoweverItIsQuoted) {
   const std::string hostile = path("it's -y 'a' concat:b.wav");
   const std::vector<std::string> make = {Config::FFMPEG, "-v", "error",           "-nostdin", "-f",
                                          "lavfi",        "-i", "sine=duration=1", hostile};
-  ASSERT_EQ(run_for_real(loop_, run_command(make, 30)).exit_status, 0);
+  ASSERT_EQ(test::run(loop_, run_command(make, 30)).exit_status, 0);
   MediaStreamInfo info;
-  EXPECT_TRUE(run_for_real(loop_, info.probe("-i '" + hostile + "'")));
+  EXPECT_TRUE(test::run(loop_, info.probe("-i '" + hostile + "'")));
   for (const std::string& text : {"-i '" + hostile + "x'", "-i " + hostile, std::string("-i '-version'"),
                                   std::string("-y 'a'"), std::string("-i ''"), std::string("-i 'a\nb'")})
-    EXPECT_FALSE(run_for_real(loop_, info.probe(text))) << text;
+    EXPECT_FALSE(test::run(loop_, info.probe(text))) << text;
 }
 
 }  // namespace

@@ -2,15 +2,7 @@
 
 #include <fmt/core.h>
 
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-
-#include "backend/collaborators/config.h"
-#include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
-#include "backend/services/profiles/profile_store.h"
-#include "backend/services/publishing/publishing_port.h"
 #include "backend/services/transcoder/transcoder.h"
 
 namespace weir::test {
@@ -64,20 +56,6 @@ class FakeStreamInfo : public AVStreamInfo {
   FakeSiblings& world_;
 };
 
-struct FakeDriver : NvidiaDriverManager {
-  std::string get_patch_library() const override { return "/opt/patch.so"; }
-};
-
-struct FakeGraphics : NvidiaProcessManager {
-  Value query_gpu(pid_t) override { return memory.is_null() ? Value() : Value(0); }
-  Value query_dec(pid_t) override { return 1; }
-  Value query_sm(pid_t) override { return 2; }
-  Value query_enc(pid_t) override { return 3; }
-  Value query_fb(pid_t) override { return memory; }
-
-  Value memory;
-};
-
 const char* level_name(LogLevel level) {
   constexpr std::array names{"debug", "info", "warning", "error"};
   return names[static_cast<std::size_t>(level)];
@@ -85,16 +63,7 @@ const char* level_name(LogLevel level) {
 
 }  // namespace
 
-struct FakeSiblings::Services {
-  explicit Services(const std::string& profile_directory) : profiles(profile_directory) {}
-  ProfileStore profiles;
-  PublishingPort port;
-  NginxManager nginx{port};
-  FakeDriver driver;
-  FakeGraphics graphics;
-};
-
-FakeSiblings::FakeSiblings() : services_(std::make_unique<Services>((directory.path() / "profiles").string())) {
+FakeSiblings::FakeSiblings() {
   const auto in_directory = [this](const char* name) { return (directory.path() / name).string(); };
   Config::STREAM_DIRECTORY = in_directory("streams");
   Config::HLS_DIRECTORY = in_directory("hls");
@@ -108,10 +77,9 @@ FakeSiblings::FakeSiblings() : services_(std::make_unique<Services>((directory.p
   bundle.streaminfo = [this] { return std::make_unique<FakeStreamInfo>(*this); };
   bundle.rtmp_output = make_rtmp_output;
   bundle.profile_description = [](const JsonConf& conf) { return std::make_unique<DocumentProfile>(conf); };
-  bundle.profile_manager = &services_->profiles;
-  bundle.nginx_manager = &services_->nginx;
-  bundle.nvidia_driver_manager = &services_->driver;
-  bundle.nvidia_process_manager = &services_->graphics;
+  bundle.profile_manager = &profiles;
+  bundle.nginx_manager = &nginx_;
+  bundle.nvidia_process_manager = &graphics_;
   bundle.spawn_child = [this](const SpawnOptions& options) {
     auto script = std::make_shared<ChildScript>();
     script->command = options.command;
@@ -131,15 +99,11 @@ FakeSiblings::~FakeSiblings() {
   siblings() = {};
 }
 
-Value& FakeSiblings::graphics_memory() { return services_->graphics.memory; }
-
-ProfileRegistry& FakeSiblings::profiles() { return services_->profiles; }
-
 void FakeSiblings::add_profile(long long id, Value members) {
   std::filesystem::create_directories(directory.path() / "profiles");
   members["name"] = "P";
-  std::ofstream(services_->profiles.path(id)) << members;
-  services_->profiles.load();
+  std::ofstream(profiles.path(id)) << members;
+  profiles.load();
 }
 
 std::string progress_line(std::string_view time, std::string_view speed) {

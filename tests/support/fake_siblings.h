@@ -1,20 +1,36 @@
 #pragma once
 
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
-#include <memory>
-#include <string>
-#include <vector>
+#include <nlohmann/json.hpp>
 
 #include "backend/base/log.h"
-#include "backend/base/value.h"
+#include "backend/base/text_form.h"
+#include "backend/collaborators/config.h"
 #include "backend/collaborators/siblings.h"
+#include "backend/platform/failure.h"
+#include "backend/platform/files.h"
+#include "backend/services/profiles/profile_store.h"
+#include "backend/services/publishing/publishing_port.h"
 #include "tests/support/scripted_child.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
 namespace weir::test {
+
+/// Figures of every process.
+struct FakeGraphics : NvidiaProcessManager {
+  Value query_gpu(pid_t) override { return memory.is_null() ? Value() : Value(0); }
+  Value query_dec(pid_t) override { return 1; }
+  Value query_sm(pid_t) override { return 2; }
+  Value query_enc(pid_t) override { return 3; }
+  Value query_fb(pid_t) override { return memory; }
+
+  Value memory;
+};
 
 /// Everything around a stream, under the test's control: the clock, the directories, the transcoders, the sibling
 /// services. One at a time; the real ones are out of reach meanwhile.
@@ -44,12 +60,11 @@ class FakeSiblings {
   std::deque<std::shared_ptr<ChildScript>> children;
   std::function<void(ChildScript&)> on_launch;  ///< may throw: the program cannot be started
 
-  // Graphics figures; null when unknown.
-  Value& graphics_memory();
+  Value& graphics_memory() { return graphics_.memory; }  ///< null when unknown
 
+  ProfileStore profiles{directory.path() / "profiles"};
   /// Stores a profile of these members.
   void add_profile(long long id, Value members);
-  ProfileRegistry& profiles();
 
   std::vector<std::string> log_lines;  ///< "level name: text"
 
@@ -57,8 +72,9 @@ class FakeSiblings {
   ChildScript& child() { return *children.back(); }
 
  private:
-  struct Services;
-  std::unique_ptr<Services> services_;
+  PublishingPort port_;
+  NginxManager nginx_{port_};
+  FakeGraphics graphics_;
 };
 
 /// A progress line as the transcoder prints it.

@@ -2,7 +2,6 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
-#include <stdexcept>
 
 #include "backend/platform/failure.h"
 #include "backend/platform/poller.h"
@@ -18,6 +17,11 @@ bool run_until(Loop& loop, const std::function<bool()>& condition, std::chrono::
     loop.context().run_one_for(5ms);
   }
   return true;
+}
+
+void MovableClock::move_to(TimePoint point) {
+  wall_ += std::chrono::duration_cast<WallTime::duration>(point - now_);
+  now_ = point;
 }
 
 TestLoop::TestLoop(WallTime wall)
@@ -49,22 +53,8 @@ void TestLoop::advance(std::chrono::nanoseconds duration) {
   clock_.move_to(target);
 }
 
-void TestLoop::run(Async<> body) {
-  std::exception_ptr failure;
-  const auto guarded = [](Async<> inner, std::exception_ptr& caught) -> Async<> {
-    try {
-      co_await inner;
-    } catch (...) {
-      caught = std::current_exception();
-    }
-  };
-  finish(spawn("test", guarded(std::move(body), failure)), failure);
-}
-
-void TestLoop::finish(const Task& task, const std::exception_ptr& failure) {
-  settle();
-  if (failure) std::rethrow_exception(failure);
-  if (!task.dead()) throw std::logic_error("the coroutine waits for time to pass");
+bool TestLoop::run_until(const std::function<bool()>& condition, std::chrono::nanoseconds timeout) {
+  return test::run_until(static_cast<Loop&>(*this), [&] { return settle(), condition(); }, timeout);
 }
 
 }  // namespace weir::test

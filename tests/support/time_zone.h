@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -8,8 +10,15 @@ namespace weir::test {
 /// The process's time zone while it lives, in the form of POSIX's TZ; then it is what it was.
 class TimeZone {
  public:
-  explicit TimeZone(const std::string& name);
-  ~TimeZone();
+  explicit TimeZone(const std::string& name) {
+    if (const char* earlier = std::getenv("TZ")) earlier_ = earlier;
+    ::setenv("TZ", name.c_str(), 1);
+    ::tzset();
+  }
+  ~TimeZone() {
+    earlier_ ? ::setenv("TZ", earlier_->c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
+  }
   TimeZone(const TimeZone&) = delete;
   TimeZone& operator=(const TimeZone&) = delete;
 

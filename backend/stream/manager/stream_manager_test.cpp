@@ -3,14 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
 
-#include "backend/base/text_form.h"
-#include "backend/collaborators/config.h"
-#include "backend/platform/failure.h"
-#include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
 #include "tests/support/fake_siblings.h"
 
@@ -109,17 +102,6 @@ TEST_F(StreamManagerTest, FindsStreamsByNumberAndByText) {
   }
 }
 
-TEST_F(StreamManagerTest, SavesFormsToTheLiveDocumentAndItsFile) {
-  add(1);
-  EXPECT_TRUE(manager.save_stream(0, {{"label", "Sport"}}));
-  StreamConfig saved(path("0.conf"));
-  ASSERT_TRUE(saved.load_json_conf());
-  EXPECT_EQ(saved.get_json_conf("label"), "Sport");
-  EXPECT_EQ(manager.get_stream_config(0)->get_json_conf("label"), "Sport");
-  EXPECT_FALSE(manager.save_stream(0, {{"input", 1}}));
-  EXPECT_FALSE(manager.save_stream(1, {{"label", "x"}}));
-}
-
 TEST_F(StreamManagerTest, DeletesOnlyWhatIsNotActive) {
   add(2);
   run({0});
@@ -184,17 +166,23 @@ TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {
   EXPECT_EQ(manager.get_stream_info("h").dump(), "[]");
   add(2);
   run({1});
+  world.child().rss = (100ULL << 20) - 1;
+  world.graphics_memory() = 700;
   const Value records = manager.get_stream_info("h:80");
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(
       records[1].dump(),
       R"({"id":1,"label":"News","hwaccel":null,"encoders":["libx264","aac"],"bitrate":2097.2,"quality":28.0,"fps":25.0,)"
-      R"("time":1,"speed":1.0,"status":"running","process_info":{"cpu_percent":0.0,"mem_rss":50},)"
+      R"("time":1,"speed":1.0,"status":"running","process_info":{"cpu_percent":0.0,"mem_rss":99,"gpu_dec":1,)"
+      R"("gpu_sm":2,"gpu_enc":3,"gpu_mem":700},)"
       R"("url_info":{"inputs":["udp://a"],"outputs":["http://h:8080/1/index.m3u8"],"input_index":0},)"
       R"("codec_info":{"inputs":["input"],"outputs":["output"]},"client_info":{"0":{"protocol":"hls","clients":[]}}})");
   EXPECT_EQ(manager.get_stream_info("h:80", "1"), records[1]);
   EXPECT_EQ(manager.get_stream_info("h:80", nullptr), records);
   EXPECT_EQ(records[0]["fps"].dump(), "0");
+  EXPECT_EQ(records[0]["process_info"].dump(), "{}");
+  world.child().exit(0);
+  EXPECT_EQ(manager.get_stream_info("h:80", 1)["process_info"].dump(), "{}");
 }
 
 }  // namespace

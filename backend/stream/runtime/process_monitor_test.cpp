@@ -1,7 +1,3 @@
-#include <nlohmann/json.hpp>
-
-#include "backend/base/text_form.h"
-#include "backend/platform/failure.h"
 #include "backend/stream/runtime/memory_limit.h"
 #include "tests/support/stream_fixture.h"
 
@@ -12,13 +8,10 @@ using namespace std::chrono_literals;
 using test::progress_line;
 
 TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
-  struct Case {
-    Value baseline;
-    const char* limit;
-  };
-  for (const Case& c : {Case{768, "1280"}, Case{100, "612"}, Case{2047, "2559"}, Case{2048, "2560.0"},
-                        Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}}) {
-    EXPECT_EQ(to_text(memory_limit(c.baseline)), c.limit);
+  using Case = std::pair<Value, const char*>;
+  for (const auto& [baseline, limit] : {Case{768, "1280"}, Case{100, "612"}, Case{2047, "2559"}, Case{2048, "2560.0"},
+                                        Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}}) {
+    EXPECT_EQ(to_text(memory_limit(baseline)), limit);
   }
   for (const char* text : {"", "4G", "-1", " 4", "4.0"}) EXPECT_FALSE(digits_setting(text)) << text;
 }
@@ -61,8 +54,7 @@ TEST_F(ProcessMonitorTest, RestartsOnceAMinuteWhereALimitIsExceeded) {
     EXPECT_EQ(world.log_lines, expected);
     world.child().exit(0);
     world.loop.settle();
-    world.loop.run(stream->stop());
-    world.loop.settle();
+    stop();
   }
 }
 

@@ -1,8 +1,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <map>
-#include <nlohmann/json.hpp>
 #include <span>
 #include <utility>
 
@@ -32,7 +30,6 @@ class ScheduleMonitorTest : public test::StreamFixture {
     }
   }
   /// Ends everything else that the latest launch began, so that a year passes quickly: the other monitors, the sweep of
-  /// clients.
   /// clients.
   void leave_only_the_schedule() {
     kill_all(std::span(stream->spawns).subspan(1));

@@ -1,20 +1,12 @@
 #include "backend/stream/runtime/stream.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <nlohmann/json.hpp>
 
-#include "backend/collaborators/config.h"
 #include "backend/collaborators/exception.h"
 #include "backend/platform/descriptor.h"
-#include "backend/platform/failure.h"
-#include "backend/platform/files.h"
 #include "tests/support/stream_fixture.h"
 
 namespace weir {
@@ -60,7 +52,7 @@ TEST_F(StreamTest, StartIsRefusedWithoutACommandAndKeptWhileItRuns) {
 TEST_F(StreamTest, RestartLaunchesAtOnceWithTheInputNamedOnce) {
   run_to_first_progress();
   std::ofstream(get_hls_path(7, "playlist_0_1.ts").c_str()) << "x";
-  world.loop.run(stream->restart(2));
+  restart(2);
   EXPECT_EQ(status(), "restarting");
   EXPECT_FALSE(std::filesystem::exists(get_hls_path(7, "playlist_0_1.ts")));
   world.loop.advance(10ms);
@@ -108,22 +100,64 @@ TEST_F(StreamTest, RestartBetweenCyclesLaunchesAtOnce) {
   world.loop.advance(1s);
   EXPECT_EQ(stream->stdbuf.read(), "last words");
   EXPECT_EQ(stream->stats.time, 0);
-  world.loop.run(stream->restart(1));
+  restart(1);
   world.loop.advance(10ms);
   ASSERT_EQ(launches(), 2u);
   EXPECT_EQ(world.child().command.back(), "1");
 }
 
-TEST_F(StreamTest, RetriesAFailedCommandWithTheSameInput) {
+TEST_F(StreamTest, RetriesWhatCannotBeStartedEveryThreeSeconds) {
   run_to_first_progress();
   world.command_can_be_made = false;
-  world.loop.run(stream->restart(2));
+  restart(2);
   world.loop.advance(7s);
   EXPECT_EQ(status(), "restarting");
-  EXPECT_EQ(std::ranges::count(world.log_lines, "error Stream 7 Lobby: no command"), 3);
+  EXPECT_EQ(world.log_lines, Words(3, "error Stream 7 Lobby: no command"));
   world.command_can_be_made = true;
+  world.on_launch = [](test::ChildScript&) { throw std::system_error(ENOENT, std::generic_category(), "transcoder"); };
+  world.loop.advance(6s);
+  EXPECT_EQ(world.log_lines.size(), 5u);
+  EXPECT_TRUE(logged("std::system_error: transcoder: No such file or directory"))
+      << testing::PrintToString(world.log_lines);
+  world.on_launch = [](test::ChildScript& script) { EXPECT_EQ(script.command.back(), "0"); };
   world.loop.advance(3s);
-  EXPECT_EQ(world.child().command.back(), "2");
+  EXPECT_EQ(launches(), 2u);
+}
+
+TEST_F(StreamTest, RestartsATranscoderThatClosedItsOutput) {
+  run_to_first_progress();
+  world.child().stderr_write.reset();
+  world.loop.advance(2min);
+  EXPECT_EQ(status(), "running");
+  world.loop.advance(5min);
+  EXPECT_TRUE(logged("warning Stream 7 Lobby: URL #0 udp://a is timeout"));
+  EXPECT_EQ(launches(), 2u);
+}
+
+TEST_F(StreamTest, APipeThatAnotherProcessHoldsDelaysTheCleanUpByTwoSeconds) {
+  run_to_first_progress();
+  const Descriptor held(::dup(world.child().stderr_write.get()));
+  stop();
+  world.loop.advance(1900ms);
+  EXPECT_EQ(status(), "running");
+  world.loop.advance(200ms);
+  EXPECT_EQ(status(), "stopped");
+}
+
+TEST_F(StreamTest, ARemovedDirectoryIsReportedAndTheStreamIsLaunchedAgainOnTheSameInput) {
+  run_to_first_progress();
+  restart(1);
+  world.loop.advance(10ms);
+  say(progress_line("00:00:01.00"));
+  std::filesystem::remove_all(get_hls_path(7, ""));
+  world.loop.settle();
+  ASSERT_EQ(world.log_lines.size(), 1u);
+  EXPECT_TRUE(logged("error Stream 7 Lobby: ") && logged("hls/7 was removed")) << world.log_lines[0];
+  EXPECT_EQ(status(), "restarting");
+  EXPECT_TRUE(std::filesystem::is_directory(get_hls_path(7, "")));
+  world.loop.advance(10ms);
+  EXPECT_EQ(launches(), 3u);
+  EXPECT_EQ(world.child().command.back(), "1");
 }
 
 TEST_F(StreamTest, AFailedCleanUpEndsTheTaskAsStopped) {
@@ -152,23 +186,19 @@ TEST_F(StreamTest, CleanUpIsNotTornByAKill) {
 
 TEST_F(StreamTest, RestartsWhenTheSpeedStaysOutsideTheBand) {
   const std::map<char, const char*> speeds{{'s', "0.9x"}, {'o', "1.0x"}, {'e', "1.19x"}, {'f', "1.2x"}};
-  struct Case {
-    std::string checks;
-    bool restarted;
-  };
+  using Case = std::pair<std::string, bool>;
   // A bound is out of band.
-  for (const Case& c : {Case{"ssssss", false}, Case{"sssssss", true}, Case{"ssssssossssss", false},
-                        Case{"fffffff", true}, Case{"eeeeeeeeeeeeee", false}}) {
+  for (const auto& [checks, restarted] : {Case{"ssssss", false}, Case{"sssssss", true}, Case{"ssssssossssss", false},
+                                          Case{"fffffff", true}, Case{"eeeeeeeeeeeeee", false}}) {
     run_to_first_progress();
     const std::size_t before = launches();
     int seconds = 0;
-    for (const char check : c.checks) {
+    for (const char check : checks) {
       say(progress_line("00:00:" + std::to_string(++seconds), speeds.at(check)));
       world.loop.advance(30s);
     }
-    EXPECT_EQ(launches() > before, c.restarted) << c.checks;
-    world.loop.run(stream->stop());
-    world.loop.settle();
+    EXPECT_EQ(launches() > before, restarted) << checks;
+    stop();
   }
   EXPECT_TRUE(logged("warning Stream 7 Lobby: Speed 0.9x is too fast or slow"));
 }
@@ -183,8 +213,7 @@ TEST_F(StreamTest, DoesNotWatchTheSpeedOfFiles) {
       say(progress_line("00:00:" + std::to_string(i), "9x"));
       world.loop.advance(30s);
     }
-    world.loop.run(stream->stop());
-    world.loop.settle();
+    stop();
   }
   EXPECT_EQ(launches(), 2u);
 }
@@ -230,18 +259,6 @@ TEST_F(StreamTest, NamesTheAverageBitRateOfVideoAndTheBitRateOfAudioInTheMasterP
   world.loop.advance(1s);
   EXPECT_EQ(read_file(get_hls_path(7, "index.m3u8"), 1000),
             "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-STREAM-INF:BANDWIDTH=1122304,RESOLUTION=1280x720\nplaylist_0.m3u8\n\n");
-}
-
-TEST_F(StreamTest, TellsWhatTheTranscoderUses) {
-  EXPECT_EQ(stream->get_process_info().dump(), "{}");
-  run_to_first_progress();
-  world.child().rss = (100ULL << 20) - 1;
-  EXPECT_EQ(stream->get_process_info().dump(), R"({"cpu_percent":0.0,"mem_rss":99})");
-  world.graphics_memory() = 700;
-  EXPECT_EQ(stream->get_process_info().dump(),
-            R"({"cpu_percent":0.0,"mem_rss":99,"gpu_dec":1,"gpu_sm":2,"gpu_enc":3,"gpu_mem":700})");
-  world.child().exit(0);
-  EXPECT_EQ(stream->get_process_info().dump(), "{}");
 }
 
 }  // namespace
