@@ -1,6 +1,7 @@
 #!/bin/sh
 # Makes the recordings of FFmpeg's standard error in this folder again: NAME.txt without and NAME.color.txt with
-# console colours. Sources are generated; nothing but the descriptions before the first progress line is kept.
+# console colours. Sources are generated; nothing but the descriptions before the first progress line is kept. What is to
+# be read from both is in NAME.json.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
