@@ -25,6 +25,7 @@ TEST(FilesTest, ReplacesAFileWholeUnlessItHoldsThatAlready) {
   ASSERT_EQ(::stat(path.c_str(), &after), 0);
   EXPECT_EQ(before.st_ino, after.st_ino);
   EXPECT_EQ(read_file(path, 100), "new");
+  EXPECT_THROW(read_file("/dev/null", 100), std::system_error) << "no regular file";
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
 }
 
