@@ -198,6 +198,8 @@ Async<std::string> TranscoderCommand::settle_input() {
       co_return "";
     }
     const std::string url = to_text(conf_.get_json_conf(fmt::format("input.{}.url", index)));
+    if (error_handler_ != nullptr)
+      error_handler_->debug(fmt::format("Input #{} {} does not answer: {}", index, url, reason));
     problem += fmt::format("{} #{} {}: {}", problem.empty() ? "No input answers:" : ";", index, url, reason);
   }
   co_return problem;
