@@ -3,11 +3,12 @@
 #include <fmt/core.h>
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "backend/base/indexed_mapping.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 
@@ -15,8 +16,7 @@ namespace weir {
 
 namespace {
 
-/// Builds a value from the parser's events within the bounds of a document. A mapping is made once all its members are
-/// known: one that grows copies them.
+/// Builds a value from the parser's events within the bounds of a document.
 class BoundedBuilder : public nlohmann::json_sax<Value> {
  public:
   Value take() { return std::move(root_); }
@@ -31,21 +31,20 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
   }
   bool string(Value::string_t& value) override { return add(std::move(value)); }
   bool binary(Value::binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return open(false); }
+  bool start_object(std::size_t) override { return open(Value::object()); }
   bool end_object() override { return close(); }
-  bool start_array(std::size_t) override { return open(true); }
+  bool start_array(std::size_t) override { return open(Value::array()); }
   bool end_array() override { return close(); }
 
   bool key(Value::string_t& name) override {
     count_member();
     Container& mapping = open_.back();
-    const auto [known, added] = mapping.positions.emplace(name, mapping.members.size());
-    if (added && mapping.members.size() == max_mapping_members) {
+    if (mapping.value.size() == max_mapping_members && !mapping.members->find(name)) {
       open_.pop_back();
       throw ValueError(at_key(fmt::format("more than {} members in one mapping", max_mapping_members)));
     }
-    if (added) mapping.members.emplace_back(std::move(name), nullptr);
-    mapping.position = known->second;
+    mapping.next = &(*mapping.members)[name];
+    mapping.next_name = std::move(name);
     return true;
   }
 
@@ -57,10 +56,14 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
 
  private:
   struct Container {
-    bool is_list;
-    std::vector<std::pair<std::string, Value>> members{};  ///< those of a list have no names
-    std::unordered_map<std::string, std::size_t> positions{};
-    std::size_t position = 0;  ///< of the member that comes next
+    explicit Container(Value empty) : value(std::move(empty)) {
+      if (value.is_object()) members.emplace(value);
+    }
+
+    Value value;
+    std::optional<IndexedMapping> members{};  ///< of a mapping
+    Value* next = nullptr;                    ///< the member whose value comes next
+    std::string next_name{};
   };
 
   void count_member() {
@@ -72,7 +75,7 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
     std::string key;
     for (const Container& container : open_) {
       if (!key.empty()) key += '.';
-      key += container.is_list ? std::to_string(container.members.size()) : container.members[container.position].first;
+      key += container.members ? container.next_name : std::to_string(container.value.size());
     }
     return key.empty() ? text : key + ": " + text;
   }
@@ -80,40 +83,25 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
   bool add(Value value) {
     if (open_.empty()) {
       root_ = std::move(value);
-    } else if (Container& container = open_.back(); container.is_list) {
-      count_member();
-      container.members.emplace_back(std::string(), std::move(value));
+    } else if (Container& container = open_.back(); container.members) {
+      *container.next = std::move(value);
     } else {
-      container.members[container.position].second = std::move(value);
+      count_member();
+      container.value.push_back(std::move(value));
     }
     return true;
   }
 
-  bool open(bool is_list) {
+  bool open(Value empty) {
     if (open_.size() >= max_nesting) throw ValueError(fmt::format("nested deeper than {} levels", max_nesting));
-    open_.push_back({is_list});
+    open_.emplace_back(std::move(empty));
     return true;
   }
 
   bool close() {
-    Container container = std::move(open_.back());
+    Value value = std::move(open_.back().value);
     open_.pop_back();
-    return add(container.is_list ? make_list(container) : make_mapping(container));
-  }
-
-  static Value make_list(Container& container) {
-    Value list = Value::array();
-    list.get_ref<Value::array_t&>().reserve(container.members.size());
-    for (auto& [none, value] : container.members) list.push_back(std::move(value));
-    return list;
-  }
-
-  static Value make_mapping(Container& container) {
-    Value mapping = Value::object();
-    Value::object_t::Container& members = mapping.get_ref<Value::object_t&>();
-    members.reserve(container.members.size());
-    for (auto& [name, value] : container.members) members.emplace_back(std::move(name), std::move(value));
-    return mapping;
+    return add(std::move(value));
   }
 
   Value root_;
@@ -143,7 +131,7 @@ Value parse_json(std::string_view text) {
 void check_bounds(const Value& value) {
   check_members(value);
   // A file ends with a line break.
-  if (pretty_json_size(value) + 1 > max_document_bytes)
+  if (to_json(value, true).size() + 1 > max_document_bytes)
     throw ValueError(fmt::format("larger than {} bytes", max_document_bytes));
 }
 

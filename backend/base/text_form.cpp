@@ -26,30 +26,6 @@ std::string fraction_text(double number) {
   return text;
 }
 
-std::size_t quoted_size(const std::string& text) {
-  std::size_t size = text.size() + 2;
-  for (const char c : text) {
-    if (c == '"' || c == '\\' || (c >= '\b' && c <= '\r' && c != '\v')) {
-      size += 1;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      size += 5;
-    }
-  }
-  return size;
-}
-
-// Each member stands on a line of its own, its mapping's end on another.
-std::size_t pretty_size(const Value& value, std::size_t indent) {
-  if (value.is_string()) return quoted_size(value.get_ref<const std::string&>());
-  if (!value.is_structured() || value.empty()) return to_json(value).size();
-  std::size_t size = 2 + 1 + indent;
-  for (const auto& [name, element] : value.items()) {
-    if (value.is_object()) size += quoted_size(name) + 2;
-    size += 2 + indent + 2 + pretty_size(element, indent + 2);
-  }
-  return size - 1;  // no comma after the last one
-}
-
 }  // namespace
 
 std::string to_text(const Value& value) {
@@ -65,7 +41,5 @@ std::string to_text(const Value& value) {
 std::string to_json(const Value& value, bool pretty) {
   return value.dump(pretty ? 2 : -1, ' ', false, Value::error_handler_t::replace);
 }
-
-std::size_t pretty_json_size(const Value& value) { return pretty_size(value, 0); }
 
 }  // namespace weir

@@ -15,7 +15,4 @@ std::string to_text(const Value& value);
 /// The JSON text of a value: indented when `pretty`. Never fails: bytes that are not UTF-8 become U+FFFD.
 std::string to_json(const Value& value, bool pretty = false);
 
-/// The size of `to_json(value, true)` for a value whose texts are UTF-8, without making it.
-std::size_t pretty_json_size(const Value& value);
-
 }  // namespace weir

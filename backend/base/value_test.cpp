@@ -23,14 +23,6 @@ TEST(ValueTest, ShowsValuesAsTexts) {
   }
 }
 
-TEST(ValueTest, KnowsTheSizeOfAText) {
-  for (const char* text : {"1", "[]", "{}", "\"\\u0000\\u001f\\b\\t\\n\\u000b\\f\\r\\\"\\\\/\\u007f\\u00e9\"",
-                           R"({"a":{},"b\n":[1,[],{"c":null,"d":-1.5}],"e":true,"f":{"g":[[2]]}})"}) {
-    const Value value = parse_json(text);
-    EXPECT_EQ(pretty_json_size(value), to_json(value, true).size()) << to_json(value, true);
-  }
-}
-
 TEST(ValueTest, ReadsNumbersThatAreNothingElse) {
   using Case = std::pair<const char*, std::optional<double>>;
   for (const auto& [text, number] :

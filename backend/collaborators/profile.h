@@ -54,11 +54,11 @@ class ProfileRegistry : public ProfileManager {
   /// The document with its "id"; null when there is none.
   virtual Value read(long long id) = 0;
   /// A new profile of a form (dotted keys and values). Null when the form makes no profile.
-  virtual std::shared_ptr<const ProfileDraft> draft_new(const Value& form) = 0;
+  virtual std::shared_ptr<ProfileDraft> draft_new(const Value& form) = 0;
   /// The profile with a form applied. The stored one stays as it is.
-  virtual std::shared_ptr<const ProfileDraft> draft_change(long long id, const Value& form) = 0;
+  virtual std::shared_ptr<ProfileDraft> draft_change(long long id, const Value& form) = 0;
   /// Writes the draft's file; from then on it is the profile. False when it can't be written.
-  virtual bool store(const std::shared_ptr<const ProfileDraft>& draft) = 0;
+  virtual bool store(std::shared_ptr<ProfileDraft> draft) = 0;
   /// False when the file can't be deleted.
   virtual bool remove(long long id) = 0;
   /// The file of a profile.

@@ -8,13 +8,13 @@
 #include <system_error>
 
 #include "backend/base/bounded_json.h"
-#include "backend/base/log.h"
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
 #include "backend/web/stream_form.h"
+#include "backend/web/sync.h"
 
 namespace weir {
 
@@ -93,7 +93,7 @@ Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(pr
 Async<Response> ProfileRoutes::add(Value form) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
-  const std::shared_ptr<const ProfileDraft> draft = profiles_.draft_new(form);
+  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_new(form);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
   try {
     co_await store(draft);
@@ -109,14 +109,14 @@ Async<Response> ProfileRoutes::change(std::string id, Value form) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
-  const std::shared_ptr<const ProfileDraft> draft = profiles_.draft_change(number, form);
+  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_change(number, form);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
   for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_profile(stream->conf, draft);
   co_await store(draft);
   co_return ok_response();
 }
 
-Async<> ProfileRoutes::store(std::shared_ptr<const ProfileDraft> draft) {
+Async<> ProfileRoutes::store(std::shared_ptr<ProfileDraft> draft) {
   if (!profiles_.store(draft)) throw HttpError(500, profiles_.get_error_msg());
   co_await sync_file(profiles_.path(draft->id()));
 }
@@ -127,11 +127,7 @@ Async<Response> ProfileRoutes::remove(std::string id) {
   co_await refuse_used(number);
   const std::filesystem::path path = profiles_.path(number);
   if (!profiles_.remove(number)) throw HttpError(500, profiles_.get_error_msg());
-  try {
-    co_await sync_file(path.parent_path());
-  } catch (const std::system_error& failure) {
-    log(LogLevel::error, "Web", fmt::format("Failed to sync {}", failure.what()));
-  }
+  co_await sync_or_log(path.parent_path());
   co_return empty_response();
 }
 

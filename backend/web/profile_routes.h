@@ -30,7 +30,7 @@ class ProfileRoutes {
   std::vector<std::shared_ptr<Stream>> users_of(long long id) const;
   /// Throws `HttpError` with 409 when a stream needs the profile, one that is not loaded at the moment included.
   Async<> refuse_used(long long id);
-  Async<> store(std::shared_ptr<const ProfileDraft> draft);
+  Async<> store(std::shared_ptr<ProfileDraft> draft);
 
   ServerStreamManager& manager_;
   ProfileRegistry& profiles_;

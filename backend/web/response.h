@@ -11,6 +11,7 @@
 #include "backend/base/value.h"
 #include "backend/platform/async.h"
 #include "backend/platform/descriptor.h"
+#include "backend/platform/failure.h"
 
 namespace weir {
 
@@ -42,6 +43,16 @@ class HttpError : public std::runtime_error {
  private:
   int status_;
 };
+
+/// Runs an operation on the values of a form: a `Failure` is their fault, and becomes an `HttpError` with 400.
+template <class Operation>
+auto as_bad_request(const Operation& operation) {
+  try {
+    return operation();
+  } catch (const Failure& failure) {
+    throw HttpError(400, failure.what());
+  }
+}
 
 Response json_response(const Value& value, int status = 200);
 /// The same for JSON text.

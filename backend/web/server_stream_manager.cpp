@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "backend/base/bounded_json.h"
-#include "backend/base/log.h"
 #include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -45,14 +44,14 @@ bool is_file_at_fault(const std::string& file) {
 
 bool ServerStreamManager::load_stream_from_file(const std::string& file) {
   if (!is_stream_file(file)) {
-    log(LogLevel::debug, "Weir", fmt::format("Skipped {}: not a stream file", file));
+    debug(fmt::format("Skipped {}: not a stream file", file));
     return true;
   }
   try {
     const auto known = streams.find(stream_id_of(file).value_or(-1));
     const std::shared_ptr<Stream> other = known == streams.end() ? nullptr : known->second;
     if (StreamManager::load_stream_from_file(file)) {
-      log(LogLevel::debug, "Weir", fmt::format("Loaded {}", file));
+      debug(fmt::format("Loaded {}", file));
       broken_files.forget(file);
       if (other) replace(*other, file);
       return true;

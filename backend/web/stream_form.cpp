@@ -20,16 +20,6 @@ namespace weir {
 
 namespace {
 
-// A failure inside the normalisation is the fault of the form.
-template <class Operation>
-auto as_bad_request(const Operation& operation) {
-  try {
-    return operation();
-  } catch (const Failure& failure) {
-    throw HttpError(400, failure.what());
-  }
-}
-
 void require(bool done, const Error& document) {
   if (!done) throw HttpError(400, document.get_error_msg());
 }

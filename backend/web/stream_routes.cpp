@@ -15,20 +15,11 @@
 #include "backend/stream/manager/stream_file.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
+#include "backend/web/sync.h"
 
 namespace weir {
 
 namespace {
-
-// The values that the operation was given are the form's: its failures are bad requests.
-template <class Operation>
-void as_bad_request(const Operation& operation) {
-  try {
-    operation();
-  } catch (const std::exception& failure) {
-    throw HttpError(400, failure.what());
-  }
-}
 
 // "hls,http"
 std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
@@ -37,14 +28,6 @@ std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
   boost::split(protocols, text, boost::is_any_of(","));
   for (std::string& protocol : protocols) boost::trim(protocol);
   return std::set<std::string>(protocols.begin(), protocols.end());
-}
-
-Async<> sync_and_log_failure(std::string path) {
-  try {
-    co_await sync_file(path);
-  } catch (const std::system_error& failure) {
-    log(LogLevel::error, "Web", fmt::format("Failed to sync {}", failure.what()));
-  }
 }
 
 // What a deleted stream leaves: its id is not given again.
@@ -205,7 +188,7 @@ Async<Response> StreamRoutes::remove(Value id) {
     throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
   records_.forget(stream->id);
-  co_await sync_and_log_failure(Config::STREAM_DIRECTORY);
+  co_await sync_or_log(Config::STREAM_DIRECTORY);
   co_await remove_directories(stream->id);
   co_return empty_response();
 }

@@ -96,11 +96,11 @@ std::string ProfileStore::path(long long id) const {
 
 void ProfileStore::load() {
   if (!fs::exists(directory_)) install_shipped();
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory_)) load_file(entry.path().filename());
+  for (const std::string& name : names_in(directory_)) load_file(name);
 }
 
 void ProfileStore::install_shipped() const {
-  fs::create_directories(directory_);
+  make_directory(directory_);
   for (const ShippedProfile& profile : shipped_profiles())
     replace_file(join_path(directory_, profile.file_name), profile.text);
 }
@@ -141,12 +141,12 @@ Value ProfileStore::read(long long id) {
   return profile ? with_id(id, profile->document.document()) : Value();
 }
 
-std::shared_ptr<const ProfileDraft> ProfileStore::draft_new(const Value& form) {
+std::shared_ptr<ProfileDraft> ProfileStore::draft_new(const Value& form) {
   const auto profile = std::make_shared<Stored>(next_id_, path(next_id_), this);
   return apply(*profile, form) ? profile : nullptr;
 }
 
-std::shared_ptr<const ProfileDraft> ProfileStore::draft_change(long long id, const Value& form) {
+std::shared_ptr<ProfileDraft> ProfileStore::draft_change(long long id, const Value& form) {
   const std::shared_ptr<Stored> present = find(id);
   if (!present) return nullptr;
   const auto changed = std::make_shared<Stored>(id, present->document.filename, this);
@@ -166,8 +166,8 @@ bool ProfileStore::apply(Stored& profile, const Value& form) {
   return fault.empty();
 }
 
-bool ProfileStore::store(const std::shared_ptr<const ProfileDraft>& draft) {
-  const auto profile = std::const_pointer_cast<Stored>(std::dynamic_pointer_cast<const Stored>(draft));
+bool ProfileStore::store(std::shared_ptr<ProfileDraft> draft) {
+  const auto profile = std::dynamic_pointer_cast<Stored>(draft);
   if (!profile->document.save_json_conf()) return false;
   next_id_ = std::max(next_id_, profile->id() + 1);
   profiles_[profile->id()] = profile;

@@ -28,9 +28,9 @@ class ProfileStore : public ProfileRegistry, public Error {
 
   Value list() const override;
   Value read(long long id) override;
-  std::shared_ptr<const ProfileDraft> draft_new(const Value& form) override;
-  std::shared_ptr<const ProfileDraft> draft_change(long long id, const Value& form) override;
-  bool store(const std::shared_ptr<const ProfileDraft>& draft) override;
+  std::shared_ptr<ProfileDraft> draft_new(const Value& form) override;
+  std::shared_ptr<ProfileDraft> draft_change(long long id, const Value& form) override;
+  bool store(std::shared_ptr<ProfileDraft> draft) override;
   bool remove(long long id) override;
   std::string path(long long id) const override;
 

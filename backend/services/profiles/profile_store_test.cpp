@@ -27,7 +27,7 @@ class ProfileStoreTest : public testing::Test {
   }
   std::optional<long long> add(const Value& form) { return stored(store_.draft_new(form)); }
   bool change(long long id, const Value& form) { return stored(store_.draft_change(id, form)).has_value(); }
-  std::optional<long long> stored(const std::shared_ptr<const ProfileDraft>& draft) {
+  std::optional<long long> stored(const std::shared_ptr<ProfileDraft>& draft) {
     return draft && store_.store(draft) ? std::optional(draft->id()) : std::nullopt;
   }
 

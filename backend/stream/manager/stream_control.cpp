@@ -3,7 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "backend/base/log.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/sleep.h"
 #include "backend/stream/manager/stream_manager.h"
@@ -28,10 +27,9 @@ Async<bool> control(StreamManager& manager, const Value& id, Operation operation
   return stream_manager_check_params(false)(on_stream)(manager, id);
 }
 
-void log_skipped(std::string_view batch, const Value& stream_id, const std::shared_ptr<Stream>& stream) {
-  log(LogLevel::debug, "Weir",
-      fmt::format("{}: skipped stream {} ({})", batch, to_text(stream_id),
-                  stream ? to_text(stream->get_status()) : "no such stream"));
+std::string skipped_line(std::string_view batch, const Value& stream_id, const std::shared_ptr<Stream>& stream) {
+  return fmt::format("{}: skipped stream {} ({})", batch, to_text(stream_id),
+                     stream ? to_text(stream->get_status()) : "no such stream");
 }
 
 std::string restart_line(const std::string& log_format, const Value& stream_id, const Value& label) {
@@ -98,11 +96,11 @@ Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, do
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
     if (!stream || stream->get_status() != "stopped") {
-      log_skipped("Batch start", stream_id, stream);
+      debug(skipped_line("Batch start", stream_id, stream));
       continue;
     }
     const bool started = co_await stream->start(delay);
-    if (!started) log(LogLevel::debug, "Weir", fmt::format("Batch start: {}", stream->get_error_msg()));
+    if (!started) stream->debug(fmt::format("Batch start: {}", stream->get_error_msg()));
     delay += interval;
   }
   co_return true;
@@ -115,7 +113,7 @@ Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
     if (stream)
       co_await stream->stop();
     else
-      log_skipped("Batch stop", stream_id, stream);
+      debug(skipped_line("Batch stop", stream_id, stream));
   }
   co_return true;
 }
@@ -132,7 +130,7 @@ Async<> StreamManager::restart_each(std::vector<Value> stream_ids, double interv
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
     if (!stream || !is_active(stream->get_status())) {
-      log_skipped("Batch restart", stream_id, stream);
+      debug(skipped_line("Batch restart", stream_id, stream));
       continue;
     }
     if (log_format) info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));

@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
@@ -100,7 +99,7 @@ Async<bool> StreamManager::restore_streams(double interval) {
 
 Async<bool> StreamManager::restore_stream(std::shared_ptr<Stream> stream, double delay) {
   if (!is_active(stream->get_status())) co_return false;
-  log(LogLevel::debug, stream->get_class_name(), fmt::format("Was active, starts in {} s", delay));
+  stream->debug(fmt::format("Was active, starts in {} s", delay));
   stream->set_status("stopped");
   co_await stream->start(delay, false);
   co_return true;
