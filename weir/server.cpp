@@ -12,8 +12,10 @@
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
+#include "backend/services/publishing/announced_command.h"
 #include "backend/services/transcoder/input/input_probe.h"
 #include "weir/data_directory.h"
 
@@ -39,6 +41,8 @@ Async<Value> probe(std::string url) {
 Server::Server(const ServerSettings& settings)
     : signals_({SIGTERM, SIGINT}), services_(settings.gpu_patch_library), web_(manager_, services_.profiles(), probe) {
   Loop::current().on_unhandled_failure(log_failure);
+  siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
+                                        [this](const JsonConf& conf) { web_.http_outputs().prepare_run(conf); });
   load_profiles();
   listen(settings);
 }

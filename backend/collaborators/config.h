@@ -31,6 +31,9 @@ struct Config {
   /// The port on which the server publishes HLS files.
   static inline int HTTP_PORT = 8080;
 
+  /// Seconds for which viewers of an "http" output are held while no transcoder sends to it.
+  static inline double HTTP_OUTPUT_HOLD = 30;
+
   /// Seconds after which a probe of an input gives up.
   static inline double PROBE_TIMEOUT = 10;
 };

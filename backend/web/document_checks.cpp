@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 
 #include "backend/base/bounded_json.h"
 #include "backend/base/indexed_mapping.h"
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
+#include "backend/collaborators/http_output.h"
 #include "backend/collaborators/utils.h"
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
@@ -79,6 +81,18 @@ void check_playlist_names(const Value& document) {
     if (member(output, "protocol") != "hls" || !name.is_string()) continue;
     const std::string fault = find_playlist_name_fault(name.get_ref<const std::string&>());
     if (!fault.empty()) throw HttpError(400, fmt::format("output.{}.playlist_name: {}", key, fault));
+  }
+}
+
+void check_http_outputs(const Value& document) {
+  std::set<std::string> names;
+  for (const auto& [key, output] : member(document, "output").items()) {
+    const Value& name = member(output, "filename");
+    if (member(output, "protocol") != "http" || !name.is_string()) continue;
+    const std::string fault = find_http_output_fault(output);
+    if (!fault.empty()) throw HttpError(400, fmt::format("output.{}.{}", key, fault));
+    if (!names.insert(name.get<std::string>()).second)
+      throw HttpError(400, fmt::format("output.{}.filename: another \"http\" output has this name", key));
   }
 }
 

@@ -1,5 +1,6 @@
 #include "backend/web/http_connection.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -90,7 +91,7 @@ void HttpConnection::abort() {
 
 void HttpConnection::finish() {
   finishing_ = true;
-  if (!busy_) abort();
+  if (!busy_ || live_) abort();
 }
 
 Async<> HttpConnection::serve_requests() {
@@ -120,7 +121,7 @@ Async<bool> HttpConnection::serve_request() {
   const bool with_body = request.method != "HEAD";
   Response response = co_await service_->handler(std::move(request));
   // HTTP/1.0 clients need a header for it that is not sent.
-  const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_;
+  const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_ && !response.is_live;
   const bool sent = co_await send(std::move(response), with_body, keep_alive);
   busy_ = false;
   co_return !finishing_ && keep_alive && sent;
@@ -164,13 +165,16 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
   if (!host.empty() && !is_authority(host)) throw HttpError(400, "Invalid Host header");
   // The host of a target in absolute form counts, whatever the header says.
   if (!target->host.empty()) host = target->host;
-  return {.method = std::string(message.method_string()),
-          .target = std::move(*target),
-          .host = host.empty() ? local_authority() : std::move(host),
-          .origin = std::string(message[http::field::origin]),
-          .range = std::string(message[http::field::range]),
-          .body = {},
-          .client_address = remote_address()};
+  Request request{.method = std::string(message.method_string()),
+                  .target = std::move(*target),
+                  .host = host.empty() ? local_authority() : std::move(host),
+                  .origin = std::string(message[http::field::origin]),
+                  .range = std::string(message[http::field::range]),
+                  .body = {},
+                  .client_address = {},
+                  .client_port = {}};
+  set_client(request);
+  return request;
 }
 
 // What follows on the connection is not read as a request.
@@ -185,12 +189,17 @@ Async<bool> HttpConnection::send(Response response, bool with_body, bool keep_al
   std::string bytes = format_head(response, keep_alive);
   if (!with_body) {
     response.file.reset();
+    response.live.reset();
     response.body.clear();
   }
   // One packet for most answers; a large body is not copied.
   if (response.body.size() <= max_joined_bytes) bytes += std::exchange(response.body, {});
   const bool begun = co_await write(std::move(bytes));
   if (!begun) co_return false;
+  if (response.live) {
+    co_await send_live(std::move(response.live));
+    co_return false;
+  }
   if (response.file) co_return co_await send_file(std::move(*response.file));
   co_return co_await write(std::move(response.body));
 }
@@ -208,6 +217,21 @@ Async<bool> HttpConnection::send_file(FilePart file) {
     if (!sent) co_return false;
   }
   co_return true;
+}
+
+Async<> HttpConnection::send_live(std::unique_ptr<LiveBody> body) {
+  live_ = true;
+  for (;;) {
+    deadline_.reset();
+    const std::vector<LiveSlice> slices = co_await body->next();
+    if (slices.empty()) co_return;
+    std::vector<asio::const_buffer> buffers;
+    for (const LiveSlice& slice : slices) buffers.emplace_back(slice.bytes.data(), slice.bytes.size());
+    deadline_ = now() + service_->limits.live_write;
+    const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
+        [&](auto handler) { asio::async_write(socket_, buffers, std::move(handler)); });
+    if (error) co_return;
+  }
 }
 
 Async<bool> HttpConnection::write(std::string bytes) {
@@ -237,10 +261,19 @@ Async<> HttpConnection::drain() {
   }
 }
 
-std::string HttpConnection::remote_address() const {
+// A live response notices by its writes, but for the time in which there is nothing to write.
+bool HttpConnection::has_left() {
+  char byte;
+  const ssize_t size = ::recv(socket_.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR);
+}
+
+void HttpConnection::set_client(Request& request) const {
   error_code error;
   const auto endpoint = socket_.remote_endpoint(error);
-  return error ? std::string() : endpoint.address().to_string();
+  if (error) return;
+  request.client_address = endpoint.address().to_string();
+  request.client_port = std::to_string(endpoint.port());
 }
 
 std::string HttpConnection::local_authority() const {

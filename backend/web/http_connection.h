@@ -27,8 +27,8 @@ class HttpConnection {
   void abort();
   /// Ends the task after the answer that it is working on; at once when there is none.
   void finish();
-  /// Whether the client has exceeded a time limit.
-  bool late() const { return deadline_ && now() > *deadline_; }
+  /// Whether the client has exceeded a time limit, or has left a live response.
+  bool is_over() { return deadline_ ? now() > *deadline_ : live_ && has_left(); }
 
   Task task;
 
@@ -43,9 +43,11 @@ class HttpConnection {
   Async<> refuse(int status, std::string message);
   Async<bool> send(Response response, bool with_body, bool keep_alive);
   Async<bool> send_file(FilePart file);
+  Async<> send_live(std::unique_ptr<LiveBody> body);
   Async<bool> write(std::string bytes);
   Async<> drain();
-  std::string remote_address() const;
+  bool has_left();
+  void set_client(Request& request) const;
   std::string local_authority() const;
 
   boost::asio::ip::tcp::socket socket_;
@@ -53,6 +55,7 @@ class HttpConnection {
   std::shared_ptr<HttpService> service_;
   std::optional<TimePoint> deadline_;
   bool busy_ = false;
+  bool live_ = false;
   bool finishing_ = false;
 };
 

@@ -94,7 +94,7 @@ int HttpServer::port() const { return state_->acceptor.local_endpoint().port(); 
 
 void HttpServer::start() {
   acceptor_ = spawn("http acceptor", accept(state_));
-  sweeper_ = spawn("http sweeper", end_late_connections(state_));
+  sweeper_ = spawn("http sweeper", end_dead_connections(state_));
 }
 
 Async<> HttpServer::accept(std::shared_ptr<State> state) {
@@ -112,12 +112,12 @@ Async<> HttpServer::accept(std::shared_ptr<State> state) {
 }
 
 // One look a second at all connections costs less than a timer for each of their waits.
-Async<> HttpServer::end_late_connections(std::shared_ptr<State> state) {
+Async<> HttpServer::end_dead_connections(std::shared_ptr<State> state) {
   for (;;) {
     co_await sleep_to_next(std::chrono::seconds(1));
     state->forget_ended();
     for (const auto& connection : state->connections)
-      if (connection->late()) connection->abort();
+      if (connection->is_over()) connection->abort();
     return_freed_memory(*state->service);
   }
 }

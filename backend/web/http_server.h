@@ -30,7 +30,7 @@ class HttpServer {
   struct State;
 
   static Async<> accept(std::shared_ptr<State> state);
-  static Async<> end_late_connections(std::shared_ptr<State> state);
+  static Async<> end_dead_connections(std::shared_ptr<State> state);
 
   std::shared_ptr<State> state_;  ///< shared with the two tasks
   Task acceptor_;

@@ -19,9 +19,10 @@ struct HttpLimits {
   std::size_t body_bytes = 1 << 20;
   std::size_t total_body_bytes = 64 << 20;  ///< of all requests that are being read or answered
   std::size_t connections = 1024;
-  std::chrono::seconds idle{60};   ///< without a request
-  std::chrono::seconds read{30};   ///< for a request to arrive whole, from its first byte on
-  std::chrono::seconds write{30};  ///< for each `chunk_bytes` of an answer to be taken
+  std::chrono::seconds idle{60};        ///< without a request
+  std::chrono::seconds read{30};        ///< for a request to arrive whole, from its first byte on
+  std::chrono::seconds write{30};       ///< for each `chunk_bytes` of an answer to be taken
+  std::chrono::seconds live_write{10};  ///< for each part of a live response to be taken
   std::size_t chunk_bytes = 256 * 1024;
 };
 

@@ -17,6 +17,7 @@ struct Request {
   std::string range;   ///< the Range header; empty when there is none
   std::string body;
   std::string client_address;  ///< without a port
+  std::string client_port;
 
   /// A parameter of the query; empty when it is absent.
   std::string_view query(std::string_view name) const;

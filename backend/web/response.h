@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,6 +13,7 @@
 #include "backend/platform/async.h"
 #include "backend/platform/descriptor.h"
 #include "backend/platform/failure.h"
+#include "backend/web/live_body.h"
 
 namespace weir {
 
@@ -22,12 +24,14 @@ struct FilePart {
   std::uint64_t size = 0;
 };
 
-/// A response; its body is `body`, or the part of a file.
+/// A response; its body is `body`, or the part of a file, or goes on until it ends.
 struct Response {
   int status = 200;
   std::string content_type;
   std::string body;
   std::optional<FilePart> file;
+  bool is_live = false;            ///< the end of the connection ends the body
+  std::unique_ptr<LiveBody> live;  ///< of a live response, except to HEAD
   std::vector<std::pair<std::string, std::string>> headers;
 };
 

@@ -101,6 +101,7 @@ Value load(Value saved, const ProfileDraft* draft) {
 Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft) {
   check_texts(document);
   check_playlist_names(document);
+  check_http_outputs(document);
   const std::string text = check_size(document);
   co_await yield_to_others();
   Value saved = parse_json(text);

@@ -22,11 +22,13 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       profiles_(manager, profiles, document_changes_),
       server_routes_(std::move(probe)),
       hls_files_(manager),
+      http_outputs_(manager),
       server_([this](Request request) { return answer(std::move(request)); }) {
   streams_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
   server_routes_.add_to(router_);
+  http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_files_.add_to(router_);
 }

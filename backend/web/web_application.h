@@ -4,6 +4,7 @@
 #include "backend/web/hls_files.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
+#include "backend/web/publishing/http_outputs.h"
 #include "backend/web/router.h"
 #include "backend/web/server_routes.h"
 #include "backend/web/stream_routes.h"
@@ -21,6 +22,7 @@ class WebApplication {
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
 
   HttpServer& server() noexcept { return server_; }
+  HttpOutputs& http_outputs() noexcept { return http_outputs_; }
 
  private:
   Semaphore document_changes_{1};
@@ -29,6 +31,7 @@ class WebApplication {
   ProfileRoutes profiles_;
   ServerRoutes server_routes_;
   HlsFiles hls_files_;
+  HttpOutputs http_outputs_;
   Router router_;
   HttpServer server_;
 };

@@ -124,6 +124,9 @@ const std::vector<Setting>& setting_table() {
       {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_nonempty)},
       {"probe-timeout", "SECONDS", "time after which the probe of an input gives up (default 10)",
        one(&S::probe_timeout, to_seconds)},
+      {"http-output-hold", "SECONDS",
+       "time for which viewers of HTTP outputs are held while no transcoder runs (default 30)",
+       one(&S::http_output_hold, to_seconds)},
       {"file-root", "DIR",
        "directory below which filters may read files, repeatable or separated by colons (default: the upload "
        "directory)",

@@ -19,6 +19,7 @@ struct ServerSettings {
   std::string ffmpeg = "ffmpeg";        ///< looked up in PATH when it holds no slash
   std::string ffprobe = "ffprobe";      ///< the same
   double probe_timeout = 10;            ///< seconds
+  double http_output_hold = 30;         ///< seconds
   std::vector<std::string> hardware;    ///< "nvenc", "qsv": what the transcoders' environment is prepared for
   std::vector<std::string> file_roots;  ///< where filters of documents may read files; empty: the upload directory
   std::string gpu_patch_library;        ///< LD_PRELOAD of the transcoders with "nvenc"

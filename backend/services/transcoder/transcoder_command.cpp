@@ -12,6 +12,7 @@
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/http_output.h"
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -151,11 +152,22 @@ TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
       outputs.hls = read_hls_output(output);
       continue;
     }
-    outputs.targets.push_back(read_output_target(output));
+    outputs.targets.push_back(read_target(output, i));
     outputs.targets.back().rendition = static_cast<std::size_t>(output.whole("rendition", 0, 100).value_or(0));
   }
   if (!outputs.hls && outputs.targets.empty()) throw ValueError("The stream has no output");
   return outputs;
+}
+
+OutputTarget TranscoderCommand::read_target(const Settings& output, int index) const {
+  if (output.text("protocol") != "http") return read_output_target(output);
+  const OutputTarget target =
+      read_http_target(output, conf_.get_json_conf(output.name()), get_http_socket(conf_.get_json_conf("id"), index));
+  const std::string codec = Settings(conf_.get_json_conf("audio"), "audio").word("codec", "aac");
+  const std::string_view carried = target.format == "mp3" ? "mp3" : "aac";
+  if (target.audio_only && codec != "copy" && codec.find(carried) == std::string::npos)
+    throw ValueError(fmt::format("{}: {} does not carry the audio codec {}", output.name(), target.format, codec));
+  return target;
 }
 
 void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding& encoding) {

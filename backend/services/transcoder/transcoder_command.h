@@ -38,6 +38,7 @@ class TranscoderCommand : public FFmpeg {
   InputSource read_input(int index) const;
   void build();
   Outputs read_outputs() const;
+  OutputTarget read_target(const Settings& output, int index) const;
   void publish_variants(const Outputs& outputs, const Encoding& encoding);
   std::vector<int> get_candidates() const;
   Async<std::string> settle_input();

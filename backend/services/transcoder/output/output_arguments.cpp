@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "backend/base/text.h"
+#include "backend/platform/failure.h"
 
 namespace weir {
 
@@ -53,8 +54,11 @@ std::vector<std::string> make_plain_output(const OutputTarget& target) {
 std::string make_selection(const OutputTarget& target, const Encoding& encoding) {
   std::string selection;
   for (const FFmpegStreamSpecifier& stream : encoding.select(target.rendition, target.family)) {
+    if (target.audio_only && (stream.stream_type != "a" || !selection.empty())) continue;
     selection += fmt::format("{}{}:{}", selection.empty() ? "" : ",", stream.stream_type, stream.stream_index);
   }
+  if (selection.empty())
+    throw ValueError(fmt::format("The stream has no audio, which is all that {} carries", target.format));
   return target.carries_subtitles && encoding.has_subtitles ? selection + ",s" : selection;
 }
 
@@ -90,7 +94,7 @@ std::vector<std::string> make_output_arguments(const std::vector<OutputTarget>& 
                                                bool paced) {
   const bool whole =
       encoding.renditions.size() == 1 && encoding.select(0, targets[0].family).size() == encoding.renditions[0].size();
-  if (targets.size() == 1 && whole) return make_plain_output(targets[0]);
+  if (targets.size() == 1 && whole && !targets[0].published) return make_plain_output(targets[0]);
   std::vector<std::string> slaves;
   for (const OutputTarget& target : targets) slaves.push_back(make_slave(target, encoding, paced));
   // The muxers behind the tee cannot ask the encoders for the headers that some of them need.

@@ -12,6 +12,7 @@
 
 #include "backend/base/text.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/http_output.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/services/transcoder/output/network_address.h"
@@ -157,11 +158,25 @@ OutputTarget read_output_target(const Settings& output) {
   if (protocol == "udp" || protocol == "rtp" || protocol == "tcp") return read_transport_stream(output, protocol);
   if (protocol == "file") return read_file(output);
   if (protocol == "hls") output.refuse("protocol", "only output 0 can be \"hls\"");
-  if (protocol == "http") {
-    if (!output.has("filename")) output.refuse("filename", "missing; an \"http\" output is published under it");
-    output.refuse("protocol", "\"http\" is not available yet");
+  output.refuse_value("protocol", "is not supported; use rtmp, rtsp, hls, http, udp, rtp, tcp or file");
+}
+
+OutputTarget read_http_target(const Settings& output, const Value& mapping, const std::string& socket) {
+  if (!output.has("filename")) output.refuse("filename", "missing; an \"http\" output is published under it");
+  const std::string fault = find_http_output_fault(mapping);
+  if (!fault.empty()) throw ValueError(fmt::format("{}.{}", output.name(), fault));
+  if (socket.size() > max_socket_path) {
+    throw ValueError(fmt::format("{}: the data directory's path is too long by {} bytes for the socket {}",
+                                 output.name(), socket.size() - max_socket_path, socket));
   }
-  output.refuse_value("protocol", "is not supported; use rtmp, rtsp, hls, udp, rtp, tcp or file");
+  OutputTarget target;
+  target.format = get_http_format(mapping);
+  target.address = "unix:" + socket;
+  target.audio_only = target.format != "mpegts";
+  target.published = true;
+  // Without the headers that a file begins with.
+  if (target.format == "mp3") target.options = {{"id3v2_version", "0"}, {"write_xing", "0"}};
+  return target;
 }
 
 }  // namespace weir

@@ -19,6 +19,9 @@ struct OutputTarget {
   std::size_t rendition = 0;
   TagFamily family = TagFamily::none;
   bool carries_subtitles = false;
+  bool audio_only = false;  ///< carries the first audio stream and nothing else
+  /// Goes to this server, which can close the connection without ending the transcoder.
+  bool published = false;
   /// Opened again after a failure. Not for recordings: opening one again would overwrite it.
   bool reopens = true;
   std::string recording;  ///< path of the file that a "file" output writes, empty for the others
@@ -27,5 +30,9 @@ struct OutputTarget {
 /// Reads a "rtmp", "rtsp", "udp", "rtp", "tcp" or "file" output. Throws `ValueError` with the reason; an "hls" output
 /// is read by `read_hls_output`.
 OutputTarget read_output_target(const Settings& output);
+
+/// Reads an "http" output, which is sent to the unix socket of that path; `mapping` is what `output` reads. Throws
+/// `ValueError` with the reason.
+OutputTarget read_http_target(const Settings& output, const Value& mapping, const std::string& socket);
 
 }  // namespace weir

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "backend/platform/async.h"
+
+namespace weir {
+
+/// Bytes and what keeps them alive.
+struct LiveSlice {
+  std::shared_ptr<const void> owner;
+  std::string_view bytes;
+};
+
+/// The body of a response that goes on for as long as its source does. It is destroyed once the client has left.
+class LiveBody {
+ public:
+  virtual ~LiveBody() = default;
+  /// Waits for the bytes that follow; empty at the end.
+  virtual Async<std::vector<LiveSlice>> next() = 0;
+};
+
+}  // namespace weir
