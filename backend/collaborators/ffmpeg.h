@@ -22,8 +22,8 @@ class FFmpeg {
  public:
   virtual ~FFmpeg() = default;
 
-  /// Makes the command. With `probe` it settles which input this run reads, which may take time: it probes the
-  /// requested input and, if that does not answer, the others in priority order; a stream with one input is not probed.
+  /// Makes the command. With `probe` it settles which input this run reads, which may take time: the requested one if
+  /// it answers a probe, else the best of the others that does; a stream with one input is not probed.
   /// Without `probe` it only checks that a command can be made. False with the reason at the error handler.
   virtual Async<bool> generate_command(bool probe = false) = 0;
   /// Releases what the builder holds. May be called more than once.

@@ -10,6 +10,7 @@
 
 #include "backend/platform/async.h"
 #include "backend/platform/descriptor.h"
+#include "backend/platform/output_file.h"
 
 namespace weir {
 
@@ -76,8 +77,10 @@ struct CommandResult {
 
 /// Runs a short-lived program, bounded in time and in output: its writes beyond `output_limit` bytes fail. It leads its
 /// own group, which is killed at its end, at the timeout (its end is not waited for then), or when the waiting task is
-/// killed. Throws `std::system_error` when it cannot be started.
+/// killed. Throws `std::system_error` when it cannot be started. Whoever wants to see its errors while it runs gives a
+/// file for them.
 Async<CommandResult> run_command(std::vector<std::string> command, double timeout_seconds,
-                                 std::size_t output_limit = 1 << 20);
+                                 std::size_t output_limit = 1 << 20,
+                                 std::shared_ptr<const OutputFile> standard_error = nullptr);
 
 }  // namespace weir

@@ -9,7 +9,6 @@
 #include <system_error>
 
 #include "backend/base/log.h"
-#include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/http_output.h"
@@ -17,7 +16,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/services/transcoder/encoding/encoding.h"
-#include "backend/services/transcoder/input/input_probe.h"
+#include "backend/services/transcoder/input/silence_limit.h"
 #include "backend/services/transcoder/output/hls_output.h"
 #include "backend/services/transcoder/output/output_arguments.h"
 #include "backend/services/transcoder/output/recording.h"
@@ -122,7 +121,9 @@ InputSource TranscoderCommand::read_input(int index) const {
 }
 
 void TranscoderCommand::build() {
-  const InputSource source = read_input(input_index);
+  InputSource source = read_input(input_index);
+  if (probed_format_ == "mpegts") expect_transport_stream(source);
+  limit_silence(source);
   const Outputs outputs = read_outputs();
   refuse_shared_files(source, outputs.targets);
   targets_ = outputs.targets;
@@ -196,35 +197,44 @@ std::vector<int> TranscoderCommand::get_candidates() const {
   return candidates;
 }
 
-/// Sets `input_index` to the first input that answers. Gives the reason when none does.
+/// Sets `input_index` to the best input that answers. Gives the reasons when none does.
 Async<std::string> TranscoderCommand::settle_input() {
-  const int requested = input_index;
   std::string problem = try_step([&] { read_outputs(); });
-  if (requested < 0 || requested >= count_inputs()) problem = try_step([&] { read_input(requested); });
+  if (input_index < 0 || input_index >= count_inputs()) problem = try_step([&] { read_input(input_index); });
   if (!problem.empty()) co_return problem;
-  const std::vector<int> candidates = get_candidates();
-  for (int index : candidates) {
-    const std::string reason = co_await try_input(index);
-    if (reason.empty()) {
-      input_index = index;
-      co_return "";
-    }
-    const std::string url = to_text(conf_.get_json_conf(fmt::format("input.{}.url", index)));
-    if (error_handler_ != nullptr)
-      error_handler_->debug(fmt::format("Input #{} {} does not answer: {}", index, url, reason));
-    problem += fmt::format("{} #{} {}: {}", problem.empty() ? "No input answers:" : ";", index, url, reason);
-  }
-  co_return problem;
+  const std::vector<int> inputs = get_candidates();
+  std::vector<InputCandidate> candidates;
+  for (int index : inputs) candidates.push_back(make_candidate(index));
+  const SettledInput settled = co_await settle_inputs(std::move(candidates));
+  problem = tell_of_reasons(inputs, settled.reasons);
+  if (!settled.taken) co_return "No input answers:" + problem;
+  input_index = inputs[*settled.taken];
+  probed_format_ = settled.format;
+  co_return "";
 }
 
-/// The reason why the input does not answer; empty when it does.
-Async<std::string> TranscoderCommand::try_input(int index) {
-  std::vector<std::string> arguments;
-  const std::string refusal = try_step([&] { arguments = make_open_arguments(read_input(index)); });
-  if (!refusal.empty()) co_return refusal;
-  const Value answer = co_await probe_input(std::move(arguments));
-  const Value& error = member(answer, "error");
-  co_return error.is_null() ? "" : to_text(error);
+InputCandidate TranscoderCommand::make_candidate(int index) const {
+  InputCandidate candidate;
+  candidate.refusal = try_step([&] {
+    const InputSource source = read_input(index);
+    candidate.open_arguments = make_probe_arguments(source);
+    candidate.timeout = source.probe_timeout;
+  });
+  return candidate;
+}
+
+/// Logs why inputs were not taken, and gives it as one text.
+std::string TranscoderCommand::tell_of_reasons(const std::vector<int>& inputs,
+                                               const std::vector<std::string>& reasons) const {
+  std::string all;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (reasons[i].empty()) continue;
+    const std::string url = to_text(conf_.get_json_conf(fmt::format("input.{}.url", inputs[i])));
+    if (error_handler_ != nullptr)
+      error_handler_->debug(fmt::format("Input #{} {} does not answer: {}", inputs[i], url, reasons[i]));
+    all += fmt::format("{} #{} {}: {}", all.empty() ? "" : ";", inputs[i], url, reasons[i]);
+  }
+  return all;
 }
 
 void TranscoderCommand::keep_recordings() const {

@@ -7,6 +7,7 @@
 #include "backend/collaborators/ffmpeg.h"
 #include "backend/collaborators/jsonconf.h"
 #include "backend/services/transcoder/encoding/encoding.h"
+#include "backend/services/transcoder/input/input_settling.h"
 #include "backend/services/transcoder/input/input_source.h"
 #include "backend/services/transcoder/output/hls_output.h"
 #include "backend/services/transcoder/output/output_target.h"
@@ -42,12 +43,14 @@ class TranscoderCommand : public FFmpeg {
   void publish_variants(const Outputs& outputs, const Encoding& encoding);
   std::vector<int> get_candidates() const;
   Async<std::string> settle_input();
-  Async<std::string> try_input(int index);
+  InputCandidate make_candidate(int index) const;
+  std::string tell_of_reasons(const std::vector<int>& inputs, const std::vector<std::string>& reasons) const;
   void keep_recordings() const;
 
   const JsonConf& conf_;
   Error* error_handler_;
   std::vector<OutputTarget> targets_;
+  std::string probed_format_;  ///< of the input that was settled; empty without a probe
 };
 
 }  // namespace weir

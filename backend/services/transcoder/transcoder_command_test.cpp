@@ -58,6 +58,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"input.0.format", "-y"}}, "input.0.format: -y is not a name"},
       {{{"input.0.options", {{"report", "1"}}}}, "input.0.options.report: not an allowed input option"},
       {{{"input.0.options", "x"}}, "input.0.options: x is not a mapping"},
+      {{{"input.0.probe_timeout", 0}}, "input.0.probe_timeout: 0 is not a number from 0.1 to 3600"},
       {{{"input.0.url", "sine,zmq"}, {"input.0.format", "LavFi"}}, "lavfi: the filter \"zmq\" is not allowed"},
       {{{"output", Value::object()}}, "The stream has no output"},
       {{{"output.0.port", 70000}}, "output.0.port: 70000 is not a port (1 to 65535)"},
@@ -135,6 +136,32 @@ TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
   }
   const Built built = build({{"output.0", {{"protocol", "file"}, {"filename", "-y.ts"}, {"path", "/srv"}}}});
   EXPECT_EQ(built.command.back(), "/srv/-y.ts");
+}
+
+TEST(TranscoderCommandTest, LimitsTheSilenceOfANetworkInputWhereItsDocumentDoesNot) {
+  const struct {
+    const char* url;
+    Value options;
+    const char* option;
+    const char* value;
+  } cases[] = {
+      {"udp://h:1", {}, "-timeout", "8000000"},
+      {"UDP://h:1", {{"timeout", 5}}, "-timeout", "5"},
+      {"udp://h:1", {{"fifo_size", 5}}, "-timeout", "8000000"},
+      {"rtsp://h/x", {}, "-timeout", "8000000"},
+      {"http://h/x", {}, "-rw_timeout", "8000000"},
+      {"http://h/x", {{"timeout", 5}}, "-rw_timeout", ""},
+      {"srt://h:1", {{"mode", "listener"}}, "-rw_timeout", "8000000"},
+      {"rtmp://h/a", {{"timeout", 5}}, "-rw_timeout", "8000000"},
+      {"rtmp://h/a", {}, "-timeout", ""},
+      {"rtp://h:1", {}, "-i", "rtp://h:1?timeout=8000000"},
+      {"rtp://h:1?ttl=2", {}, "-i", "rtp://h:1?ttl=2&timeout=8000000"},
+      {"rtp://h:1?timeout=5", {}, "-i", "rtp://h:1?timeout=5"},
+      {"/srv/a.ts", {}, "-timeout", ""},
+      {"file:///srv/a.ts", {}, "-rw_timeout", ""},
+  };
+  for (const auto& [url, options, option, value] : cases)
+    EXPECT_EQ(build({{"input.0.url", url}, {"input.0.options", options}}).after(option), value) << url << options;
 }
 
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {

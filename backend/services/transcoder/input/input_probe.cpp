@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -16,11 +18,15 @@
 #include "backend/collaborators/utils.h"
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
+#include "backend/platform/sleep.h"
 #include "backend/services/transcoder/input/input_source.h"
 
 namespace weir {
 
 namespace {
+
+/// What the probe puts before what made it fail.
+constexpr std::array<std::string_view, 2> failure_marks{"[error] ", "[fatal] "};
 
 constexpr const char* wanted_entries =
     "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,width,height,avg_frame_rate,"
@@ -91,17 +97,22 @@ Value describe(const Value& answer) {
                {"streams", std::move(streams)}};
 }
 
-/// The last line that the probe printed: the failure itself, without the address ahead of it.
+/// The failure itself, which is the last error that the probe printed, without the address ahead of it.
 std::string get_failure(std::string_view text, const std::string& address) {
-  text = trim(text);
-  const std::size_t begin = text.find_last_of("\r\n");
-  std::string line(trim(begin == std::string_view::npos ? text : text.substr(begin + 1)));
-  line = strip_console_codes(line.substr(0, 2000));
+  std::size_t begin = 0;
+  for (std::string_view mark : failure_marks) {
+    const std::size_t found = text.rfind(mark);
+    if (found != std::string_view::npos) begin = std::max(begin, found + mark.size());
+  }
+  if (begin == 0) return {};
+  text.remove_prefix(begin);
+  std::string line(trim(text.substr(0, std::min<std::size_t>(text.find_first_of("\r\n"), 2000))));
+  line = strip_console_codes(line);
   return line.starts_with(address + ": ") ? line.substr(address.size() + 2) : line;
 }
 
-Value read_answer(const CommandResult& result, const std::string& address) {
-  if (result.timed_out) return make_error(fmt::format("no answer within {} s", Config::PROBE_TIMEOUT));
+Value read_answer(const CommandResult& result, const std::string& address, double timeout) {
+  if (result.timed_out) return make_error(fmt::format("no answer within {} s", timeout));
   if (result.exit_status != 0) {
     const std::string line = get_failure(result.standard_error, address);
     return make_error(line.empty() ? fmt::format("the probe exited with {}", result.exit_status) : line);
@@ -115,19 +126,27 @@ Value read_answer(const CommandResult& result, const std::string& address) {
 
 }  // namespace
 
-Async<Value> probe_input(std::vector<std::string> open_arguments) {
+Async<Value> probe_input(std::vector<std::string> open_arguments, std::chrono::nanoseconds timeout,
+                         std::shared_ptr<const OutputFile> log) {
   const std::string address = open_arguments.back();
-  std::vector<std::string> command = {Config::FFPROBE, "-hide_banner", "-loglevel",     "error",
-                                      "-of",           "json",         "-show_entries", wanted_entries};
+  const double seconds = std::chrono::duration<double>(timeout).count();
+  std::vector<std::string> command = {
+      Config::FFPROBE, "-hide_banner", "-loglevel",     log ? "level+debug" : "level+error",
+      "-of",           "json",         "-show_entries", wanted_entries};
   command.insert(command.end(), open_arguments.begin(), open_arguments.end());
   Value answer;
   try {
-    const CommandResult result = co_await run_command(std::move(command), Config::PROBE_TIMEOUT);
-    answer = read_answer(result, address);
+    const CommandResult result = co_await run_command(std::move(command), seconds, max_probe_log, std::move(log));
+    answer = read_answer(result, address, seconds);
   } catch (const std::system_error& failure) {
     answer = make_error(fmt::format("{} cannot be run: {}", Config::FFPROBE, failure.code().message()));
   }
   co_return answer;
+}
+
+bool shows_data(std::string_view log) {
+  return log.find(" probed with size=") != std::string_view::npos ||
+         log.find("Before avformat_find_stream_info()") != std::string_view::npos;
 }
 
 Async<Value> probe_url(std::string url) {
@@ -141,7 +160,7 @@ Async<Value> probe_url(std::string url) {
     refusal = failure.what();
   }
   if (!refusal.empty()) co_return make_error(refusal);
-  Value answer = co_await probe_input(std::move(arguments));
+  Value answer = co_await probe_input(std::move(arguments), to_duration(Config::PROBE_TIMEOUT));
   co_return answer;
 }
 

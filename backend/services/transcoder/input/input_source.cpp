@@ -11,7 +11,9 @@
 #include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
+#include "backend/collaborators/config.h"
 #include "backend/platform/failure.h"
+#include "backend/platform/sleep.h"
 #include "backend/services/transcoder/filters/filter_check.h"
 
 namespace weir {
@@ -156,6 +158,10 @@ void append_options(std::vector<std::string>& arguments,
   for (const auto& [name, value] : options) arguments.insert(arguments.end(), {"-" + name, value});
 }
 
+bool has_option(const InputSource& source, std::string_view name) {
+  return std::ranges::any_of(source.options, [&](const auto& option) { return option.first == name; });
+}
+
 }  // namespace
 
 InputSource read_input_source(const Settings& input) {
@@ -166,8 +172,10 @@ InputSource read_input_source(const Settings& input) {
   source.format = boost::to_lower_copy(input.word("format"), std::locale::classic());
   source.realtime = input.flag("re");
   source.replays = read_replays(input);
+  source.probe_timeout = to_duration(input.number("probe_timeout", 0.1, 3600).value_or(Config::PROBE_TIMEOUT));
   read_options(input, source);
   get_input_address(source.url, source.format);
+  if (source.format == "mpegts") expect_transport_stream(source);
   return source;
 }
 
@@ -187,11 +195,23 @@ std::string get_input_address(const std::string& url, const std::string& format)
   return scheme + std::string(trimmed.substr(scheme.size()));
 }
 
+std::string get_network_scheme(const InputSource& source) {
+  if (holds(device_formats, source.format)) return {};
+  const std::string scheme = get_scheme(trim(source.url));
+  return scheme == "file" ? "" : scheme;
+}
+
 std::vector<std::string> make_open_arguments(const InputSource& source) {
   std::vector<std::string> arguments;
   if (!source.format.empty()) arguments.insert(arguments.end(), {"-f", source.format});
   append_options(arguments, source.options);
   arguments.insert(arguments.end(), {"-i", get_input_address(source.url, source.format)});
+  return arguments;
+}
+
+std::vector<std::string> make_probe_arguments(const InputSource& source) {
+  std::vector<std::string> arguments = make_open_arguments(source);
+  if (!has_option(source, "analyzeduration")) arguments.insert(arguments.begin(), {"-analyzeduration", "2000000"});
   return arguments;
 }
 
@@ -201,6 +221,11 @@ std::vector<std::string> make_pace_arguments(const InputSource& source) {
   if (source.replays != 0) arguments.insert(arguments.end(), {"-stream_loop", std::to_string(source.replays)});
   append_options(arguments, source.adjustment);
   return arguments;
+}
+
+void expect_transport_stream(InputSource& source) {
+  if (get_network_scheme(source).empty() || has_option(source, "scan_all_pmts")) return;
+  source.options.emplace_back("scan_all_pmts", "-1");
 }
 
 bool has_own_pace(const InputSource& source) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@ struct InputSource {
   std::string format;  ///< empty: found out by FFmpeg
   bool realtime = false;
   long long replays = 0;                                        ///< -1: without end
+  std::chrono::nanoseconds probe_timeout{0};                    ///< after which a probe of it gives up
   std::vector<std::pair<std::string, std::string>> options;     ///< of protocol, format and decoder
   std::vector<std::pair<std::string, std::string>> adjustment;  ///< options that only the transcoder knows
 };
@@ -25,10 +27,19 @@ InputSource read_input_source(const Settings& input);
 /// name, so that no text of a document can reach FFmpeg's other protocols. Throws `ValueError`.
 std::string get_input_address(const std::string& url, const std::string& format);
 
+/// The protocol of a network input, in lower case; empty for a file or a device.
+std::string get_network_scheme(const InputSource& source);
+
 /// The arguments that open the input, understood by the transcoder and by the probe.
 std::vector<std::string> make_open_arguments(const InputSource& source);
+/// Those of a probe that only asks whether the input can be described: it listens for 2 s where FFmpeg takes 5.
+std::vector<std::string> make_probe_arguments(const InputSource& source);
 /// Those that set the pace and position of the reading; the transcoder's, before the ones that open.
 std::vector<std::string> make_pace_arguments(const InputSource& source);
+
+/// What is known of a network input that is an MPEG-TS: FFmpeg needs not wait for programs that come up later, and
+/// opens it as soon as every stream of its tables is described.
+void expect_transport_stream(InputSource& source);
 
 /// Whether the media come at the pace of real time, and not as fast as they are read.
 bool has_own_pace(const InputSource& source);
