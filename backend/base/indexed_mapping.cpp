@@ -14,7 +14,7 @@ constexpr std::size_t small_mapping = 16;
 // The vector would copy the values, as their keys are constant.
 void grow(Value::object_t& members) {
   Value::object_t larger;
-  larger.reserve(2 * members.size() + small_mapping);
+  larger.reserve(members.size() + members.size() / 2 + 1);
   for (auto& [name, value] : members) static_cast<Members&>(larger).emplace_back(name, std::move(value));
   members = std::move(larger);
 }
