@@ -18,13 +18,13 @@ namespace weir {
 class ReadWatch;
 
 /// Watches the descriptors of the children in batches: after one of them was readable it looks again only
-/// `hold` later, at all of them at once, so that thousands of pipes cost at most 50 wake-ups a second.
+/// `hold` later, at all of them at once, so that thousands of pipes cost at most 25 wake-ups a second.
 ///
 /// The descriptors are in an epoll instance of their own. The loop watches it through a second one, one-shot, between:
 /// Asio watches edge-triggered and would wake for every single pipe.
 class Poller final : private Timer {
  public:
-  static constexpr std::chrono::milliseconds hold{20};
+  static constexpr std::chrono::milliseconds hold{40};
 
   Poller(boost::asio::io_context& context, Timers& timers, const Clock& clock);
   ~Poller();
