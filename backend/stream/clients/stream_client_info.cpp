@@ -12,11 +12,16 @@
 #include "backend/base/text_form.h"
 #include "backend/platform/clock.h"
 #include "backend/platform/failure.h"
-#include "backend/platform/sleep.h"
+#include "backend/platform/loop.h"
 
 namespace weir {
 
 namespace {
+
+using std::chrono::seconds;
+
+// The wall clock can be set meanwhile.
+constexpr seconds max_sweep_wait = std::chrono::minutes(1);
 
 // The texts that are given, joined by ":".
 std::string client_key(const Value& addr, const Value& port) {
@@ -64,11 +69,10 @@ struct StreamClientInfo::Output {
 StreamClientInfo::StreamClientInfo(const JsonConf& conf) {
   const auto* stream_conf = dynamic_cast<const StreamConfig*>(&conf);
   if (assertions_enabled() && !stream_conf) throw AssertionError("clients are tracked for a stream's document only");
-  thread_ = spawn("clients", timeout_monitor());
   if (stream_conf) track(*stream_conf);
 }
 
-StreamClientInfo::~StreamClientInfo() { thread_.kill(); }
+StreamClientInfo::~StreamClientInfo() { cancel_sweep(); }
 
 void StreamClientInfo::track(const StreamConfig& conf) {
   for (int index = 0; index < conf.nb_outputs; ++index) {
@@ -98,7 +102,7 @@ bool StreamClientInfo::add(const Value& filename, const Value& addr, const Value
   }
   Client client{key, addr, time, time, std::nullopt};
   client.timeout = to_timeout(timeout);
-  if (client.timeout) expirable_.wake_all();
+  if (client.timeout) sweep_after(seconds(*client.timeout));
   output->by_key[key] = output->clients.insert(output->clients.end(), std::move(client));
   return true;
 }
@@ -131,7 +135,7 @@ Value StreamClientInfo::dumps() const {
 }
 
 Async<bool> StreamClientInfo::cleanup() {
-  co_await thread_.kill_and_wait();
+  cancel_sweep();
   co_return true;
 }
 
@@ -141,30 +145,43 @@ StreamClientInfo::Output* StreamClientInfo::find_output(const Value& filename) {
   return found == outputs_.end() ? nullptr : &*found;
 }
 
-Async<> StreamClientInfo::timeout_monitor() {
-  for (;;) {
-    // One sweep a second while a client can expire; those of all streams at once, so that they cost one wake-up.
-    while (expire_clients()) co_await sleep_to_next(std::chrono::seconds(1));
-    co_await expirable_.wait();
-  }
+// Sweeps are on the seconds of the loop's time: those of all streams at once cost one wake-up.
+void StreamClientInfo::sweep_after(seconds wait) {
+  const TimePoint earliest = now() + std::clamp(wait, seconds(0), max_sweep_wait) + std::chrono::nanoseconds(1);
+  const TimePoint due = round_up(earliest, seconds(1));
+  if (sweep_ && (*sweep_)->first <= due) return;
+  cancel_sweep();
+  sweep_ = Loop::current().timers().add(due, *this);
 }
 
-// Whether a client is left that can expire.
-bool StreamClientInfo::expire_clients() {
-  bool expirable = false;
+// The time until the next client can expire, if one is left that can.
+std::optional<seconds> StreamClientInfo::expire_clients() {
+  std::optional<long long> next;
   const long long time = wall_seconds();
   for (Output& output : outputs_) {
     for (auto client = output.clients.begin(); client != output.clients.end();) {
       const auto candidate = client++;
       if (!candidate->timeout) continue;
-      if (time - candidate->last_access > *candidate->timeout) {
+      const long long left = *candidate->timeout - std::max(time - candidate->last_access, 0LL);
+      if (left < 0) {
         output.forget(candidate);
       } else {
-        expirable = true;
+        next = std::min(left, next.value_or(left));
       }
     }
   }
-  return expirable;
+  if (!next) return std::nullopt;
+  return seconds(*next);
+}
+
+void StreamClientInfo::expire() {
+  sweep_.reset();
+  if (const auto wait = expire_clients()) sweep_after(*wait);
+}
+
+void StreamClientInfo::cancel_sweep() {
+  if (sweep_) Loop::current().timers().cancel(*sweep_);
+  sweep_.reset();
 }
 
 }  // namespace weir

@@ -1,22 +1,23 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "backend/base/value.h"
 #include "backend/platform/async.h"
-#include "backend/platform/task.h"
-#include "backend/platform/wait_queue.h"
+#include "backend/platform/timers.h"
 #include "backend/stream/config/stream_config.h"
 
 namespace weir {
 
 /// The clients that watch the HLS and HTTP outputs of one run of a stream, per output file. Clients that were not heard
-/// of for longer than their own timeout are forgotten.
-class StreamClientInfo {
+/// of for longer than their own timeout are forgotten, on the first second of the loop's time at which they are.
+class StreamClientInfo final : private Timer {
  public:
   /// Tracks the outputs that the document has now. `conf` has to be a `StreamConfig` (checked as an assertion) and to
-  /// outlive the registry. Spawns the expiry task, which `cleanup` or the registry's end stops.
+  /// outlive the registry.
   explicit StreamClientInfo(const JsonConf& conf);
   ~StreamClientInfo();
   StreamClientInfo(const StreamClientInfo&) = delete;
@@ -33,7 +34,7 @@ class StreamClientInfo {
   /// first arrival. In order of the outputs.
   Value dumps() const;
 
-  /// Ends the expiry task and waits for its end. Returns true.
+  /// Forgets no further client by itself. Returns true.
   Async<bool> cleanup();
 
  private:
@@ -42,12 +43,13 @@ class StreamClientInfo {
 
   Output* find_output(const Value& filename);
   void track(const StreamConfig& conf);
-  Async<> timeout_monitor();
-  bool expire_clients();
+  void sweep_after(std::chrono::seconds wait);
+  std::optional<std::chrono::seconds> expire_clients();
+  void expire() override;
+  void cancel_sweep();
 
   std::vector<Output> outputs_;
-  WaitQueue expirable_;  ///< the expiry task waits here while no client can expire
-  Task thread_;
+  std::optional<Timers::Entry> sweep_;  ///< none while no client can expire
 };
 
 }  // namespace weir

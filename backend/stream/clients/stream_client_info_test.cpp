@@ -49,6 +49,21 @@ TEST_F(StreamClientInfoTest, ForgetsClientsAfterTheirOwnTimeout) {
             R"([{"addr":"b","duration":11},{"addr":"c","duration":11},{"addr":"d","duration":11}])");
 }
 
+TEST_F(StreamClientInfoTest, ForgetsTheEarliestFirstWheneverItArrived) {
+  StreamClientInfo info(conf);
+  info.add("index.m3u8", "late", nullptr, 3600);
+  world.loop.advance(500ms);
+  info.add("index.m3u8", "early", nullptr, 2);
+  info.add("a.ts", "at once", nullptr, -1);
+  world.loop.advance(2499ms);
+  EXPECT_EQ(clients_of(info, "0").size(), 2u);
+  EXPECT_EQ(clients_of(info, "2").size(), 0u);
+  world.loop.advance(1ms);
+  EXPECT_EQ(clients_of(info, "0").size(), 1u);
+  world.loop.advance(3600s);
+  EXPECT_EQ(clients_of(info, "0").size(), 0u);
+}
+
 TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {
   StreamClientInfo info(conf);
   info.add("a.ts", "a", "1", nullptr);
