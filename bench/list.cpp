@@ -155,9 +155,10 @@ int main(int argc, char** argv) {
   const int streams = argc > 2 ? std::atoi(argv[2]) : 1000;
   write_stream_files(weir::Config::STREAM_DIRECTORY, streams);
   weir::Loop loop;
-  weir::Services services("");
+  weir::HlsWindows windows;
+  weir::Services services("", windows);
   weir::ServerStreamManager manager;
-  weir::WebApplication web(manager, services.profiles(), {});
+  weir::WebApplication web(manager, services.profiles(), windows, {});
   web.set_ready(true);
   int exit_code = 1;
   const weir::Task task = weir::spawn("bench", weir::run(manager, web, static_cast<std::size_t>(streams), exit_code));

@@ -39,7 +39,9 @@ Async<Value> probe(std::string url) {
 }  // namespace
 
 Server::Server(const ServerSettings& settings)
-    : signals_({SIGTERM, SIGINT}), services_(settings.gpu_patch_library), web_(manager_, services_.profiles(), probe) {
+    : signals_({SIGTERM, SIGINT}),
+      services_(settings.gpu_patch_library, windows_),
+      web_(manager_, services_.profiles(), windows_, probe) {
   Loop::current().on_unhandled_failure(log_failure);
   siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
                                         [this](const JsonConf& conf) { web_.http_outputs().prepare_run(conf); });
@@ -79,9 +81,11 @@ Async<> Server::serve() {
   if (started) {
     web_.set_ready(true);
     const Task retries = spawn("missing streams", manager_.retry_missing_streams());
+    const Task cleaner = spawn("hls windows", web_.clean_up());
     const int signal = co_await signals_.next();
     log(LogLevel::info, "Weir", fmt::format("Ending because of signal {}", signal));
     retries.kill();
+    cleaner.kill();
   }
   exit_status_ = started ? 0 : 1;
   const Task force_exit = spawn("second signal", force_exit_at_signal());
@@ -92,6 +96,7 @@ Async<> Server::serve() {
 
 Async<bool> Server::start_streams() {
   try {
+    windows_.adopt();
     const bool loaded = co_await manager_.init();
     log(LogLevel::info, "Weir", fmt::format("{} streams are loaded", manager_.streams.size()));
     if (manager_.nothing_could_be_loaded())

@@ -28,6 +28,7 @@ class Server {
   Async<> force_exit_at_signal();
 
   Signals signals_;
+  HlsWindows windows_;
   Services services_;
   ServerStreamManager manager_;
   WebApplication web_;

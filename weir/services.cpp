@@ -10,10 +10,12 @@
 
 namespace weir {
 
-Services::Services(const std::string& gpu_patch_library)
+Services::Services(const std::string& gpu_patch_library, CyclePublisher& publisher)
     : profiles_(Config::PROFILE_DIRECTORY), gpu_driver_(gpu_patch_library), gpu_figures_(NvmlSource::open()) {
   Siblings& all = siblings();
-  all.ffmpeg = make_ffmpeg;
+  all.ffmpeg = [&publisher](const JsonConf& conf, int input_index, Error* error_handler) {
+    return make_ffmpeg(conf, input_index, error_handler, publisher);
+  };
   all.streaminfo = make_streaminfo;
   all.rtmp_output = make_rtmp_output;
   all.profile_description = [](const JsonConf& conf) -> std::unique_ptr<ProfileDescription> {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/collaborators/cycle_publisher.h"
 #include "backend/services/graphics/gpu_figures.h"
 #include "backend/services/profiles/profile_store.h"
 #include "backend/services/publishing/publishing_port.h"
@@ -10,7 +11,8 @@ namespace weir {
 class Services {
  public:
   /// Connects them; the `Config` names the folder of the profiles by then. `gpu_patch_library` as in `ServerSettings`.
-  explicit Services(const std::string& gpu_patch_library);
+  /// The publisher outlives the services.
+  Services(const std::string& gpu_patch_library, CyclePublisher& publisher);
   Services(const Services&) = delete;
   Services& operator=(const Services&) = delete;
 

@@ -16,12 +16,14 @@ Response not_ready() {
 
 }  // namespace
 
-WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, ProbeFunction probe)
+WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
+                               ProbeFunction probe, ViewerLimits limits)
     : streams_(manager, document_changes_),
       batches_(manager),
       profiles_(manager, profiles, document_changes_),
-      server_routes_(std::move(probe)),
-      hls_files_(manager),
+      server_routes_(probe),
+      viewers_(limits),
+      hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager),
       server_([this](Request request) { return answer(std::move(request)); }) {
   streams_.add_to(router_);
@@ -30,7 +32,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   server_routes_.add_to(router_);
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
-  hls_files_.add_to(router_);
+  hls_.add_to(router_);
 }
 
 Async<Response> WebApplication::answer(Request request) const {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "backend/web/batch_routes.h"
-#include "backend/web/hls_files.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
+#include "backend/web/publishing/hls_routes.h"
 #include "backend/web/publishing/http_outputs.h"
 #include "backend/web/router.h"
 #include "backend/web/server_routes.h"
@@ -14,12 +14,16 @@ namespace weir {
 /// The whole web layer: every route, and the server that answers by them.
 class WebApplication {
  public:
-  /// Manager and profiles outlive the application.
-  WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, ProbeFunction probe);
+  /// Manager, profiles and windows outlive the application.
+  WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows, ProbeFunction probe,
+                 ViewerLimits limits = {});
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(Request request) const;
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
+
+  /// Removes what no viewer needs any more. Runs until it is killed.
+  Async<> clean_up() { return hls_.clean_up(); }
 
   HttpServer& server() noexcept { return server_; }
   HttpOutputs& http_outputs() noexcept { return http_outputs_; }
@@ -30,7 +34,8 @@ class WebApplication {
   BatchRoutes batches_;
   ProfileRoutes profiles_;
   ServerRoutes server_routes_;
-  HlsFiles hls_files_;
+  Viewers viewers_;
+  HlsRoutes hls_;
   HttpOutputs http_outputs_;
   Router router_;
   HttpServer server_;

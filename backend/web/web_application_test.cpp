@@ -1,5 +1,6 @@
 #include "backend/web/web_application.h"
 
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -86,7 +87,8 @@ class WebApplicationTest : public testing::Test {
   test::FakeSiblings world_;
   ServerStreamManager manager_;
   Task syncs_;
-  WebApplication web_{manager_, world_.profiles, probe_nothing};
+  HlsWindows windows_;
+  WebApplication web_{manager_, world_.profiles, windows_, probe_nothing, {.per_stream = 1}};
 };
 
 TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
@@ -209,7 +211,10 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
   EXPECT_EQ(soon.status, 503);
   EXPECT_EQ(soon.headers.back().first, "Retry-After");
   const std::string hls = get_hls_path(0, "");
-  write(hls + "index.m3u8", "#EXTM3U\n");
+  const long long first = windows_.begin_cycle(0, {.segment_time = 4, .list_size = 6, .renditions = {{}}}).at(0);
+  write(hls + "playlist_0.m3u8",
+        fmt::format("#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:{0}\n#EXTINF:4,\nplaylist_0_{0}.ts\n", first));
+  write(hls + fmt::format("playlist_0_{}.ts", first), "0123456789");
   write(hls + "playlist_0_7.ts", "0123456789");
   write(hls + "playlist_0.m3u8.tmp", "half");
   fs::create_symlink("/etc/passwd", hls + "evil.ts");
@@ -220,8 +225,6 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
     std::uint64_t offset, size;
     const char* type;
   } cases[] = {
-      {"GET", "/0/index.m3u8", "", 200, 0, 8, "application/vnd.apple.mpegurl"},
-      {"HEAD", "/0/index.m3u8", "", 200, 0, 8, "application/vnd.apple.mpegurl"},
       {"GET", "/0/playlist_0_7.ts", "", 200, 0, 10, "video/mp2t"},
       {"GET", "/0/playlist_0_7.ts", "bytes=2-4", 206, 2, 3, "video/mp2t"},
       {"HEAD", "/0/playlist_0_7.ts", "bytes=2-4", 200, 0, 10, "video/mp2t"},
@@ -234,6 +237,11 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
     EXPECT_EQ(std::pair(response.file->offset, response.file->size), std::pair(c.offset, c.size)) << c.range;
     EXPECT_EQ(response.content_type, c.type);
   }
+  const std::string media = ask("GET", "/0/playlist_0.m3u8").body;
+  EXPECT_NE(media.find(fmt::format("\nplaylist_0_{}.ts\n", first)), std::string::npos) << media;
+  const Response master = ask("GET", "/0/index.m3u8");
+  EXPECT_EQ(master.content_type, "application/vnd.apple.mpegurl");
+  EXPECT_NE(master.body.find("BANDWIDTH=20\nplaylist_0.m3u8\n"), std::string::npos) << master.body;
   for (const char* target : {"/0/evil.ts", "/0/folder.ts", "/0/playlist_0.m3u8.tmp", "/0/gone.ts", "/1/index.m3u8",
                              "/x/index.m3u8", "/-0/index.m3u8", "/99999999999999999999/index.m3u8"})
     EXPECT_EQ(ask("GET", target).status, 404) << target;

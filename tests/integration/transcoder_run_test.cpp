@@ -13,6 +13,7 @@
 #include "backend/services/transcoder/input/input_probe.h"
 #include "backend/services/transcoder/report/media_stream_info.h"
 #include "backend/services/transcoder/transcoder_command.h"
+#include "tests/support/fake_publisher.h"
 #include "tests/support/free_port.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
@@ -53,7 +54,7 @@ class TranscoderRunTest : public testing::Test {
   /// Makes the command; the reason of a failure is kept in `reason`.
   bool generate(const Value& document, bool probe, int input = 0) {
     EXPECT_TRUE(conf_.load_json_conf(document)) << conf_.get_error_msg();
-    builder_ = std::make_unique<TranscoderCommand>(conf_, input, &handler_);
+    builder_ = std::make_unique<TranscoderCommand>(conf_, input, &handler_, publisher_);
     return test::run(loop_, builder_->generate_command(probe));
   }
 
@@ -90,6 +91,7 @@ class TranscoderRunTest : public testing::Test {
 
   Loop loop_;
   Error handler_;
+  test::FakePublisher publisher_;
   JsonConf conf_;
   std::unique_ptr<TranscoderCommand> builder_;
 

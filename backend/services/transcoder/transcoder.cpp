@@ -6,8 +6,9 @@
 
 namespace weir {
 
-std::unique_ptr<FFmpeg> make_ffmpeg(const JsonConf& conf, int input_index, Error* error_handler) {
-  return std::make_unique<TranscoderCommand>(conf, input_index, error_handler);
+std::unique_ptr<FFmpeg> make_ffmpeg(const JsonConf& conf, int input_index, Error* error_handler,
+                                    CyclePublisher& publisher) {
+  return std::make_unique<TranscoderCommand>(conf, input_index, error_handler, publisher);
 }
 
 std::unique_ptr<AVStreamInfo> make_streaminfo() { return std::make_unique<MediaStreamInfo>(); }

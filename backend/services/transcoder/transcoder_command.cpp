@@ -90,15 +90,16 @@ void refuse_shared_files(const InputSource& source, const std::vector<OutputTarg
 
 }  // namespace
 
-TranscoderCommand::TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler)
-    : conf_(conf), error_handler_(error_handler) {
+TranscoderCommand::TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler,
+                                     CyclePublisher& publisher)
+    : conf_(conf), error_handler_(error_handler), publisher_(publisher) {
   input_index = requested_input;
 }
 
 Async<bool> TranscoderCommand::generate_command(bool probe) {
   std::string problem;
   if (probe && count_inputs() > 1) problem = co_await settle_input();
-  if (problem.empty()) problem = try_step([this] { build(); });
+  if (problem.empty()) problem = try_step([&] { build(probe); });
   if (problem.empty() && probe) problem = try_step([this] { keep_recordings(); });
   if (!problem.empty() && error_handler_ != nullptr) error_handler_->set_error_msg(mask_passwords(problem));
   co_return problem.empty();
@@ -120,7 +121,7 @@ InputSource TranscoderCommand::read_input(int index) const {
   return read_input_source(Settings(conf_.get_json_conf(key), key));
 }
 
-void TranscoderCommand::build() {
+void TranscoderCommand::build(bool launch) {
   InputSource source = read_input(input_index);
   if (probed_format_ == "mpegts") expect_transport_stream(source);
   limit_silence(source);
@@ -132,7 +133,7 @@ void TranscoderCommand::build() {
   demands.wants_subtitles = std::ranges::any_of(targets_, &OutputTarget::carries_subtitles);
   if (targets_.size() + (outputs.hls ? 1 : 0) > 1) demands.families = get_families(targets_);
   const Encoding encoding = make_encoding(Settings(conf_.document(), ""), demands);
-  publish_variants(outputs, encoding);
+  publish_variants(outputs, encoding, launch);
   command = {Config::FFMPEG, "-hide_banner", "-nostdin", "-stats", "-n"};
   append(command, encoding.device_arguments);
   append(command, make_pace_arguments(source));
@@ -171,7 +172,7 @@ OutputTarget TranscoderCommand::read_target(const Settings& output, int index) c
   return target;
 }
 
-void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding& encoding) {
+void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding& encoding, bool launch) {
   hls_list_sizes.clear();
   hls_variants.clear();
   hls_master_playlist.reset();
@@ -180,12 +181,32 @@ void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding&
     if (target.rendition >= count) throw ValueError(fmt::format("No rendition {}", target.rendition));
   }
   if (!outputs.hls) return;
-  hls_list_sizes.assign(count, outputs.hls->list_size);
+  const int listed = count_listed_segments(*outputs.hls, encoding);
+  hls_list_sizes.assign(count, listed);
   hls_variants = encoding.renditions;
   hls_master_playlist = get_master_playlist(*outputs.hls, count);
   const std::string directory = join_path(Config::HLS_DIRECTORY, to_text(conf_.get_json_conf("id")));
-  const auto variants = make_hls_targets(*outputs.hls, directory, count);
+  const auto first_segments = launch ? begin_cycle(*outputs.hls, encoding) : std::vector<long long>(count);
+  const auto variants = make_hls_targets(*outputs.hls, directory, listed, first_segments);
   targets_.insert(targets_.begin(), variants.begin(), variants.end());
+}
+
+std::vector<long long> TranscoderCommand::begin_cycle(const HlsOutput& hls, const Encoding& encoding) {
+  constexpr double container_overhead = 1.1;
+  HlsCycle cycle;
+  cycle.segment_time = hls.segment_time;
+  cycle.list_size = hls.list_size;
+  cycle.has_fixed_segments = encoding.has_video && !encoding.video_copied;
+  // A copied source may have groups of pictures that refer to the one before.
+  cycle.independent_segments = !encoding.video_copied;
+  for (const long long kilobits : encoding.max_bitrates)
+    cycle.renditions.push_back({static_cast<long long>(static_cast<double>(kilobits * 1000) * container_overhead)});
+  published_id_ = conf_.get_json_conf("id").get<long long>();
+  return publisher_.begin_cycle(*published_id_, cycle);
+}
+
+void TranscoderCommand::cleanup() {
+  if (published_id_) publisher_.end_cycle(*published_id_);
 }
 
 /// The requested input, then the others in the order of their priority.

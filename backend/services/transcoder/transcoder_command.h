@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/collaborators/cycle_publisher.h"
 #include "backend/collaborators/ffmpeg.h"
 #include "backend/collaborators/jsonconf.h"
 #include "backend/services/transcoder/encoding/encoding.h"
@@ -21,12 +22,11 @@ namespace weir {
 /// others.
 class TranscoderCommand : public FFmpeg {
  public:
-  /// The document and the handler outlive the builder; the handler may be null.
-  TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler);
+  /// All three outlive the builder; the handler may be null.
+  TranscoderCommand(const JsonConf& conf, int requested_input, Error* error_handler, CyclePublisher& publisher);
 
   Async<bool> generate_command(bool probe = false) override;
-  /// Nothing is held between the calls.
-  void cleanup() override {}
+  void cleanup() override;
 
  private:
   /// The outputs as the document has them.
@@ -37,10 +37,11 @@ class TranscoderCommand : public FFmpeg {
 
   int count_inputs() const;
   InputSource read_input(int index) const;
-  void build();
+  void build(bool launch);
   Outputs read_outputs() const;
   OutputTarget read_target(const Settings& output, int index) const;
-  void publish_variants(const Outputs& outputs, const Encoding& encoding);
+  void publish_variants(const Outputs& outputs, const Encoding& encoding, bool launch);
+  std::vector<long long> begin_cycle(const HlsOutput& hls, const Encoding& encoding);
   std::vector<int> get_candidates() const;
   Async<std::string> settle_input();
   InputCandidate make_candidate(int index) const;
@@ -49,8 +50,10 @@ class TranscoderCommand : public FFmpeg {
 
   const JsonConf& conf_;
   Error* error_handler_;
+  CyclePublisher& publisher_;
   std::vector<OutputTarget> targets_;
   std::string probed_format_;  ///< of the input that was settled; empty without a probe
+  std::optional<long long> published_id_;  ///< of the stream, while the publisher knows of the cycle
 };
 
 }  // namespace weir

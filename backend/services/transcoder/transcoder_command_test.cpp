@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/collaborators/config.h"
+#include "tests/support/fake_publisher.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
@@ -40,7 +41,8 @@ Built build(const Value& form, int input_index = 0) {
   JsonConf conf;
   EXPECT_TRUE(conf.load_json_conf(good_document()));
   EXPECT_TRUE(conf.load_json_conf(form)) << conf.get_error_msg();
-  TranscoderCommand builder(conf, input_index, &handler);
+  test::FakePublisher publisher;
+  TranscoderCommand builder(conf, input_index, &handler, publisher);
   const bool made = loop.run(builder.generate_command());
   EXPECT_EQ(made, handler.get_error_msg().empty());
   return {handler.get_error_msg(), builder.command, builder.hls_list_sizes, builder.hls_variants,
@@ -187,7 +189,7 @@ TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {
   const Value ladder = {
       {{"height", 720}, {"audio_bitrate", 128}}, {{"height", 360}, {"audio_bitrate", 64}}, {{"height", 180}}};
   const Built built = build({{"output.0", hls}, {"video.renditions", ladder}, {"audio.bitrate", 64}, {"video.gop", 2}});
-  EXPECT_EQ(built.list_sizes, (std::vector{3, 3, 3})) << built.problem;
+  EXPECT_EQ(built.list_sizes, (std::vector{8, 8, 8})) << built.problem;
   EXPECT_EQ(built.master, "index.m3u8");
   std::string summary;
   for (const auto& variant : built.variants) {
@@ -196,7 +198,28 @@ TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {
   EXPECT_EQ(summary, "v0 a0 v1 a1 v2 a1 ");
   EXPECT_EQ(built.after("-b:a:0"), "128k");
   EXPECT_EQ(built.after("-b:a:1"), "64k");
-  EXPECT_EQ(built.after("-force_key_frames:v:2"), "expr:gte(t,n_forced*1.6666666666666667)");
+  EXPECT_EQ(built.after("-force_key_frames:v:2"),
+            "expr:if(lt(n_forced,2),gte(t,n_forced*1),gte(t,(n_forced-1)*1.6666666666666667))");
+}
+
+TEST(TranscoderCommandTest, ALaunchNumbersSegmentsAsThePublisherSaysAndACheckAsksNobody) {
+  TestLoop loop;
+  JsonConf conf;
+  const Value hls = {{"protocol", "hls"}, {"playlist_name", "index.m3u8"}};
+  ASSERT_TRUE(conf.load_json_conf(good_document()));
+  ASSERT_TRUE(conf.load_json_conf({{"output.0", hls}, {"video.bitrate", 900}, {"audio.bitrate", 100}}));
+  test::FakePublisher publisher;
+  TranscoderCommand builder(conf, 0, nullptr, publisher);
+  ASSERT_TRUE(loop.run(builder.generate_command()));
+  builder.cleanup();
+  EXPECT_FALSE(publisher.running);
+  ASSERT_TRUE(loop.run(builder.generate_command(true)));
+  EXPECT_EQ(*(std::ranges::find(builder.command, "-start_number") + 1), "100");
+  ASSERT_TRUE(publisher.running);
+  EXPECT_TRUE(publisher.running->has_fixed_segments && publisher.running->independent_segments);
+  EXPECT_EQ(publisher.running->renditions.at(0).max_bitrate, 1'199'000);  // (990 + 100) kbit/s and the container
+  builder.cleanup();
+  EXPECT_FALSE(publisher.running);
 }
 
 TEST(TranscoderCommandTest, MakesNoMasterOverTheOnlyVariantsOwnPlaylist) {

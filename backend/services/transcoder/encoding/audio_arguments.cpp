@@ -70,6 +70,7 @@ AudioArguments make_audio_arguments(const Settings& audio, const std::vector<lon
                                     const std::vector<std::string>& copy_tags) {
   AudioArguments result;
   result.renditions.resize(rendition_bitrates.size());
+  result.bitrates.resize(rendition_bitrates.size());
   const std::string codec = audio.word("codec", "aac");
   if (codec == "none") return result;
   const std::vector<std::string> maps = read_stream_maps(audio, 'a');
@@ -77,6 +78,7 @@ AudioArguments make_audio_arguments(const Settings& audio, const std::vector<lon
   std::vector<long long> encodes;
   for (std::size_t i = 0; i < rendition_bitrates.size(); ++i) {
     const std::size_t encode = find_or_add(encodes, choose_bitrate(audio, codec, rendition_bitrates[i]));
+    if (codec != "copy") result.bitrates[i] = encodes[encode] * static_cast<long long>(maps.size());
     for (std::size_t m = 0; m < maps.size(); ++m) {
       result.renditions[i].push_back(result.streams + static_cast<int>(encode * maps.size() + m));
     }

@@ -11,6 +11,7 @@ struct AudioArguments {
   int streams = 0;
   std::vector<std::string> arguments;
   std::vector<std::vector<int>> renditions;  ///< per rendition, its audio streams
+  std::vector<long long> bitrates;           ///< per rendition, of all its audio in kbit/s; 0 when it is copied
 };
 
 /// The audio of the encode from "audio". `rendition_bitrates` has the bit rate that each rendition asks for, 0 for that

@@ -34,7 +34,11 @@ void assign_streams(const VideoArguments& video, const AudioArguments& audio, En
   for (int i = 0; i < count; ++i) {
     auto& streams = encoding.renditions.emplace_back();
     if (video.streams > 0) streams.push_back({"v", video.streams - count + i, 0});
-    for (int index : audio.renditions[static_cast<std::size_t>(i)]) streams.push_back({"a", index, 0});
+    const auto rendition = static_cast<std::size_t>(i);
+    for (int index : audio.renditions[rendition]) streams.push_back({"a", index, 0});
+    const long long video_limit = video.streams > 0 ? video.max_bitrates[rendition] : 0;
+    const bool is_known = (video.streams == 0 || video_limit > 0) && !encoding.audio_copied;
+    encoding.max_bitrates.push_back(is_known ? video_limit + audio.bitrates[rendition] : 0);
   }
 }
 
@@ -74,6 +78,7 @@ Encoding make_encoding(const Settings& document, const EncodingDemands& demands)
   encoding.arguments = video.arguments;
   encoding.arguments.insert(encoding.arguments.end(), audio.arguments.begin(), audio.arguments.end());
   if (demands.wants_subtitles) append_subtitles(document.section("subtitle"), encoding);
+  encoding.has_video = video.streams > 0;
   assign_streams(video, audio, encoding);
   return encoding;
 }

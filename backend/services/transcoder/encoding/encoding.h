@@ -18,7 +18,9 @@ struct Encoding {
   std::vector<std::string> arguments;         ///< after the input: maps, filters and codecs
   /// Per rendition, the streams of the transcoder's output that belong to it. At least one rendition.
   std::vector<std::vector<FFmpegStreamSpecifier>> renditions;
+  std::vector<long long> max_bitrates;  ///< per rendition, in kbit/s; 0 when unknown
   bool has_subtitles = false;
+  bool has_video = false;
   bool video_copied = false;
   bool audio_copied = false;
   std::vector<TagFamily> families;  ///< for which copies of their own are there, the first streams of their type

@@ -75,9 +75,16 @@ class VideoOptions {
   std::size_t index_;
 };
 
+/// Where keyframes have to lie.
+struct Keyframes {
+  double gop;           ///< seconds
+  double segment_time;  ///< seconds of an HLS segment; 0 when there is none
+};
+
 bool is_x26x(const std::string& codec) { return codec == "libx264" || codec == "libx265"; }
 
-void add_rate(const Rendition& rendition, const std::string& codec, VideoOptions& options) {
+// Gives the limit in kbit/s, 0 when there is none.
+long long add_rate(const Rendition& rendition, const std::string& codec, VideoOptions& options) {
   auto bitrate = rendition.whole("bitrate", 1, max_bitrate);
   auto max_rate = rendition.whole("max_bitrate", 1, max_bitrate);
   const auto crf = rendition.whole("crf", 0, 63);
@@ -89,22 +96,32 @@ void add_rate(const Rendition& rendition, const std::string& codec, VideoOptions
     // These encoders take the bit rate as the limit of their constant quality.
     if (codec.starts_with("libvpx") || codec.starts_with("libaom")) {
       options.add("b", max_rate.value_or(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0))), "k");
-      return;
+      return max_rate.value_or(0);
     }
   } else {
     if (!bitrate) bitrate = get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0));
     options.add("b", bitrate, "k");
     if (!max_rate) max_rate = std::max(*bitrate * 11 / 10, *bitrate);
   }
-  if (!max_rate) return;
+  if (!max_rate) return 0;
   auto buffer = rendition.whole("bufsize", 1, 10 * max_bitrate);
   if (rendition.has_own("bitrate") && !rendition.has_own("bufsize")) buffer.reset();
   options.add("maxrate", max_rate, "k");
   options.add("bufsize", buffer.value_or(2 * *bitrate), "k");
+  return *max_rate;
 }
 
-void add_keyframes(const std::string& codec, double interval, VideoOptions& options) {
-  options.add("force_key_frames", fmt::format("expr:gte(t,n_forced*{})", interval));
+/// When keyframes are forced. A stream that viewers wait for begins with a segment of its own, of a second.
+std::string make_keyframe_rule(double interval, bool hls) {
+  const std::string regular = fmt::format("gte(t,n_forced*{})", interval);
+  if (!hls || interval <= first_segment_seconds) return "expr:" + regular;
+  return fmt::format("expr:if(lt(n_forced,2),gte(t,n_forced*{}),gte(t,(n_forced-1)*{}))", first_segment_seconds,
+                     interval);
+}
+
+void add_keyframes(const std::string& codec, const Keyframes& keyframes, VideoOptions& options) {
+  const double interval = get_keyframe_interval(keyframes.gop, keyframes.segment_time);
+  options.add("force_key_frames", make_keyframe_rule(interval, keyframes.segment_time > 0));
   // The encoder's own distance must never come before the forced ones; those at scene cuts would shift the renditions.
   options.add("g", std::to_string(static_cast<int>(std::ceil(interval * 120))));
   if (codec == "libx264") options.add("sc_threshold", "0");
@@ -113,8 +130,9 @@ void add_keyframes(const std::string& codec, double interval, VideoOptions& opti
   if (codec.ends_with("_qsv")) options.add("forced_idr", "1");
 }
 
-void add_codec(const Settings& video, const Rendition& rendition, const std::string& codec, double interval,
-               VideoOptions& options) {
+// Gives the limit of the bit rate, as `add_rate` does.
+long long add_codec(const Settings& video, const Rendition& rendition, const std::string& codec,
+                    const Keyframes& keyframes, VideoOptions& options) {
   options.add("c", codec);
   options.add("preset", rendition.word("preset", is_x26x(codec) ? "veryfast" : ""));
   options.add("tune", rendition.word("tune"));
@@ -124,8 +142,8 @@ void add_codec(const Settings& video, const Rendition& rendition, const std::str
   options.add("refs", rendition.whole("refs", 1, 16));
   if (!codec.ends_with("_vaapi")) options.add("pix_fmt", video.word("pix_fmt", "yuv420p"));
   if (codec.ends_with("_nvenc")) options.add("gpu", video.whole("gpu", 0, 64));
-  add_rate(rendition, codec, options);
-  add_keyframes(codec, interval, options);
+  add_keyframes(codec, keyframes, options);
+  return add_rate(rendition, codec, options);
 }
 
 std::string get_render_node(const Settings& video) {
@@ -176,7 +194,7 @@ void append_copies(const std::string& map, const std::vector<std::string>& tags,
 }
 
 void append_encodes(const Settings& video, const std::vector<Rendition>& renditions, const std::string& codec,
-                    double keyframe_interval, VideoArguments& result) {
+                    const Keyframes& keyframes, VideoArguments& result) {
   std::vector<std::string> scalings;
   for (const Rendition& rendition : renditions) scalings.push_back(make_scaling(rendition, codec));
   const bool ladder = renditions.size() > 1;
@@ -189,7 +207,7 @@ void append_encodes(const Settings& video, const std::vector<Rendition>& renditi
       const std::string cleaning = make_cleaning_filters(video);
       options.add("filter", cleaning.empty() ? scalings[i] : cleaning + "," + scalings[i]);
     }
-    add_codec(video, renditions[i], codec, keyframe_interval, options);
+    result.max_bitrates[i] = add_codec(video, renditions[i], codec, keyframes, options);
     ++result.streams;
   }
 }
@@ -216,6 +234,7 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time,
   const std::string codec = video.word("codec", "libx264");
   const std::vector<Rendition> renditions = read_renditions(video);
   for (const Rendition& rendition : renditions) result.audio_bitrates.push_back(rendition.audio_bitrate());
+  result.max_bitrates.resize(renditions.size());
   if ((codec == "none" || codec == "copy") && renditions.size() > 1) {
     video.refuse("renditions", fmt::format("the codec \"{}\" cannot make renditions", codec));
   }
@@ -226,7 +245,7 @@ VideoArguments make_video_arguments(const Settings& video, double segment_time,
   }
   append_devices(video, codec, result.device_arguments);
   const double gop = video.number("gop", 0.04, 60).value_or(default_gop);
-  append_encodes(video, renditions, codec, get_keyframe_interval(gop, segment_time), result);
+  append_encodes(video, renditions, codec, {gop, segment_time}, result);
   return result;
 }
 

@@ -7,11 +7,15 @@
 
 namespace weir {
 
+/// The first HLS segment of a launch ends at the first keyframe after it, in seconds: viewers wait for it.
+inline constexpr double first_segment_seconds = 1;
+
 struct VideoArguments {
   int streams = 0;                            ///< the tagged copies, then one per rendition; or none at all
   std::vector<std::string> device_arguments;  ///< before the input
   std::vector<std::string> arguments;         ///< after the input
   std::vector<long long> audio_bitrates;      ///< per rendition, of its audio in kbit/s; 0: that of "audio"
+  std::vector<long long> max_bitrates;        ///< per rendition, of its video in kbit/s; 0 when unknown
 };
 
 /// The video of the encode from "video". A ladder is decoded and cleaned once, then scaled and encoded per rendition.

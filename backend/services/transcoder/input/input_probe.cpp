@@ -29,7 +29,7 @@ namespace {
 constexpr std::array<std::string_view, 2> failure_marks{"[error] ", "[fatal] "};
 
 constexpr const char* wanted_entries =
-    "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,width,height,avg_frame_rate,"
+    "format=format_name,duration,bit_rate:stream=index,codec_type,codec_name,profile,level,width,height,avg_frame_rate,"
     "pix_fmt,sample_rate,channels,bit_rate:stream_tags=language";
 
 Value make_error(std::string_view reason) { return Value{{"error", mask_passwords(reason)}}; }
@@ -72,6 +72,7 @@ Value describe_stream(const Value& stream) {
   put("type", member(stream, "codec_type"));
   put("codec", member(stream, "codec_name"));
   put("profile", member(stream, "profile"));
+  if (video) put("level", member(stream, "level"));
   put("language", member(member(stream, "tags"), "language"));
   put("width", member(stream, "width"));
   put("height", member(stream, "height"));

@@ -2,15 +2,20 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "backend/collaborators/utils.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/services/transcoder/encoding/video_arguments.h"
 
 namespace weir {
 
 namespace {
+
+// A live playlist never gets shorter than three target durations (RFC 8216, 6.2.2).
+constexpr int min_shown_segments = 3;
 
 std::string double_percents(const std::string& text) {
   std::string doubled;
@@ -18,15 +23,18 @@ std::string double_percents(const std::string& text) {
   return doubled;
 }
 
-OutputTarget make_variant(const HlsOutput& hls, const std::string& directory, std::size_t index) {
+OutputTarget make_variant(const HlsOutput& hls, const std::string& directory, std::size_t index, int listed,
+                          long long first_segment) {
   OutputTarget target;
   target.format = "hls";
   target.rendition = index;
   target.address = join_path(directory, fmt::format("playlist_{}.m3u8", index));
   const std::string segments = join_path(double_percents(directory), fmt::format("playlist_{}_%d.ts", index));
   target.options = {{"hls_time", fmt::format("{}", hls.segment_time)},
-                    {"hls_list_size", std::to_string(hls.list_size)},
-                    {"hls_start_number_source", "epoch"},
+                    {"hls_init_time", fmt::format("{}", std::min(hls.segment_time, first_segment_seconds))},
+                    {"hls_list_size", std::to_string(listed)},
+                    {"hls_flags", "program_date_time"},
+                    {"start_number", std::to_string(first_segment)},
                     {"hls_segment_type", "mpegts"},
                     {"hls_segment_filename", segments}};
   return target;
@@ -47,11 +55,19 @@ HlsOutput read_hls_output(const Settings& output) {
   return hls;
 }
 
-std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, std::size_t renditions) {
+std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, int listed,
+                                           const std::vector<long long>& first_segments) {
   const std::string absolute = std::filesystem::absolute(directory).lexically_normal().string();
   std::vector<OutputTarget> targets;
-  for (std::size_t i = 0; i < renditions; ++i) targets.push_back(make_variant(hls, absolute, i));
+  for (std::size_t i = 0; i < first_segments.size(); ++i)
+    targets.push_back(make_variant(hls, absolute, i, listed, first_segments[i]));
   return targets;
+}
+
+int count_listed_segments(const HlsOutput& hls, const Encoding& encoding) {
+  const int shown = std::max(hls.list_size, min_shown_segments);
+  if (!encoding.has_video) return 4 * shown;
+  return encoding.video_copied ? 3 * shown : 2 * shown + 2;
 }
 
 std::optional<std::string> get_master_playlist(const HlsOutput& hls, std::size_t renditions) {

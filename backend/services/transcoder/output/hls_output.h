@@ -19,9 +19,15 @@ struct HlsOutput {
 /// Throws `ValueError` with the reason.
 HlsOutput read_hls_output(const Settings& output);
 
-/// One target for each rendition: "playlist_N.m3u8" and "playlist_N_SEQ.ts" in `directory`. The transcoder never
-/// deletes a segment, and its numbers start at the time of day, so that they do not repeat across the runs of a stream.
-std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, std::size_t renditions);
+/// One target for each number in `first_segments`: "playlist_N.m3u8" and "playlist_N_SEQ.ts" in `directory`, SEQ
+/// beginning at that number. `listed` is the number of segments that the playlists list. The transcoder never deletes
+/// one.
+std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::string& directory, int listed,
+                                           const std::vector<long long>& first_segments);
+
+/// The number of segments that a transcoder's playlist lists: those that viewers see, and those that a viewer may still
+/// fetch who saw them. More where segments are short after a launch for want of forced keyframes.
+int count_listed_segments(const HlsOutput& hls, const Encoding& encoding);
 
 /// The name under which the master playlist is to be written; nothing when the only variant's playlist has that name.
 /// Throws `ValueError` when it is the name of one of several variants.

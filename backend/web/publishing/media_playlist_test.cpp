@@ -1,0 +1,88 @@
+#include "backend/web/publishing/media_playlist.h"
+
+#include <gtest/gtest.h>
+
+namespace weir {
+namespace {
+
+// As FFmpeg writes it.
+constexpr const char* written =
+    "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:1007\n"
+    "#EXTINF:2.000000,\n#EXT-X-PROGRAM-DATE-TIME:2026-11-23T17:09:04.674+0100\nplaylist_1_1007.ts\n"
+    "#EXTINF:1.960000,\n#EXT-X-PROGRAM-DATE-TIME:2026-11-23T17:09:06.674+0100\nplaylist_1_1008.ts\n#EXT-X-ENDLIST\n";
+
+std::vector<HlsSegment> make_segments(long long first, int count, double duration = 2) {
+  std::vector<HlsSegment> segments;
+  for (int i = 0; i < count; ++i) segments.push_back({.number = first + i, .duration = duration});
+  return segments;
+}
+
+TEST(MediaPlaylistTest, ReadsWhatTheTranscoderWrites) {
+  const auto playlist = parse_media_playlist(written, 1);
+  ASSERT_TRUE(playlist);
+  EXPECT_EQ(playlist->target_duration, 2);
+  EXPECT_TRUE(playlist->ended);
+  ASSERT_EQ(playlist->segments.size(), 2U);
+  EXPECT_EQ(playlist->segments[1].number, 1008);
+  EXPECT_EQ(playlist->segments[1].duration, 1.96);
+  EXPECT_EQ(format_program_time(playlist->segments[1].start_time), "2026-11-23T16:09:06.674Z");
+}
+
+TEST(MediaPlaylistTest, RefusesWhatIsNoPlaylistOfTheRendition) {
+  EXPECT_FALSE(parse_media_playlist(written, 0));
+  const char* cases[] = {"",
+                         "#EXTM3U8",
+                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:x",
+                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:-1",
+                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:3\nplaylist_1_4.ts",
+                         "#EXTM3U\n../playlist_1_0.ts",
+                         "#EXTM3U\n#EXT-X-PROGRAM-DATE-TIME:today\nplaylist_1_0.ts"};
+  for (const char* text : cases) EXPECT_FALSE(parse_media_playlist(text, 1)) << text;
+}
+
+TEST(MediaPlaylistTest, WhatIsWrittenReadsTheSame) {
+  MediaPlaylist playlist{.rendition = 2, .target_duration = 4, .independent_segments = true};
+  playlist.segments = join_cycles(make_segments(7, 2), make_segments(9, 2), 9, 3);
+  const std::string text = format_media_playlist(playlist);
+  EXPECT_NE(text.find("#EXT-X-DISCONTINUITY-SEQUENCE:0\n"), std::string::npos) << text;
+  const auto read = parse_media_playlist(text, 2);
+  ASSERT_TRUE(read) << text;
+  EXPECT_EQ(format_media_playlist(*read), text);
+  EXPECT_EQ(read->segments[2].breaks, 3);
+  EXPECT_EQ(read->segments[3].discontinuity, 3);
+}
+
+TEST(MediaPlaylistTest, ADiscontinuityStaysWithItsSegmentAndIsCountedWhenThatLeaves) {
+  MediaPlaylist playlist;
+  playlist.segments = join_cycles(make_segments(7, 1), make_segments(8, 2), 8, 1);
+  const char* sequences[] = {"-SEQUENCE:0\n", "-SEQUENCE:0\n", "-SEQUENCE:1\n"};
+  const bool breaks[] = {true, true, false};
+  for (int i = 0; i < 3; ++i) {
+    const std::string text = format_media_playlist(playlist);
+    EXPECT_NE(text.find(sequences[i]), std::string::npos) << text;
+    EXPECT_EQ(text.find("#EXT-X-DISCONTINUITY\n") != std::string::npos, breaks[i]) << text;
+    playlist.segments.erase(playlist.segments.begin());
+  }
+}
+
+TEST(MediaPlaylistTest, JoiningSkipsWhatIsKeptAlready) {
+  const auto joined = join_cycles(make_segments(7, 3), make_segments(8, 4), 7, 0);
+  ASSERT_EQ(joined.size(), 5U);
+  for (std::size_t i = 0; i < joined.size(); ++i) EXPECT_EQ(joined[i].number, 7 + static_cast<long long>(i));
+}
+
+TEST(MediaPlaylistTest, ShowsSoManySegmentsAndThreeTargetDurations) {
+  const struct {
+    int segments;
+    double duration;
+    std::size_t count;
+    int target;
+    std::size_t shown;
+  } cases[] = {{14, 4, 6, 4, 6}, {14, 1, 6, 4, 12}, {14, 1, 6, 5, 14},
+               {2, 4, 6, 4, 2},  {14, 4, 1, 4, 3},  {0, 4, 6, 4, 0}};
+  for (const auto& c : cases)
+    EXPECT_EQ(count_shown(make_segments(1, c.segments, c.duration), c.count, c.target), c.shown);
+}
+
+}  // namespace
+}  // namespace weir
