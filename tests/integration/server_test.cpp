@@ -155,8 +155,8 @@ TEST(DemoTest, TheDemoStreamPlaysInTwoRenditions) {
   const auto playlist = [&](const std::string& name) { return server.request("GET", "/0/" + name); };
   ASSERT_TRUE(eventually([&] { return playlist("index.m3u8").starts_with("HTTP/1.1 200"); }))
       << server.request("GET", "/api/streams/0/log");
-  EXPECT_NE(playlist("index.m3u8").find("RESOLUTION=1280x720\nplaylist_0.m3u8"), std::string::npos);
-  EXPECT_NE(playlist("index.m3u8").find("RESOLUTION=640x360\nplaylist_1.m3u8"), std::string::npos);
+  EXPECT_NE(playlist("index.m3u8").find("CODECS=\"avc1.64001f,mp4a.40.2\",RESOLUTION=1280x720,FRAME-RATE=25.000\nplaylist_0.m3u8"), std::string::npos);
+  EXPECT_NE(playlist("index.m3u8").find("RESOLUTION=640x360,FRAME-RATE=25.000\nplaylist_1.m3u8"), std::string::npos);
   const std::string variant = playlist("playlist_1.m3u8");
   const std::size_t segment = variant.find("playlist_1_");
   ASSERT_NE(segment, std::string::npos) << variant;
@@ -179,8 +179,8 @@ TEST(DemoTest, TheDemoStreamPlaysInTwoRenditions) {
     return std::ranges::count_if(fs::directory_iterator(directory.path() / "data/hls/1"),
                                  [](auto& file) { return file.path().extension() == ".ts"; });
   };
-  // The playlist's three, one more, and the one that is being written, unless it was stopped between two.
-  EXPECT_TRUE(eventually([&] { return segments() == 4 || segments() == 5; }));
+  // The eight of the transcoder's playlist, one more, and the one being written, unless it was stopped between two.
+  EXPECT_TRUE(eventually([&] { return segments() == 9 || segments() == 10; }));
 }
 
 }  // namespace
