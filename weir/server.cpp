@@ -36,12 +36,19 @@ Async<Value> probe(std::string url) {
   co_return found;
 }
 
+WebSettings make_web_settings(const ServerSettings& settings) {
+  return {.viewers = {.total = settings.max_viewers,
+                      .per_stream = settings.max_viewers_per_stream,
+                      .per_address = settings.max_viewers_per_address},
+          .trusted_proxies = {settings.trusted_proxies.begin(), settings.trusted_proxies.end()}};
+}
+
 }  // namespace
 
 Server::Server(const ServerSettings& settings)
     : signals_({SIGTERM, SIGINT}),
       services_(settings.gpu_patch_library, windows_),
-      web_(manager_, services_.profiles(), windows_, probe) {
+      web_(manager_, services_.profiles(), windows_, probe, make_web_settings(settings)) {
   Loop::current().on_unhandled_failure(log_failure);
   siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
                                         [this](const JsonConf& conf) { web_.http_outputs().prepare_run(conf); });

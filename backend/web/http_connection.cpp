@@ -1,5 +1,6 @@
 #include "backend/web/http_connection.h"
 
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include "backend/base/log.h"
 #include "backend/platform/asio_wait.h"
 #include "backend/platform/failure.h"
+#include "backend/web/request_source.h"
 
 namespace weir {
 
@@ -173,7 +175,9 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
                   .body = {},
                   .client_address = {},
                   .client_port = {}};
-  set_client(request);
+  request.forwarded = message.count("X-Forwarded-For") > 0 || message.count(http::field::forwarded) > 0 ||
+                      message.count(http::field::via) > 0;
+  set_client(request, message["X-Forwarded-For"]);
   return request;
 }
 
@@ -200,23 +204,27 @@ Async<bool> HttpConnection::send(Response response, bool with_body, bool keep_al
     co_await send_live(std::move(response.live));
     co_return false;
   }
-  if (response.file) co_return co_await send_file(std::move(*response.file));
+  if (response.file && response.file->size > 0) co_return co_await send_file(std::move(*response.file));
+  if (response.file) co_return true;
   co_return co_await write(std::move(response.body));
 }
 
+// The kernel copies from its cache to the socket. Others have their turn after each chunk.
 Async<bool> HttpConnection::send_file(FilePart file) {
-  while (file.size > 0) {
-    std::string chunk(std::min<std::uint64_t>(file.size, service_->limits.chunk_bytes), '\0');
-    const ssize_t size = ::pread(file.file.get(), chunk.data(), chunk.size(), static_cast<off_t>(file.offset));
-    // The file became shorter: closing the connection is the only way to tell the client.
-    if (size <= 0) co_return false;
-    chunk.resize(static_cast<std::size_t>(size));
-    file.offset += chunk.size();
-    file.size -= chunk.size();
-    const bool sent = co_await write(std::move(chunk));
-    if (!sent) co_return false;
+  auto offset = static_cast<off_t>(file.offset);
+  socket_.native_non_blocking(true);
+  for (;;) {
+    const std::size_t chunk = std::min<std::uint64_t>(file.size, service_->limits.chunk_bytes);
+    const ssize_t size = ::sendfile(socket_.native_handle(), file.file.get(), &offset, chunk);
+    // The client has gone, or the file became shorter: closing the connection is the only way to tell.
+    if (size == 0 || (size < 0 && errno != EAGAIN)) co_return false;
+    if (size > 0) file.size -= static_cast<std::uint64_t>(size);
+    if (file.size == 0) co_return true;
+    deadline_ = now() + service_->limits.write;
+    const auto [error] = co_await asio_wait<error_code>(
+        [this](auto handler) { socket_.async_wait(asio::ip::tcp::socket::wait_write, std::move(handler)); });
+    if (error) co_return false;
   }
-  co_return true;
 }
 
 Async<> HttpConnection::send_live(std::unique_ptr<LiveBody> body) {
@@ -268,11 +276,12 @@ bool HttpConnection::has_left() {
   return size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR);
 }
 
-void HttpConnection::set_client(Request& request) const {
+void HttpConnection::set_client(Request& request, std::string_view forwarded_for) const {
   error_code error;
   const auto endpoint = socket_.remote_endpoint(error);
   if (error) return;
-  request.client_address = endpoint.address().to_string();
+  request.client_address =
+      find_client_address(endpoint.address().to_string(), forwarded_for, service_->trusted_proxies);
   request.client_port = std::to_string(endpoint.port());
 }
 

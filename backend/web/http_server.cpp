@@ -65,8 +65,9 @@ struct HttpServer::State {
   }
 };
 
-HttpServer::HttpServer(HttpHandler handler, HttpLimits limits)
-    : state_(std::make_shared<State>(std::make_shared<HttpService>(std::move(handler), limits))) {}
+HttpServer::HttpServer(HttpHandler handler, HttpLimits limits, std::set<std::string> trusted_proxies)
+    : state_(std::make_shared<State>(
+          std::make_shared<HttpService>(std::move(handler), limits, std::move(trusted_proxies)))) {}
 
 HttpServer::~HttpServer() {
   acceptor_.kill();

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "backend/platform/async.h"
@@ -14,7 +15,7 @@ namespace weir {
 class HttpServer {
  public:
   /// The handler must not fail and outlives the server.
-  explicit HttpServer(HttpHandler handler, HttpLimits limits = {});
+  explicit HttpServer(HttpHandler handler, HttpLimits limits = {}, std::set<std::string> trusted_proxies = {});
   ~HttpServer();
 
   /// Binds the port, 0 for a free one; connections queue from now on. Throws `std::system_error`.

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <set>
+#include <string>
 
 #include "backend/platform/async.h"
 #include "backend/web/request.h"
@@ -30,6 +32,7 @@ struct HttpLimits {
 struct HttpService {
   HttpHandler handler;
   HttpLimits limits;
+  std::set<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client
   std::size_t reserved_body_bytes = 0;
   std::size_t peak_body_bytes = 0;  ///< since freed memory was last given back to the system
 };

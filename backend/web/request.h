@@ -16,8 +16,9 @@ struct Request {
   std::string origin;  ///< the Origin header; empty when there is none
   std::string range;   ///< the Range header; empty when there is none
   std::string body;
-  std::string client_address;  ///< without a port
-  std::string client_port;
+  std::string client_address;  ///< without a port; behind a trusted proxy that of the proxy's client
+  std::string client_port;     ///< of the connection
+  bool forwarded = false;      ///< a proxy passed it on
 
   /// A parameter of the query; empty when it is absent.
   std::string_view query(std::string_view name) const;

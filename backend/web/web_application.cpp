@@ -1,5 +1,8 @@
 #include "backend/web/web_application.h"
 
+#include "backend/base/numbers.h"
+#include "backend/web/request_source.h"
+
 namespace weir {
 
 namespace {
@@ -7,6 +10,14 @@ namespace {
 bool asks_for_state(const Request& request) {
   return request.target.path.size() == 1 && (request.target.path[0] == "healthz" || request.target.path[0] == "readyz");
 }
+
+// Streams are for everybody; whoever reaches the rest controls the server, for there are no users.
+bool asks_for_stream(const Request& request) {
+  const std::string& first = request.target.path.front();
+  return request.target.path.size() > 1 && (first == "stream" || is_number(first));
+}
+
+bool comes_from_here(const Request& request) { return !request.forwarded && is_loopback_host(request.host); }
 
 Response not_ready() {
   Response response = error_response(503, "The server is starting or ending");
@@ -17,15 +28,15 @@ Response not_ready() {
 }  // namespace
 
 WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
-                               ProbeFunction probe, ViewerLimits limits)
+                               ProbeFunction probe, WebSettings settings)
     : streams_(manager, document_changes_),
       batches_(manager),
       profiles_(manager, profiles, document_changes_),
       server_routes_(probe),
-      viewers_(limits),
+      viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
-      http_outputs_(manager),
-      server_([this](Request request) { return answer(std::move(request)); }) {
+      http_outputs_(manager, viewers_),
+      server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
   streams_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
@@ -36,6 +47,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
 }
 
 Async<Response> WebApplication::answer(Request request) const {
+  if (!asks_for_stream(request) && !comes_from_here(request))
+    return immediate(error_response(403, "Only published streams can be reached through a proxy or another host name"));
   if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
   return router_.route(std::move(request));
 }

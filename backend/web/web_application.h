@@ -11,12 +11,17 @@
 
 namespace weir {
 
+struct WebSettings {
+  ViewerLimits viewers;
+  std::set<std::string> trusted_proxies;  ///< see `HttpService`
+};
+
 /// The whole web layer: every route, and the server that answers by them.
 class WebApplication {
  public:
   /// Manager, profiles and windows outlive the application.
   WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows, ProbeFunction probe,
-                 ViewerLimits limits = {});
+                 WebSettings settings = {});
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(Request request) const;
@@ -34,7 +39,7 @@ class WebApplication {
   BatchRoutes batches_;
   ProfileRoutes profiles_;
   ServerRoutes server_routes_;
-  Viewers viewers_;
+  std::shared_ptr<Viewers> viewers_;
   HlsRoutes hls_;
   HttpOutputs http_outputs_;
   Router router_;

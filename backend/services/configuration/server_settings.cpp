@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <boost/algorithm/string.hpp>
 #include <cmath>
 #include <map>
@@ -42,6 +43,12 @@ double to_seconds(const std::string& value) {
   return *seconds;
 }
 
+std::size_t to_count(const std::string& value) {
+  const auto count = parse_integer(value);
+  if (!count || *count < 0) throw std::invalid_argument("is not a whole number");
+  return static_cast<std::size_t>(*count);
+}
+
 bool to_switch(const std::string& value) {
   if (value == "true" || value == "1" || value == "yes" || value == "on") return true;
   if (value == "false" || value == "0" || value == "no" || value == "off") return false;
@@ -66,6 +73,15 @@ bool is_loopback(const std::string& address) {
   in6_addr v6{};
   if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
   return ::inet_pton(AF_INET6, address.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+}
+
+// In its usual form, as connections show it.
+std::string to_address(const std::string& value) {
+  std::array<unsigned char, sizeof(in6_addr)> address{};
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  const int family = value.find(':') == std::string::npos ? AF_INET : AF_INET6;
+  if (::inet_pton(family, value.c_str(), address.data()) != 1) throw std::invalid_argument("is not an IP address");
+  return ::inet_ntop(family, address.data(), text.data(), text.size());
 }
 
 std::string to_bind_address(const std::string& value) {
@@ -127,6 +143,13 @@ const std::vector<Setting>& setting_table() {
       {"http-output-hold", "SECONDS",
        "time for which viewers of HTTP outputs are held while no transcoder runs (default 30)",
        one(&S::http_output_hold, to_seconds)},
+      {"max-viewers", "N", "viewers of all streams at once (default 0: no limit)", one(&S::max_viewers, to_count)},
+      {"max-viewers-per-stream", "N", "the same for each stream", one(&S::max_viewers_per_stream, to_count)},
+      {"max-viewers-per-address", "N", "the same for each address of viewers",
+       one(&S::max_viewers_per_address, to_count)},
+      {"trusted-proxy", "ADDR",
+       "address of a proxy in front of the server, repeatable; its X-Forwarded-For header names the viewer",
+       list(&S::trusted_proxies, ',', to_address)},
       {"file-root", "DIR",
        "directory below which filters may read files, repeatable or separated by colons (default: the upload "
        "directory)",

@@ -13,16 +13,20 @@ namespace weir {
 /// What the server is started with. Of the sources that name a setting the first counts: the command line, the
 /// environment (WEIR_…), the configuration file, the default here.
 struct ServerSettings {
-  std::string data = "./weir-data";     ///< the data directory
-  std::string bind = "127.0.0.1";       ///< the address to listen on; a loopback address
-  int port = 8080;                      ///< 0 lets the system choose a free one
-  std::string ffmpeg = "ffmpeg";        ///< looked up in PATH when it holds no slash
-  std::string ffprobe = "ffprobe";      ///< the same
-  double probe_timeout = 10;            ///< seconds
-  double http_output_hold = 30;         ///< seconds
-  std::vector<std::string> hardware;    ///< "nvenc", "qsv": what the transcoders' environment is prepared for
-  std::vector<std::string> file_roots;  ///< where filters of documents may read files; empty: the upload directory
-  std::string gpu_patch_library;        ///< LD_PRELOAD of the transcoders with "nvenc"
+  std::string data = "./weir-data";  ///< the data directory
+  std::string bind = "127.0.0.1";    ///< the address to listen on; a loopback address
+  int port = 8080;                   ///< 0 lets the system choose a free one
+  std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
+  std::string ffprobe = "ffprobe";   ///< the same
+  double probe_timeout = 10;         ///< seconds
+  double http_output_hold = 30;      ///< seconds
+  std::size_t max_viewers = 0;       ///< of all streams; 0: no limit
+  std::size_t max_viewers_per_stream = 0;
+  std::size_t max_viewers_per_address = 0;
+  std::vector<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client
+  std::vector<std::string> hardware;         ///< "nvenc", "qsv": what the transcoders' environment is prepared for
+  std::vector<std::string> file_roots;       ///< where filters of documents may read files; empty: the upload directory
+  std::string gpu_patch_library;             ///< LD_PRELOAD of the transcoders with "nvenc"
   LogLevel log_level = LogLevel::info;
   bool assertions = true;
 };

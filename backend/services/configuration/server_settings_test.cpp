@@ -71,6 +71,8 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},
       {{"serve", "--hardware", "nvenc,vdpau"}, {}, "", {"--hardware", "vdpau", "qsv"}},
       {{"serve", "--probe-timeout", "inf"}, {}, "", {"seconds"}},
+      {{"serve", "--max-viewers", "-1"}, {}, "", {"--max-viewers", "whole number"}},
+      {{"serve", "--trusted-proxy", "::1,nginx"}, {}, "", {"nginx", "IP address"}},
       {{"serve", "--data", ""}, {}, "", {"data"}},
       {{"serve", "--verbose"}, {}, "", {"--verbose"}},
       {{"run"}, {}, "", {"subcommand"}},

@@ -151,7 +151,7 @@ bool HlsRoutes::is_master(const Publication& publication, const std::string& nam
 bool HlsRoutes::admit(const Publication& publication, const Request& request) {
   const HlsWindow* window = windows_.find(publication.id);
   const std::chrono::seconds timeout{3 * std::max(window ? window->target_duration : 0, 4)};
-  if (!viewers_.admit_hls(publication.id, request.client_address, timeout)) return false;
+  if (!viewers_->admit_hls(publication.id, request.client_address, timeout)) return false;
   const auto names = playlist_names(*publication.stream);
   for (const Value& name : names) {
     // The cycle tracks one of them.
@@ -170,7 +170,7 @@ Async<> HlsRoutes::clean_up() {
       return is_active(stream->get_status()) ? HlsWindows::StreamState::active : HlsWindows::StreamState::stopped;
     });
     publisher_.forget_unused();
-    viewers_.forget_gone();
+    viewers_->forget_gone();
   }
 }
 

@@ -14,9 +14,9 @@ namespace weir {
 /// /{id}/{file}: the playlists and segments of the streams, to players on pages of any site. Counts who fetches them.
 class HlsRoutes {
  public:
-  /// All three outlive the routes.
-  HlsRoutes(StreamManager& manager, HlsWindows& windows, Viewers& viewers, DescribeFunction describe)
-      : manager_(manager), windows_(windows), viewers_(viewers), publisher_(windows, std::move(describe)) {}
+  /// Manager and windows outlive the routes.
+  HlsRoutes(StreamManager& manager, HlsWindows& windows, std::shared_ptr<Viewers> viewers, DescribeFunction describe)
+      : manager_(manager), windows_(windows), viewers_(std::move(viewers)), publisher_(windows, std::move(describe)) {}
   void add_to(Router& router);
 
   /// Removes what no viewer needs any more, every few seconds. Runs until it is killed.
@@ -39,7 +39,7 @@ class HlsRoutes {
 
   StreamManager& manager_;
   HlsWindows& windows_;
-  Viewers& viewers_;
+  std::shared_ptr<Viewers> viewers_;
   HlsPublisher publisher_;
 };
 

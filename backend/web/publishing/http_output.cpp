@@ -8,9 +8,10 @@ constexpr std::size_t max_write = 256 * 1024;
 
 }  // namespace
 
-HttpViewer::HttpViewer(std::shared_ptr<HttpOutput> output, HttpClient client)
+HttpViewer::HttpViewer(std::shared_ptr<HttpOutput> output, HttpClient client, std::unique_ptr<Viewers::Seat> seat)
     : output_(std::move(output)),
       client_(std::move(client)),
+      seat_(std::move(seat)),
       period_(output_->period_),
       position_(output_->ring_.begin()) {
   output_->viewers_.insert(this);

@@ -11,6 +11,7 @@
 #include "backend/web/publishing/live_format.h"
 #include "backend/web/publishing/live_ring.h"
 #include "backend/web/publishing/unix_receiver.h"
+#include "backend/web/publishing/viewers.h"
 
 namespace weir {
 
@@ -25,7 +26,7 @@ struct HttpClient {
 /// One viewer's response. Shares the output with the registry of outputs and the other viewers.
 class HttpViewer : public LiveBody {
  public:
-  HttpViewer(std::shared_ptr<HttpOutput> output, HttpClient client);
+  HttpViewer(std::shared_ptr<HttpOutput> output, HttpClient client, std::unique_ptr<Viewers::Seat> seat);
   ~HttpViewer() override;
 
   Async<std::vector<LiveSlice>> next() override;
@@ -34,6 +35,7 @@ class HttpViewer : public LiveBody {
  private:
   std::shared_ptr<HttpOutput> output_;
   HttpClient client_;
+  std::unique_ptr<Viewers::Seat> seat_;
   int period_;
   LiveRing::Position position_;
 };

@@ -29,8 +29,8 @@ Response for_players(Response response) {
   return response;
 }
 
-Response not_yet() {
-  Response response = for_players(error_response(503, "The stream is starting"));
+Response refuse_for_now(std::string_view reason) {
+  Response response = for_players(error_response(503, reason));
   response.headers.emplace_back("Retry-After", "2");
   return response;
 }
@@ -60,20 +60,24 @@ Response HttpOutputs::answer(const Request& request, const PathParameters& param
   const auto found = outputs_.find(key);
   const bool known = found != outputs_.end() || has_http_output(*stream->conf, parameters[1]);
   if (!known || !is_on_air(stream->id)) return for_players(error_response(404, "File not found"));
-  if (found == outputs_.end() || !found->second->has_begun()) return not_yet();
+  if (found == outputs_.end() || !found->second->has_begun()) return refuse_for_now("The stream is starting");
   Response response = for_players({});
   response.content_type = media_type(found->second->format());
   response.headers.emplace_back("Cache-Control", "no-store");
   // A proxy would keep back what comes, and write what a slow viewer does not take to its disk.
   response.headers.emplace_back("X-Accel-Buffering", "no");
   response.is_live = true;
-  if (request.method == "GET") response.live = admit(key, found->second, {request.client_address, request.client_port});
+  if (request.method != "GET") return response;
+  response.live = admit(key, found->second, {request.client_address, request.client_port});
+  if (!response.live) return refuse_for_now("Too many viewers");
   return response;
 }
 
 std::unique_ptr<HttpViewer> HttpOutputs::admit(const Key& key, const std::shared_ptr<HttpOutput>& output,
                                                HttpClient client) {
-  auto viewer = std::make_unique<HttpViewer>(output, std::move(client));
+  std::unique_ptr<Viewers::Seat> seat = viewers_->admit_http(key.first, client.address);
+  if (!seat) return nullptr;
+  auto viewer = std::make_unique<HttpViewer>(output, std::move(client), std::move(seat));
   add_client(key, *viewer);
   return viewer;
 }

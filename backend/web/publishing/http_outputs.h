@@ -9,6 +9,7 @@
 #include "backend/platform/task.h"
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/publishing/http_output.h"
+#include "backend/web/publishing/viewers.h"
 #include "backend/web/router.h"
 
 namespace weir {
@@ -17,7 +18,8 @@ namespace weir {
 class HttpOutputs {
  public:
   /// The manager outlives this.
-  explicit HttpOutputs(StreamManager& manager) : manager_(manager) {}
+  HttpOutputs(StreamManager& manager, std::shared_ptr<Viewers> viewers)
+      : manager_(manager), viewers_(std::move(viewers)) {}
   ~HttpOutputs();
   HttpOutputs(const HttpOutputs&) = delete;
   HttpOutputs& operator=(const HttpOutputs&) = delete;
@@ -31,7 +33,7 @@ class HttpOutputs {
   using Key = std::pair<long long, std::string>;  ///< stream and file name
 
   Response answer(const Request& request, const PathParameters& parameters);
-  /// Where it is decided whether a client may view.
+  /// Null when there are too many viewers.
   std::unique_ptr<HttpViewer> admit(const Key& key, const std::shared_ptr<HttpOutput>& output, HttpClient client);
   void add_client(const Key& key, const HttpViewer& viewer);
   HttpOutput& output_for(const Key& key, std::string format);
@@ -42,6 +44,7 @@ class HttpOutputs {
   Async<> end_silent_outputs();
 
   StreamManager& manager_;
+  std::shared_ptr<Viewers> viewers_;
   std::map<Key, std::shared_ptr<HttpOutput>> outputs_;
   Task sweeper_;
 };

@@ -90,7 +90,7 @@ class HttpOutputsTest : public testing::Test {
 
   test::FakeSiblings world_;
   ServerStreamManager manager_;
-  HttpOutputs outputs_{manager_};
+  HttpOutputs outputs_{manager_, std::make_shared<Viewers>(ViewerLimits{})};
   Router router_;
   std::vector<Task> tasks_;
   int last_port_ = 1000;

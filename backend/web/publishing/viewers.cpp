@@ -20,6 +20,13 @@ bool is_below(std::size_t count, std::size_t limit) { return limit == 0 || count
 
 }  // namespace
 
+Viewers::Seat::Seat(std::shared_ptr<Viewers> viewers, long long stream_id, std::string address)
+    : viewers_(std::move(viewers)), stream_id_(stream_id), address_(std::move(address)) {
+  viewers_->count(stream_id_, address_);
+}
+
+Viewers::Seat::~Seat() { viewers_->discount(stream_id_, address_); }
+
 bool Viewers::admit_hls(long long stream_id, const std::string& address, std::chrono::nanoseconds timeout) {
   const auto viewer = std::make_pair(stream_id, address);
   const TimePoint until = now() + timeout;
@@ -34,14 +41,11 @@ bool Viewers::admit_hls(long long stream_id, const std::string& address, std::ch
   return true;
 }
 
-bool Viewers::admit_http(long long stream_id, const std::string& address) {
+std::unique_ptr<Viewers::Seat> Viewers::admit_http(long long stream_id, const std::string& address) {
   if (!has_room(stream_id, address)) forget_gone();
-  if (!has_room(stream_id, address)) return false;
-  count(stream_id, address);
-  return true;
+  if (!has_room(stream_id, address)) return nullptr;
+  return std::make_unique<Seat>(shared_from_this(), stream_id, address);
 }
-
-void Viewers::leave_http(long long stream_id, const std::string& address) { discount(stream_id, address); }
 
 void Viewers::forget_gone() {
   std::erase_if(hls_, [this](const auto& viewer) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 
@@ -18,18 +19,31 @@ struct ViewerLimits {
 };
 
 /// Who watches what, for the limits. A viewer of HLS has no connection of its own: it is an address that asked for
-/// something of the stream lately. A viewer of an HTTP output is a connection.
-class Viewers {
+/// something of the stream lately. A viewer of an HTTP output is a connection. Shared by the web layer and the seats.
+class Viewers : public std::enable_shared_from_this<Viewers> {
  public:
-  explicit Viewers(ViewerLimits limits = {}) : limits_(limits) {}
+  explicit Viewers(ViewerLimits limits) : limits_(limits) {}
+
+  /// A viewer of an HTTP output counts while its seat exists.
+  class Seat {
+   public:
+    Seat(std::shared_ptr<Viewers> viewers, long long stream_id, std::string address);
+    ~Seat();
+    Seat(const Seat&) = delete;
+    Seat& operator=(const Seat&) = delete;
+
+   private:
+    std::shared_ptr<Viewers> viewers_;
+    long long stream_id_;
+    std::string address_;
+  };
 
   /// Counts the address as a viewer of the stream's HLS output for `timeout` from now on. False when a limit is reached
   /// and it is none yet.
   bool admit_hls(long long stream_id, const std::string& address, std::chrono::nanoseconds timeout);
 
-  /// Counts a connection, until `leave_http`. False when a limit is reached.
-  bool admit_http(long long stream_id, const std::string& address);
-  void leave_http(long long stream_id, const std::string& address);
+  /// Null when a limit is reached.
+  std::unique_ptr<Seat> admit_http(long long stream_id, const std::string& address);
 
   /// Forgets the viewers of HLS that have not asked for anything.
   void forget_gone();
