@@ -1,5 +1,7 @@
 #include "backend/services/publishing/announced_command.h"
 
+#include <utility>
+
 namespace weir {
 
 namespace {
@@ -9,12 +11,12 @@ class AnnouncedCommand : public FFmpeg {
   AnnouncedCommand(std::unique_ptr<FFmpeg> builder, const JsonConf& conf,
                    std::function<void(const JsonConf&)> before_launch)
       : builder_(std::move(builder)), conf_(conf), before_launch_(std::move(before_launch)) {
-    copy_results();
+    take_results();
   }
 
   Async<bool> generate_command(bool probe) override {
     const bool made = co_await builder_->generate_command(probe);
-    copy_results();
+    take_results();
     // Without a probe it is only a check.
     if (made && probe) before_launch_(conf_);
     co_return made;
@@ -23,7 +25,10 @@ class AnnouncedCommand : public FFmpeg {
   void cleanup() override { builder_->cleanup(); }
 
  private:
-  void copy_results() { static_cast<FFmpeg&>(*this) = *builder_; }
+  void take_results() {
+    static_cast<FFmpeg&>(*this) = *builder_;
+    command = std::move(builder_->command);  // some KB, for as long as the stream exists
+  }
 
   std::unique_ptr<FFmpeg> builder_;
   const JsonConf& conf_;
