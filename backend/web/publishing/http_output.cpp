@@ -1,10 +1,18 @@
 #include "backend/web/publishing/http_output.h"
 
+#include <algorithm>
+
+#include "backend/platform/sleep.h"
+
 namespace weir {
 
 namespace {
 
 constexpr std::size_t max_write = 256 * 1024;
+
+// Each wake-up is a write to a socket. All viewers at once would keep requests waiting.
+constexpr std::size_t min_woken_at_once = 32;
+constexpr std::size_t steps = 4;
 
 }  // namespace
 
@@ -33,7 +41,9 @@ Async<std::vector<LiveSlice>> HttpViewer::next() {
 }
 
 HttpOutput::HttpOutput(std::string format, std::function<bool(pid_t)> accepts)
-    : format_(std::move(format)), accepts_(std::move(accepts)), parser_(make_live_format(format_)) {}
+    : format_(std::move(format)), accepts_(std::move(accepts)), parser_(make_live_format(format_)) {
+  waker_ = spawn("viewers of an http output", wake_viewers());
+}
 
 void HttpOutput::connected() {
   silent_since_.reset();
@@ -44,7 +54,20 @@ void HttpOutput::flush() {
   if (pending_.bytes.empty()) return;
   begun_ = true;
   ring_.push(std::exchange(pending_, {}), now(), !viewers_.empty());
-  waiting_.wake_all();
+  has_news_ = true;
+  waker_waits_.wake_all();
+}
+
+Async<> HttpOutput::wake_viewers() {
+  for (;;) {
+    while (!has_news_) co_await waker_waits_.wait();
+    has_news_ = false;
+    const std::size_t at_once = std::max(min_woken_at_once, viewers_.size() / steps + 1);
+    for (std::size_t woken = 0; woken < viewers_.size() && !waiting_.empty(); ++woken) {
+      if (woken > 0 && woken % at_once == 0) co_await sleep(std::chrono::seconds(0));
+      waiting_.wake_one();
+    }
+  }
 }
 
 void HttpOutput::disconnected() {
@@ -61,6 +84,7 @@ void HttpOutput::send_viewers_away() {
 
 void HttpOutput::end() {
   receiver_.close();
+  waker_.kill();
   on_left = nullptr;
   send_viewers_away();
 }

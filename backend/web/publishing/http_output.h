@@ -45,6 +45,7 @@ class HttpOutput : private UnixReceiver::Sink {
  public:
   /// `accepts`: whether a process is the stream's transcoder.
   HttpOutput(std::string format, std::function<bool(pid_t)> accepts);
+  ~HttpOutput() override { end(); }
 
   const std::string& format() const noexcept { return format_; }
   /// Waits for the next run's transcoder. Throws `SystemError`.
@@ -70,13 +71,17 @@ class HttpOutput : private UnixReceiver::Sink {
   void received(std::string_view bytes) override { parser_->add(bytes, pending_); }
   void flush() override;
   void disconnected() override;
+  Async<> wake_viewers();
 
   std::string format_;
   std::function<bool(pid_t)> accepts_;
   std::unique_ptr<LiveFormat> parser_;
   LiveChunk pending_;
   LiveRing ring_{{}};
-  WaitQueue waiting_;
+  WaitQueue waiting_;  ///< viewers
+  Task waker_;
+  WaitQueue waker_waits_;
+  bool has_news_ = false;  ///< for viewers
   std::unordered_set<const HttpViewer*> viewers_;
   bool begun_ = false;
   int period_ = 0;  ///< counts up each time the viewers are sent away
