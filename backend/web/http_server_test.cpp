@@ -47,8 +47,31 @@ class Client {
   bool closed_ = false;
 };
 
+/// A live body: a tick every two seconds, of which there are three.
+class Ticker : public LiveBody {
+ public:
+  static inline int count = 0;
+  Ticker() { ++count; }
+  ~Ticker() override { --count; }
+  Async<std::vector<LiveSlice>> next() override {
+    co_await sleep(2s);
+    std::vector<LiveSlice> slices;
+    if (ticks_++ < 3) slices.assign(2, {nullptr, "tick"});
+    co_return slices;
+  }
+
+ private:
+  int ticks_ = 0;
+};
+
 // "/slow" takes 5 s, "/large" sends 8 MiB, everything else says what it was asked.
 Async<Response> answer(Request request) {
+  if (request.target.path[0] == "live") {
+    Response response;
+    response.is_live = true;
+    response.live = std::make_unique<Ticker>();
+    co_return response;
+  }
   if (request.target.path[0] == "slow") co_await sleep(5s);
   if (request.target.path[0] == "large") co_return text_response(std::string(8 << 20, 'x'));
   co_return text_response(request.method + " " + request.target.path[0] + " " + request.host + " " + request.body);
@@ -174,6 +197,30 @@ TEST_F(HttpServerTest, BoundsTheSumOfBodiesAndRefusesTheNewest) {
   EXPECT_TRUE(receives(fourth, "POST b h ok")) << fourth.read();
   first.send(std::string(1000000, 'x'));
   EXPECT_TRUE(receives(first, "POST b h xxx"));
+}
+
+TEST_F(HttpServerTest, LiveResponsesEndWithTheirSourceTheirClientOrTheServer) {
+  Client viewer(port());
+  viewer.send("GET /live HTTP/1.1\r\nHost: h\r\n\r\nGET /a HTTP/1.1\r\nHost: h\r\n\r\n");
+  let_server_read();
+  loop_.advance(5s);
+  EXPECT_TRUE(receives(viewer, "\r\n\r\nticktickticktick")) << viewer.read();
+  EXPECT_EQ(viewer.read().find("Content-Length"), std::string::npos);
+  loop_.advance(4s);
+  EXPECT_TRUE(ends(viewer));
+  EXPECT_TRUE(viewer.read().ends_with("ticktick"));
+
+  auto leaving = std::make_unique<Client>(port());
+  leaving->send("GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client staying(port());
+  staying.send("GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
+  let_server_read();
+  EXPECT_EQ(Ticker::count, 2);
+  leaving.reset();
+  loop_.advance(1s);
+  EXPECT_EQ(Ticker::count, 1) << "it is noticed before anything is written";
+  const Task stopping = spawn("stop", server_->stop(10s));
+  EXPECT_TRUE(ends(staying));
 }
 
 TEST_F(HttpServerTest, StopWaitsForAnswersInProgress) {

@@ -16,9 +16,10 @@ void LiveRing::push(LiveChunk chunk, TimePoint now, bool watched) {
   if (chunk.start) latest_start_ = end();
   bytes_ += size_of(chunk);
   entries_.push_back({std::make_shared<const LiveChunk>(std::move(chunk)), now});
+  const TimePoint newest = latest_start_ >= first_ ? entries_[latest_start_ - first_].pushed : now;
   const auto unneeded = [&] {
     const bool for_new_readers = first_ >= std::max(latest_start_, first_start_);
-    return !for_new_readers && (!watched || now - entries_.front().pushed > limits_.lag);
+    return !for_new_readers && (!watched || newest - entries_.front().pushed > limits_.lag);
   };
   while (!entries_.empty() && (bytes_ > limits_.bytes || unneeded())) drop_oldest();
 }

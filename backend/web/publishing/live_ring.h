@@ -22,7 +22,7 @@ struct LiveChunk {
 };
 
 /// The latest chunks of a live output, shared by all who read them: bounded in bytes, and in time by what readers are
-/// allowed to lag behind. The chunks from the latest start on are kept for those who come, whatever their age.
+/// allowed to lag behind the latest start. The chunks from there on are kept for those who come, whatever their age.
 class LiveRing {
  public:
   struct Limits {

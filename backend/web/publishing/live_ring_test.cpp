@@ -62,6 +62,19 @@ TEST_F(LiveRingTest, BoundsBytesAndLagAndLosesWhoIsTooSlow) {
   EXPECT_EQ(read(waiting), "<S");
 }
 
+TEST_F(LiveRingTest, CountsTheLagFromTheLatestStart) {
+  push("Ab", 0);
+  LiveRing::Position slow = ring_.begin();
+  now_ += 9s;
+  push("Cd", 0);
+  now_ += 9s;
+  push("ef");
+  EXPECT_EQ(read(slow), "<AbCdef");
+  push("Gh", 0);
+  EXPECT_EQ(read(slow = {1, true}), "CdefGh");
+  EXPECT_EQ(read(slow = {0, true}), "");
+}
+
 TEST_F(LiveRingTest, KeepsOnlyWhatIsSinceTheLatestStartForNobody) {
   push("Ab", 0, false);
   now_ += 1h;

@@ -65,7 +65,8 @@ class Transcoder {
     int& counter = counters_[pid];
     std::string packet = std::string(1, 0x47) + big_endian(static_cast<std::uint32_t>((starts ? 0x4000 : 0) | pid), 2);
     const std::size_t stuffing = 184 - payload.size();
-    packet += static_cast<char>((stuffing > 0 ? 0x30 : 0x10) | counter++ % 16);
+    if (!payload.empty()) ++counter;
+    packet += static_cast<char>((stuffing > 0 ? 0x20 : 0) | (payload.empty() ? 0 : 0x10) | counter % 16);
     if (stuffing > 0) packet += static_cast<char>(stuffing - 1);
     packet += flags.empty() && stuffing > 1 ? std::string(1, '\0') : flags;
     packet.resize(188 - payload.size(), '\xff');
@@ -92,18 +93,21 @@ TEST(TransportStreamTest, CountersRiseOverRunsAndTheSeamIsMarkedOncePerStream) {
   for (int i = 0; i < 3; ++i) {
     Transcoder run(stream);
     run.send_tables({{h264, video_pid}, {aac, audio_pid}});
+    run.send(video_pid, false, std::string("\x10") + std::string(6, '\0'), "");  // a clock without payload
     run.send_keyframe();
     run.send(audio_pid, true, "", std::string(184, 'a'));  // without an adaptation field
     for (int k = 0; k < 20; ++k) run.send(video_pid, false, "", std::string(184, 'v'));
     run.send_keyframe();
     received += run.chunk.bytes;
-    stream.add(run.chunk.bytes.substr(0, 100), run.chunk);  // the run breaks off within a packet
+    stream.add(run.chunk.bytes.substr(run.chunk.bytes.size() - 188, 100),
+               run.chunk);  // the run breaks off within a packet
   }
   EXPECT_EQ(counter_errors(packets_of(received)), 0);
   std::map<int, int> marks;
   for (const TsPacket& packet : packets_of(received))
     if (is_discontinuous(packet)) ++marks[packet.pid()];
   EXPECT_EQ(marks, (std::map<int, int>{{video_pid, 2}, {audio_pid, 2}}));
+  EXPECT_EQ(std::ranges::count(packets_of(received), 0, &TsPacket::pid), 3);
   EXPECT_EQ(map_versions(received), (std::vector{0, 0, 0}));
 }
 
@@ -129,6 +133,9 @@ TEST(TransportStreamTest, TheMapsVersionChangesWithItsContentAndOnlyThen) {
   for (const auto& streams : maps) {
     Transcoder run(stream);
     run.send_tables(streams, 400);  // of several packets
+    std::string damaged = map({{aac, audio_pid + 1}});
+    damaged[12] ^= 1;
+    run.send_table(map_pid, damaged);
     received += run.chunk.bytes;
   }
   EXPECT_EQ(map_versions(received), (std::vector{0, 0, 1, 1, 2}));
