@@ -92,7 +92,11 @@ Async<> UnixReceiver::receive(Descriptor connection) {
   TimePoint next_flush = now();
   ReadResult result;
   while (!result.ended) {
-    co_await watch.readable();
+    // A socket's buffer of a fast sender is full sooner than the poller looks again.
+    if (result.size >= flush_size)
+      co_await sleep(std::chrono::seconds(0));
+    else
+      co_await watch.readable();
     result = read_available(connection, sink_);
     if (result.size < flush_size && !result.ended && now() < next_flush) {
       co_await sleep(next_flush - now());
@@ -100,7 +104,6 @@ Async<> UnixReceiver::receive(Descriptor connection) {
     }
     sink_.flush();
     next_flush = now() + flush_interval;
-    if (result.size >= flush_size) co_await yield_to_others();
   }
 }
 
