@@ -8,6 +8,7 @@
 #include <netinet/tcp.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,7 +16,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -63,6 +66,26 @@ inline double cpu_seconds(pid_t pid) {
   return nanoseconds / 1e9;
 }
 
+using WallClock = std::chrono::system_clock;
+
+/// Reads an answer. Gives when it arrived, by the system's stamp: the reader may have waited for a processor since.
+inline std::optional<WallClock::time_point> read_answer(int connection) {
+  std::array<char, 4096> buffer;
+  std::array<char, 256> control;
+  iovec part{buffer.data(), buffer.size()};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  if (recvmsg(connection, &message, 0) <= 0) return std::nullopt;
+  timespec arrival{};
+  const cmsghdr* stamp = CMSG_FIRSTHDR(&message);
+  if (!stamp || stamp->cmsg_type != SCM_TIMESTAMPNS) return WallClock::now();
+  std::memcpy(&arrival, CMSG_DATA(stamp), sizeof arrival);
+  return WallClock::time_point(std::chrono::seconds(arrival.tv_sec) + std::chrono::nanoseconds(arrival.tv_nsec));
+}
+
 /// Asks again and again, each 2 ms, over one connection, and keeps how long each answer took.
 class Prober {
  public:
@@ -86,16 +109,19 @@ class Prober {
  private:
   void run() {
     const std::string text = "GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n";
-    std::array<char, 4096> buffer;
+    const int yes = 1;
+    setsockopt(connection_, SOL_SOCKET, SO_TIMESTAMPNS, &yes, sizeof yes);
     for (auto next = Clock::now(); !finished_; std::this_thread::sleep_until(next += 2ms)) {
       const double cpu = cpu_seconds(server_);
-      const auto begin = Clock::now();
-      next = std::max(next, begin);
-      if (write(connection_, text.data(), text.size()) < 0 || read(connection_, buffer.data(), buffer.size()) <= 0) {
+      next = std::max(next, Clock::now());
+      const auto begin = WallClock::now();
+      const bool asked = write(connection_, text.data(), text.size()) > 0;
+      const auto arrival = asked ? read_answer(connection_) : std::nullopt;
+      if (!arrival) {
         fmt::print(stderr, "the server closed the connection\n");
         std::exit(1);
       }
-      rounds_.times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+      rounds_.times.push_back(std::chrono::duration<double, std::milli>(*arrival - begin).count());
       rounds_.cpu.push_back(1000 * (cpu_seconds(server_) - cpu));
     }
   }
@@ -122,8 +148,14 @@ inline pid_t spawn_server(const std::string& program, const std::string& data,
   pid_t pid = 0;
   if (posix_spawn(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) std::exit(1);
   posix_spawn_file_actions_destroy(&actions);
-  for (int i = 0; i < 500 && !request("GET", "/readyz").starts_with("HTTP/1.1 200"); ++i)
+  for (int i = 0; i < 500; ++i) {
     std::this_thread::sleep_for(20ms);
+    if (waitpid(pid, nullptr, WNOHANG) == pid) {
+      fmt::print(stderr, "the server ended; is port {} in use?\n", port);
+      std::exit(1);
+    }
+    if (request("GET", "/readyz").starts_with("HTTP/1.1 200")) break;
+  }
   return pid;
 }
 
