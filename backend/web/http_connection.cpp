@@ -28,6 +28,8 @@ namespace {
 constexpr std::chrono::seconds max_drain_time{2};
 constexpr int max_drain_reads = 256;
 constexpr std::size_t max_joined_bytes = 16 * 1024;
+// About a millisecond of copying.
+constexpr std::size_t max_sendfile_bytes = 2 * 1024 * 1024;
 
 /// A request's part of the memory for bodies; given back at its end. Throws `HttpError` with 503 when too little is
 /// left.
@@ -214,7 +216,7 @@ Async<bool> HttpConnection::send_file(FilePart file) {
   auto offset = static_cast<off_t>(file.offset);
   socket_.native_non_blocking(true);
   for (;;) {
-    const std::size_t chunk = std::min<std::uint64_t>(file.size, service_->limits.chunk_bytes);
+    const std::size_t chunk = std::min<std::uint64_t>(file.size, max_sendfile_bytes);
     const ssize_t size = ::sendfile(socket_.native_handle(), file.file.get(), &offset, chunk);
     // The client has gone, or the file became shorter: closing the connection is the only way to tell.
     if (size == 0 || (size < 0 && errno != EAGAIN)) co_return false;
