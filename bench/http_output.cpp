@@ -7,7 +7,6 @@
 #include <fmt/core.h>
 #include <signal.h>
 #include <sys/epoll.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/live_source.h"
 #include "bench/loopback_server.h"
 
 namespace {
@@ -23,13 +23,6 @@ namespace fs = std::filesystem;
 using namespace weir::bench;
 
 constexpr const char* target = "/stream/0/live.ts";
-
-double resident_mebibytes(pid_t pid) {
-  long size = 0;
-  long resident = 0;
-  std::ifstream(fmt::format("/proc/{}/statm", pid)) >> size >> resident;
-  return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / (1 << 20);
-}
 
 /// Viewers who read all that comes and keep nothing of it.
 class Viewers {
@@ -81,25 +74,6 @@ class Viewers {
   std::thread thread_;
 };
 
-void make_source(const std::string& file) {
-  const std::string command = fmt::format(
-      "ffmpeg -v error -y -f lavfi -i testsrc2=size=1280x720:rate=25 -f lavfi -i sine=sample_rate=48000 -t 30 -g 50 "
-      "-c:v libx264 -preset ultrafast -b:v 3700k -minrate 3700k -maxrate 3700k -bufsize 3700k -x264-params "
-      "nal-hrd=cbr -c:a aac -b:a 128k -f mpegts '{}'",
-      file);
-  if (std::system(command.c_str()) != 0) std::exit(1);
-}
-
-void start_stream(const std::string& source) {
-  request("POST", "/api/streams",
-          fmt::format(R"({{"input.0": {{"url": "{}", "re": true, "loop": -1}}, "video.codec": "copy",)"
-                      R"("audio.codec": "copy", "output": {{"0": {{"protocol": "http", "filename": "live.ts"}}}}}})",
-                      source));
-  request("POST", "/api/streams/0/start");
-  for (int i = 0; i < 500 && !request("HEAD", target).starts_with("HTTP/1.1 200"); ++i)
-    std::this_thread::sleep_for(20ms);
-}
-
 void measure(pid_t server, std::size_t count, int seconds) {
   std::this_thread::sleep_for(5s);
   const double memory_before = resident_mebibytes(server);
@@ -121,11 +95,7 @@ void measure(pid_t server, std::size_t count, int seconds) {
              rates[rates.size() / 2], rates.front());
   fmt::print("server: {:.0f} % of a core, {:.1f} MiB resident ({:.1f} before they came)\n", 100 * used / elapsed,
              resident_mebibytes(server), memory_before);
-  fmt::print(
-      "{} rounds: median {:.2f} ms, 99 % {:.2f} ms, longest {:.2f} ms; most CPU until an answer {:.2f} ms, 99 % {:.2f} "
-      "ms\n",
-      times.size(), times[times.size() / 2], times[times.size() * 99 / 100], times.back(), cpus.back(),
-      cpus[cpus.size() * 99 / 100]);
+  print_rounds(times, cpus);
 }
 
 }  // namespace
@@ -136,15 +106,12 @@ int main(int argc, char** argv) {
     fmt::print(stderr, "usage: {} SERVER [VIEWERS [SECONDS]]\n", argv[0]);
     return 2;
   }
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
+  raise_descriptor_limit();
   std::string data = (fs::temp_directory_path() / "weir-bench-XXXXXX").string();
   if (!mkdtemp(data.data())) return 1;
   make_source(data + "/source.ts");
   const pid_t server = spawn_server(argv[1], data, {});
-  start_stream(data + "/source.ts");
+  start_copy(data + "/source.ts", R"({"protocol": "http", "filename": "live.ts"})", target);
   measure(server, argc > 2 ? static_cast<std::size_t>(std::atoi(argv[2])) : 500, argc > 3 ? std::atoi(argv[3]) : 20);
   kill(server, SIGTERM);
   waitpid(server, nullptr, 0);

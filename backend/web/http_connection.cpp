@@ -28,8 +28,8 @@ namespace {
 constexpr std::chrono::seconds max_drain_time{2};
 constexpr int max_drain_reads = 256;
 constexpr std::size_t max_joined_bytes = 16 * 1024;
-// About a millisecond of copying.
-constexpr std::size_t max_sendfile_bytes = 2 * 1024 * 1024;
+// A fraction of a millisecond of copying.
+constexpr std::size_t max_sendfile_bytes = 512 * 1024;
 
 /// A request's part of the memory for bodies; given back at its end. Throws `HttpError` with 503 when too little is
 /// left.
