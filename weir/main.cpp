@@ -42,6 +42,7 @@ void apply(const ServerSettings& settings) {
   Config::FFMPEG = settings.ffmpeg;
   Config::FFPROBE = settings.ffprobe;
   Config::PROBE_TIMEOUT = settings.probe_timeout;
+  if (settings.restore_interval) Config::RESTORE_INTERVAL = *settings.restore_interval;
   Config::HTTP_OUTPUT_HOLD = settings.http_output_hold;
   apply_hardware(settings);
   Config::FILE_ROOTS = settings.file_roots;

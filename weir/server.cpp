@@ -15,8 +15,10 @@
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
+#include "backend/platform/processor_time.h"
 #include "backend/services/publishing/announced_command.h"
 #include "backend/services/transcoder/input/input_probe.h"
+#include "backend/stream/manager/launch_pacing.h"
 #include "weir/data_directory.h"
 
 namespace weir {
@@ -28,6 +30,11 @@ constexpr std::chrono::seconds shutdown_grace{2};
 
 void log_failure(std::string_view task, const std::exception_ptr& failure) {
   log(LogLevel::error, "Weir", format_traceback(failure, task));
+}
+
+double look_at_processors() {
+  static IdleProcessors processors;
+  return processors.look();
 }
 
 Async<Value> probe(std::string url) {
@@ -48,7 +55,8 @@ WebSettings make_web_settings(const ServerSettings& settings) {
 Server::Server(const ServerSettings& settings)
     : signals_({SIGTERM, SIGINT}),
       services_(settings.gpu_patch_library, windows_),
-      web_(manager_, services_.profiles(), windows_, probe, make_web_settings(settings)) {
+      web_(manager_, services_.profiles(), windows_, probe, make_web_settings(settings)),
+      hastens_launches_(!settings.restore_interval) {
   Loop::current().on_unhandled_failure(log_failure);
   siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
                                         [this](const JsonConf& conf) { web_.http_outputs().prepare_run(conf); });
@@ -89,10 +97,13 @@ Async<> Server::serve() {
     web_.set_ready(true);
     const Task retries = spawn("missing streams", manager_.retry_missing_streams());
     const Task cleaner = spawn("hls windows", web_.clean_up());
+    Task launches;
+    if (hastens_launches_) launches = spawn("launches", hasten_launches(manager_.all_streams(), look_at_processors));
     const int signal = co_await signals_.next();
     log(LogLevel::info, "Weir", fmt::format("Ending because of signal {}", signal));
     retries.kill();
     cleaner.kill();
+    launches.kill();
   }
   exit_status_ = started ? 0 : 1;
   const Task force_exit = spawn("second signal", force_exit_at_signal());

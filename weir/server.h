@@ -32,6 +32,7 @@ class Server {
   Services services_;
   ServerStreamManager manager_;
   WebApplication web_;
+  const bool hastens_launches_;
   int exit_status_ = 0;
 };
 

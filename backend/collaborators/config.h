@@ -34,6 +34,9 @@ struct Config {
   /// Seconds for which viewers of an "http" output are held while no transcoder sends to it.
   static inline double HTTP_OUTPUT_HOLD = 30;
 
+  /// Seconds between two streams that the server starts again when it starts.
+  static inline double RESTORE_INTERVAL = 3;
+
   /// Seconds after which a probe of an input gives up.
   static inline double PROBE_TIMEOUT = 10;
 };

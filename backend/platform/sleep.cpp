@@ -30,6 +30,12 @@ bool SleepWait::cancel() noexcept {
 
 void SleepWait::expire() { complete(); }
 
+void SleepWait::wake() noexcept {
+  if (!waiting()) return;
+  Loop::current().timers().cancel(entry_);
+  complete();
+}
+
 SleepWait sleep(std::chrono::nanoseconds duration) {
   return SleepWait(now() + std::clamp(duration, std::chrono::nanoseconds(0), max_sleep));
 }

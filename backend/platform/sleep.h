@@ -14,6 +14,8 @@ class SleepWait final : public Wait, private Timer {
   explicit SleepWait(TimePoint due) noexcept : due_(due) {}
   ~SleepWait();
   void await_resume() { finish(); }
+  /// Ends the wait before its time.
+  void wake() noexcept;
 
  private:
   bool begin() override;

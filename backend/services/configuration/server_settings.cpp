@@ -49,6 +49,14 @@ std::size_t to_count(const std::string& value) {
   return static_cast<std::size_t>(*count);
 }
 
+std::optional<double> to_interval(const std::string& value) {
+  if (value == "auto") return std::nullopt;
+  const auto seconds = parse_float(value);
+  if (!seconds || !std::isfinite(*seconds) || *seconds < 0)
+    throw std::invalid_argument("is not a number of seconds, or auto");
+  return seconds;
+}
+
 bool to_switch(const std::string& value) {
   if (value == "true" || value == "1" || value == "yes" || value == "on") return true;
   if (value == "false" || value == "0" || value == "no" || value == "off") return false;
@@ -150,6 +158,10 @@ const std::vector<Setting>& setting_table() {
       {"trusted-proxy", "ADDR",
        "address of a proxy in front of the server, repeatable; its X-Forwarded-For header names the viewer",
        list(&S::trusted_proxies, ',', to_address)},
+      {"restore-interval", "SECONDS|auto",
+       "between the streams that are started again with the server (default 3); auto: ten launches at a time while "
+       "processors idle",
+       one(&S::restore_interval, to_interval)},
       {"file-root", "DIR",
        "directory below which filters may read files, repeatable or separated by colons (default: the upload "
        "directory)",

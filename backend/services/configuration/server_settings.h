@@ -19,8 +19,10 @@ struct ServerSettings {
   std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
   std::string ffprobe = "ffprobe";   ///< the same
   double probe_timeout = 10;         ///< seconds
-  double http_output_hold = 30;      ///< seconds
-  std::size_t max_viewers = 0;       ///< of all streams; 0: no limit
+  /// Seconds between two streams that are started again when the server starts; nothing: as early as possible.
+  std::optional<double> restore_interval = 3;
+  double http_output_hold = 30;  ///< seconds
+  std::size_t max_viewers = 0;   ///< of all streams; 0: no limit
   std::size_t max_viewers_per_stream = 0;
   std::size_t max_viewers_per_address = 0;
   std::vector<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client

@@ -50,6 +50,8 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
   EXPECT_EQ(settings.log_level, LogLevel::debug);
   EXPECT_EQ(settings.ffmpeg, "/opt/my ffmpeg");
   EXPECT_FALSE(settings.assertions);
+  EXPECT_EQ(settings.restore_interval, 3);
+  EXPECT_EQ(read({"serve", "--restore-interval", "auto"}).serve->restore_interval, std::nullopt);
 }
 
 TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
@@ -66,6 +68,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "prot is not a setting"}},
       {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
       {{"serve", "--config", directory_.path()}, {}, "", {directory_.path()}},
+      {{"serve", "--restore-interval", "soon"}, {}, "", {"--restore-interval", "\"soon\"", "auto"}},
       {{"serve", "--bind", "0.0.0.0"}, {}, "", {"0.0.0.0", "authentication"}},
       {{"serve", "--bind", "192.0.2.1"}, {}, "", {"loopback"}},
       {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},

@@ -78,7 +78,7 @@ Async<bool> StreamManager::init() {
     if (!load_stream_from_file(name)) error(get_error_msg());
   }
   sort_streams();
-  const bool restored = co_await restore_streams();
+  const bool restored = co_await restore_streams(Config::RESTORE_INTERVAL);
   co_return restored;
 }
 

@@ -30,8 +30,9 @@ class StreamManager : public Error {
 
   // --- registry, files and start-up ---
 
-  /// Creates the stream directory, loads every stream file and starts again what was active. False when the directory
-  /// cannot be created. Failures that a file's load raises are passed on.
+  /// Creates the stream directory, loads every stream file and starts again what was active,
+  /// `Config::RESTORE_INTERVAL` apart. False when the directory cannot be created. Failures that a file's load raises
+  /// are passed on.
   Async<bool> init();
   /// Kills the batch-restart task, if one runs, and waits for its end.
   Async<> stop_thread();

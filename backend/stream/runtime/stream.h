@@ -11,6 +11,7 @@
 #include "backend/collaborators/siblings.h"
 #include "backend/collaborators/utils.h"
 #include "backend/platform/semaphore.h"
+#include "backend/platform/sleep.h"
 #include "backend/platform/task.h"
 #include "backend/stream/clients/stream_client_info.h"
 #include "backend/stream/config/stream_config.h"
@@ -55,6 +56,11 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   /// next launch if one is given. Returns true.
   Async<bool> kill(Kill exception, std::optional<int> input_next = std::nullopt);
 
+  /// Whether the supervision task waits for the next launch's time.
+  bool awaits_launch() const noexcept;
+  /// Ends that wait: the launch follows at once.
+  void launch_now() noexcept;
+
   /// Resource use of the transcoder; empty between runs. Figures that are not known are absent.
   Value get_process_info() const;
   /// Input and output URLs and the index of the input in use. `host`: see `StreamConfig::get_output_urls`.
@@ -97,6 +103,9 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   Async<> end_transcoder();
   Async<> drain_for_a_while();
   static Async<> drain_stderr(std::shared_ptr<Stream> self);
+  Async<> sleep_until_launch();
+
+  SleepWait* launch_delay_ = nullptr;  ///< the wait that the supervision task is in
 };
 
 }  // namespace weir

@@ -72,6 +72,16 @@ constexpr std::array monitors{
     NamedMonitor{"master playlist", master_playlist_monitor},
 };
 
+// A variable that has a value for as long as this lives.
+template <class T>
+struct SetWhile {
+  SetWhile(T& variable, T value) : variable(variable) { variable = value; }
+  ~SetWhile() { variable = T(); }
+  SetWhile(const SetWhile&) = delete;
+  SetWhile& operator=(const SetWhile&) = delete;
+  T& variable;
+};
+
 // Reports a monitor's failure on the stream; the monitor ends and the stream runs on. A failure of its set-up is one of
 // the task.
 Async<> run_guarded(std::shared_ptr<Stream> stream, Async<> (*monitor)(Stream&)) {
@@ -128,7 +138,7 @@ Async<> Stream::run_cycles(std::shared_ptr<const Environment> environment) {
 
 // One cycle: launches the transcoder and waits for its end.
 Async<> Stream::run_transcoder(std::shared_ptr<const Environment> environment) {
-  co_await sleep_seconds(delay);
+  co_await sleep_until_launch();
   {
     const auto guard = co_await lock.acquire();
     delay = delay_between_cycles;
@@ -141,6 +151,18 @@ Async<> Stream::run_transcoder(std::shared_ptr<const Environment> environment) {
   }
   co_await launch(environment);
   co_await proc->wait();
+}
+
+Async<> Stream::sleep_until_launch() {
+  SleepWait wait = sleep_seconds(delay);
+  const SetWhile<SleepWait*> known(launch_delay_, &wait);
+  co_await wait;
+}
+
+bool Stream::awaits_launch() const noexcept { return launch_delay_ != nullptr; }
+
+void Stream::launch_now() noexcept {
+  if (launch_delay_) launch_delay_->wake();
 }
 
 Async<> Stream::launch(std::shared_ptr<const Environment> environment) {
