@@ -19,6 +19,8 @@ TEST(MaskPasswordsTest, HidesThemAndNothingElse) {
            Case{"'udp://a:1','x' and y@z", "'udp://a:1','x' and y@z"},
            Case{"srt://h:9000?mode=caller&passphrase=abc&latency=20",
                 "srt://h:9000?mode=caller&passphrase=***&latency=20"},
+           Case{"'[f=hls]/srv/a|[f=mpegts:passphrase=a\\\\:b&c\\]d:mode=x]srt://h:1?mode=caller|[key=k]udp://h'",
+                "'[f=hls]/srv/a|[f=mpegts:passphrase=***:mode=x]srt://h:1?mode=caller|[key=***]udp://h'"},
            Case{"http://h/a?access_token=x&key=y#f", "http://h/a?access_token=***&key=***#f"},
            Case{"URL #0 'udp://239.0.0.1:1234' is timeout", "URL #0 'udp://239.0.0.1:1234' is timeout"},
            Case{"http://host/a:b@c?monkey=1&keyframe=2", "http://host/a:b@c?monkey=1&keyframe=2"},

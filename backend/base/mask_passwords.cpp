@@ -62,6 +62,27 @@ std::string mask_fields(std::string_view url) {
   return masked;
 }
 
+// Every "[name=value:" and ":name=value]" of the options of one of several receivers, as FFmpeg shows them. A backslash
+// quotes what would end the value.
+std::string mask_options(std::string_view word) {
+  std::string masked;
+  std::size_t name = std::string_view::npos;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    masked += word[i];
+    if (word[i] == '[' || word[i] == ':') name = i + 1;
+    if (word[i] != '=' || name == std::string_view::npos || !is_credential(word.substr(name, i - name))) continue;
+    masked += mask;
+    while (i + 1 < word.size() && ((word[i + 1] != ':' && word[i + 1] != ']') || word[i] == '\\')) ++i;
+  }
+  return masked;
+}
+
+std::string mask_word(std::string_view word) {
+  if (word.find("://") == std::string_view::npos) return std::string(word);
+  const bool has_options = word.find("[f=") != std::string_view::npos;
+  return mask_fields(mask_authorities(has_options ? mask_options(word) : std::string(word)));
+}
+
 }  // namespace
 
 bool may_hold_passwords(std::string_view text) {
@@ -76,7 +97,7 @@ std::string mask_passwords(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find_first_of(white_space), text.size());
     const std::string_view word = text.substr(0, end);
-    masked += word.find("://") == std::string_view::npos ? std::string(word) : mask_fields(mask_authorities(word));
+    masked += mask_word(word);
     const std::size_t next = std::min(text.find_first_not_of(white_space, end), text.size());
     masked += text.substr(end, next - end);
     text.remove_prefix(next);

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/bounded_json.h"
@@ -10,6 +11,7 @@
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
 #include "backend/base/text_form.h"
+#include "backend/collaborators/srt_output.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/task.h"
@@ -58,6 +60,19 @@ Value number_inputs(const Value& inputs) {
   return result;
 }
 
+// Outputs over SRT are completed and checked before the others are normalised, which drops what has no address.
+void prepare_srt_outputs(JsonConf& changed) {
+  if (std::ranges::none_of(changed.get_json_conf("output"), is_srt_output)) return;
+  Value outputs = changed.get_json_conf("output");
+  for (auto& [key, output] : outputs.get_ref<Value::object_t&>()) {
+    if (!is_srt_output(output)) continue;
+    complete_srt_output(output);
+    const std::string fault = find_srt_output_fault(output);
+    if (!fault.empty()) throw HttpError(400, fmt::format("output.{}.{}", key, fault));
+  }
+  require(changed.set_json_conf("output", std::move(outputs)), changed);
+}
+
 // The members that the posted form changes, as they are going to be.
 Value make_form(Value& document, const Value& posted) {
   JsonConf changed;
@@ -66,6 +81,7 @@ Value make_form(Value& document, const Value& posted) {
   StreamConfigVersionControl(changed).update();
   const Value& inputs = changed.get_json_conf("input");
   if (inputs.is_object()) require(changed.set_json_conf("input", number_inputs(inputs)), changed);
+  prepare_srt_outputs(changed);
   IndexedMapping present(document);
   Value form = Value::object();
   IndexedMapping members(form);

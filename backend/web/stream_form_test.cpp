@@ -72,6 +72,14 @@ TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
            Case{output(R"("protocol":"rtmp","server":"s","port":1,"app":"/","playpath":"p")"),
                 "output.0: would be lost"},
            Case{output(R"("protocol":"file","filename":"dir/")"), "output.0: would be lost"},
+           Case{output(R"("protocol":"srt","port":1)"), "output.0.hostname: missing; a caller"},
+           Case{output(R"("protocol":"srt","mode":"listener","hostname":"")"), "output.0.port: missing"},
+           Case{output(R"("protocol":"srt","mode":"listener","port":0.5)"), "output.0.port: 0.5 is not a port"},
+           Case{output(R"("protocol":"srt","hostname":"h","port":1,"mode":"both")"), "output.0.mode: both is not"},
+           Case{output(R"("protocol":"srt","hostname":"h","port":1,"latency":1.5)"), "output.0.latency: 1.5 is not"},
+           Case{output(R"("protocol":"srt","hostname":"h","port":1,"streamid":"a b")"), "output.0.streamid: not a"},
+           Case{output(R"("protocol":"srt","hostname":"h","port":1,"passphrase":"ninebytes")"),
+                "output.0.passphrase: not a text of 10 to 79 bytes"},
            Case{output(R"("protocol":"udp","hostname":"a\u0000b","port":1)"), "output.0.hostname: a text can't hold"},
            Case{output(R"("protocol":"udp","hostname":"h","port":1,"a\u0000":1)"), "a text can't hold"},
            Case{output(R"("protocol":"hls","playlist_name":"x/.hid.m3u8")"),
@@ -90,6 +98,13 @@ TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
   EXPECT_TRUE(
       add(parse_json(output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(246, 'x'))))));
   EXPECT_TRUE(add(parse_json(members(960))));
+}
+
+TEST_F(StreamFormTest, AnSrtListenerWithoutAHostListensOnAllInterfaces) {
+  ASSERT_TRUE(add(Value::parse(R"({"input":{"0":{"url":"a"}},"output":{
+      "4":{"protocol":"srt","mode":"listener","port":"9710","passphrase":"exactly-10","latency":"20"}}})")))
+      << reason_;
+  EXPECT_EQ(manager_.streams.at(0)->conf->get_json_conf("output.0.hostname"), "0.0.0.0");
 }
 
 TEST_F(StreamFormTest, InputsAreNumberedBeforeTheyInherit) {

@@ -81,6 +81,7 @@ class TranscoderRunTest : public testing::Test {
         "-i",           file, "-c",    "copy",     "-f",  "mpegts",       address + "?pkt_size=1316"};
     co_await run_command(std::move(command), 60);
   }
+  static Async<> run_for_a_minute(std::vector<std::string> command) { co_await run_command(std::move(command), 60); }
 
   std::size_t count_segments(int variant) const {
     const std::regex name("playlist_" + std::to_string(variant) + "_\\d+\\.ts");
@@ -211,6 +212,31 @@ TEST_F(TranscoderRunTest, PrefersAnInputThatSendsToALaterOneThatAnswersAtOnceBut
   EXPECT_EQ(builder_->input_index, 1);
   EXPECT_NE(std::ranges::find(builder_->command, "-scan_all_pmts"), builder_->command.end()) << "it is an MPEG-TS";
   sender.kill();
+}
+
+TEST_F(TranscoderRunTest, AnSrtListenerWaitsForItsReceiverAndListensAgainWhenItHasLeft) {
+  const std::string passphrase = "a:b]c|d&e+f%20\\#'\"\u00fc";
+  const int port = test::get_free_udp_port();
+  const Value output = {{"protocol", "srt"},         {"mode", "listener"}, {"hostname", "127.0.0.1"}, {"port", port},
+                        {"streamid", "#!::r=a,m=b"}, {"latency", 50},      {"passphrase", passphrase}};
+  Value source = {{"url", "testsrc2=size=320x180:rate=25[out0];sine=sample_rate=48000[out1]"}, {"format", "lavfi"}};
+  source["re"] = true;
+  ASSERT_TRUE(generate(make_document(source, {output}), false)) << handler_.get_error_msg();
+  const Task transcoder = spawn("transcoder", run_for_a_minute(builder_->command));
+  const auto receive = [&](const std::string& as, const std::string& file) {
+    const std::string address = "srt://127.0.0.1:" + std::to_string(port);
+    return test::run(loop_, run_command({Config::FFMPEG, "-v", "error", "-nostdin", "-connect_timeout", "10000",
+                                         "-passphrase", as, "-i", address, "-c", "copy", "-t", "1", path(file)},
+                                        20));
+  };
+  EXPECT_NE(receive("not-the-passphrase", "x.ts").exit_status, 0);
+  for (const char* file : {"first.ts", "again.ts"}) {
+    const CommandResult result = receive(passphrase, file);
+    EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+    EXPECT_EQ(probe_codecs(path(file)), "h264 aac");
+  }
+  EXPECT_FALSE(transcoder.dead());
+  transcoder.kill();
 }
 
 TEST_F(TranscoderRunTest, ProbesAUrlAsThatUrlHoweverItIsQuoted) {

@@ -20,6 +20,7 @@
 #include "backend/services/transcoder/output/hls_output.h"
 #include "backend/services/transcoder/output/output_arguments.h"
 #include "backend/services/transcoder/output/recording.h"
+#include "backend/services/transcoder/output/srt_target.h"
 
 namespace weir {
 
@@ -162,6 +163,7 @@ TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
 }
 
 OutputTarget TranscoderCommand::read_target(const Settings& output, int index) const {
+  if (output.text("protocol") == "srt") return read_srt_target(output, conf_.get_json_conf(output.name()));
   if (output.text("protocol") != "http") return read_output_target(output);
   const OutputTarget target =
       read_http_target(output, conf_.get_json_conf(output.name()), get_http_socket(conf_.get_json_conf("id"), index));

@@ -65,7 +65,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"output", Value::object()}}, "The stream has no output"},
       {{{"output.0.port", 70000}}, "output.0.port: 70000 is not a port (1 to 65535)"},
       {{{"output.0.protocol", "gopher"}},
-       "output.0.protocol: gopher is not supported; use rtmp, rtsp, hls, http, udp, rtp, tcp or file"},
+       "output.0.protocol: gopher is not supported; use rtmp, rtsp, hls, http, srt, udp, rtp, tcp or file"},
       {{{"output.0.protocol", "http"}}, "output.0.filename: missing; an \"http\" output is published under it"},
       {{{"output.0", {{"protocol", "http"}, {"filename", "a.mp4"}}}},
        "output.0.filename: a.mp4 can't be joined while it runs; end it in .ts, .mp3 or .aac, or set \"format\" to "

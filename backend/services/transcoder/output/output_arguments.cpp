@@ -94,7 +94,7 @@ std::vector<std::string> make_output_arguments(const std::vector<OutputTarget>& 
                                                bool paced) {
   const bool whole =
       encoding.renditions.size() == 1 && encoding.select(0, targets[0].family).size() == encoding.renditions[0].size();
-  if (targets.size() == 1 && whole && !targets[0].published) return make_plain_output(targets[0]);
+  if (targets.size() == 1 && whole && !targets[0].queued) return make_plain_output(targets[0]);
   std::vector<std::string> slaves;
   for (const OutputTarget& target : targets) slaves.push_back(make_slave(target, encoding, paced));
   // The muxers behind the tee cannot ask the encoders for the headers that some of them need.

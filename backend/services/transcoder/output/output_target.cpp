@@ -10,12 +10,12 @@
 #include <locale>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/network_address.h"
 #include "backend/base/text.h"
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/http_output.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
-#include "backend/services/transcoder/output/network_address.h"
 #include "backend/services/transcoder/output/rtmp_output.h"
 
 namespace weir {
@@ -158,7 +158,7 @@ OutputTarget read_output_target(const Settings& output) {
   if (protocol == "udp" || protocol == "rtp" || protocol == "tcp") return read_transport_stream(output, protocol);
   if (protocol == "file") return read_file(output);
   if (protocol == "hls") output.refuse("protocol", "only output 0 can be \"hls\"");
-  output.refuse_value("protocol", "is not supported; use rtmp, rtsp, hls, http, udp, rtp, tcp or file");
+  output.refuse_value("protocol", "is not supported; use rtmp, rtsp, hls, http, srt, udp, rtp, tcp or file");
 }
 
 OutputTarget read_http_target(const Settings& output, const Value& mapping, const std::string& socket) {
@@ -173,7 +173,7 @@ OutputTarget read_http_target(const Settings& output, const Value& mapping, cons
   target.format = get_http_format(mapping);
   target.address = "unix:" + socket;
   target.audio_only = target.format != "mpegts";
-  target.published = true;
+  target.queued = true;
   // Without the headers that a file begins with.
   if (target.format == "mp3") target.options = {{"id3v2_version", "0"}, {"write_xing", "0"}};
   return target;

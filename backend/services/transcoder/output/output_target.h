@@ -20,8 +20,8 @@ struct OutputTarget {
   TagFamily family = TagFamily::none;
   bool carries_subtitles = false;
   bool audio_only = false;  ///< carries the first audio stream and nothing else
-  /// Goes to this server, which can close the connection without ending the transcoder.
-  bool published = false;
+  /// Behind a queue also where it is the only one: the transcoder neither waits for its receiver nor ends with it.
+  bool queued = false;
   /// Opened again after a failure. Not for recordings: opening one again would overwrite it.
   bool reopens = true;
   std::string recording;  ///< path of the file that a "file" output writes, empty for the others

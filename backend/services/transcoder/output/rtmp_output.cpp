@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "backend/services/transcoder/output/network_address.h"
+#include "backend/base/network_address.h"
 
 namespace weir {
 

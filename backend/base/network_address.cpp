@@ -1,4 +1,4 @@
-#include "backend/services/transcoder/output/network_address.h"
+#include "backend/base/network_address.h"
 
 #include <arpa/inet.h>
 
