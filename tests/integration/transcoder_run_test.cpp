@@ -35,7 +35,6 @@ class TranscoderRunTest : public testing::Test {
   ~TranscoderRunTest() override {
     Config::HLS_DIRECTORY = hls_directory_;
     Config::UPLOAD_DIRECTORY = upload_directory_;
-    Config::PROBE_TIMEOUT = 10;
   }
 
   std::string path(const std::string& name) const { return (directory_.path() / name).string(); }
@@ -179,9 +178,8 @@ TEST_F(TranscoderRunTest, KeepsARecordingUnderANameOfItsOwnBeforeARealRunOnly) {
 }
 
 TEST_F(TranscoderRunTest, TakesTheFirstInputThatAnswers) {
-  Config::PROBE_TIMEOUT = 1;
   std::ofstream(path("garbage.ts")) << "no media";
-  Value document = make_document({{"url", "udp://127.0.0.1:1"}}, {file_output("x.ts")});
+  Value document = make_document({{"url", "udp://127.0.0.1:1"}, {"probe_timeout", 1}}, {file_output("x.ts")});
   document["input"]["1"] = {{"url", short_source}, {"format", "lavfi"}};
   document["input"]["2"] = {{"url", path("it's -y missing.ts")}};
   ASSERT_TRUE(generate(document, true, 2)) << handler_.get_error_msg();
