@@ -41,7 +41,7 @@ std::string find_mode_fault(const Value& mode) {
 }
 
 std::string find_latency_fault(const Value& latency) {
-  if (latency.is_null() || latency == "") return {};
+  if (latency.is_null() || (latency.is_string() && latency.get_ref<const std::string&>().empty())) return {};
   const bool whole = latency.is_number_integer() || latency.is_string();
   const auto milliseconds = whole ? parse_integer(to_text(latency)) : std::nullopt;
   if (milliseconds && *milliseconds >= 0 && *milliseconds <= max_latency) return {};
