@@ -29,7 +29,7 @@ class FFmpeg {
   /// Releases what the builder holds. May be called more than once.
   virtual void cleanup() = 0;
 
-  std::vector<std::string> command;  ///< program and arguments, after a true `generate_command`
+  std::vector<std::string> command;  ///< program and arguments, after a true `generate_command` until the launch
   int input_index = 0;               ///< the input that the run reads
   std::vector<int> hls_list_sizes;   ///< per HLS variant: how many segments its playlist lists
   std::vector<std::vector<FFmpegStreamSpecifier>> hls_variants;  ///< per HLS variant: its output streams

@@ -73,6 +73,12 @@ void check_arguments(const std::vector<std::string>& command) {
   }
 }
 
+void keep_recordings(const std::vector<OutputTarget>& targets) {
+  for (const OutputTarget& target : targets) {
+    if (!target.recording.empty()) keep_existing_recording(target.recording);
+  }
+}
+
 /// No file may have two writers, nor be renamed as an old recording while it is being read.
 void refuse_shared_files(const InputSource& source, const std::vector<OutputTarget>& targets) {
   std::set<std::string> files;
@@ -101,7 +107,6 @@ Async<bool> TranscoderCommand::generate_command(bool probe) {
   std::string problem;
   if (probe && count_inputs() > 1) problem = co_await settle_input();
   if (problem.empty()) problem = try_step([&] { build(probe); });
-  if (problem.empty() && probe) problem = try_step([this] { keep_recordings(); });
   if (!problem.empty() && error_handler_ != nullptr) error_handler_->set_error_msg(mask_passwords(problem));
   co_return problem.empty();
 }
@@ -126,13 +131,12 @@ void TranscoderCommand::build(bool launch) {
   InputSource source = read_input(input_index);
   if (probed_format_ == "mpegts") expect_transport_stream(source);
   limit_silence(source);
-  const Outputs outputs = read_outputs();
+  Outputs outputs = read_outputs();
   refuse_shared_files(source, outputs.targets);
-  targets_ = outputs.targets;
   EncodingDemands demands;
   demands.segment_time = outputs.hls ? outputs.hls->segment_time : 0;
-  demands.wants_subtitles = std::ranges::any_of(targets_, &OutputTarget::carries_subtitles);
-  if (targets_.size() + (outputs.hls ? 1 : 0) > 1) demands.families = get_families(targets_);
+  demands.wants_subtitles = std::ranges::any_of(outputs.targets, &OutputTarget::carries_subtitles);
+  if (outputs.targets.size() + (outputs.hls ? 1 : 0) > 1) demands.families = get_families(outputs.targets);
   const Encoding encoding = make_encoding(Settings(conf_.document(), ""), demands);
   publish_variants(outputs, encoding, launch);
   command = {Config::FFMPEG, "-hide_banner", "-nostdin", "-stats", "-n"};
@@ -142,8 +146,9 @@ void TranscoderCommand::build(bool launch) {
   append(command, encoding.arguments);
   // Drop source metadata: it could imitate FFmpeg's own output.
   append(command, {"-map_metadata:g", "-1", "-map_chapters", "-1", "-max_muxing_queue_size", "4096"});
-  append(command, make_output_arguments(targets_, encoding, has_own_pace(source)));
+  append(command, make_output_arguments(outputs.targets, encoding, has_own_pace(source)));
   check_arguments(command);
+  if (launch) keep_recordings(outputs.targets);
 }
 
 TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
@@ -174,12 +179,12 @@ OutputTarget TranscoderCommand::read_target(const Settings& output, int index) c
   return target;
 }
 
-void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding& encoding, bool launch) {
+void TranscoderCommand::publish_variants(Outputs& outputs, const Encoding& encoding, bool launch) {
   hls_list_sizes.clear();
   hls_variants.clear();
   hls_master_playlist.reset();
   const std::size_t count = encoding.renditions.size();
-  for (const OutputTarget& target : targets_) {
+  for (const OutputTarget& target : outputs.targets) {
     if (target.rendition >= count) throw ValueError(fmt::format("No rendition {}", target.rendition));
   }
   if (!outputs.hls) return;
@@ -190,7 +195,7 @@ void TranscoderCommand::publish_variants(const Outputs& outputs, const Encoding&
   const std::string directory = join_path(Config::HLS_DIRECTORY, to_text(conf_.get_json_conf("id")));
   const auto first_segments = launch ? begin_cycle(*outputs.hls, encoding) : std::vector<long long>(count);
   const auto variants = make_hls_targets(*outputs.hls, directory, listed, first_segments);
-  targets_.insert(targets_.begin(), variants.begin(), variants.end());
+  outputs.targets.insert(outputs.targets.begin(), variants.begin(), variants.end());
 }
 
 std::vector<long long> TranscoderCommand::begin_cycle(const HlsOutput& hls, const Encoding& encoding) {
@@ -258,12 +263,6 @@ std::string TranscoderCommand::tell_of_reasons(const std::vector<int>& inputs,
     all += fmt::format("{} #{} {}: {}", all.empty() ? "" : ";", inputs[i], url, reasons[i]);
   }
   return all;
-}
-
-void TranscoderCommand::keep_recordings() const {
-  for (const OutputTarget& target : targets_) {
-    if (!target.recording.empty()) keep_existing_recording(target.recording);
-  }
 }
 
 }  // namespace weir

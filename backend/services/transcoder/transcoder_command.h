@@ -40,18 +40,16 @@ class TranscoderCommand : public FFmpeg {
   void build(bool launch);
   Outputs read_outputs() const;
   OutputTarget read_target(const Settings& output, int index) const;
-  void publish_variants(const Outputs& outputs, const Encoding& encoding, bool launch);
+  void publish_variants(Outputs& outputs, const Encoding& encoding, bool launch);
   std::vector<long long> begin_cycle(const HlsOutput& hls, const Encoding& encoding);
   std::vector<int> get_candidates() const;
   Async<std::string> settle_input();
   InputCandidate make_candidate(int index) const;
   std::string tell_of_reasons(const std::vector<int>& inputs, const std::vector<std::string>& reasons) const;
-  void keep_recordings() const;
 
   const JsonConf& conf_;
   Error* error_handler_;
   CyclePublisher& publisher_;
-  std::vector<OutputTarget> targets_;
   std::string probed_format_;  ///< of the input that was settled; empty without a probe
   std::optional<long long> published_id_;  ///< of the stream, while the publisher knows of the cycle
 };

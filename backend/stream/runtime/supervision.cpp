@@ -168,7 +168,8 @@ void Stream::launch_now() noexcept {
 Async<> Stream::launch(std::shared_ptr<const Environment> environment) {
   const auto guard = co_await lock.acquire();
   input_next = 0;
-  SpawnOptions options{.command = ffmpeg->command, .environment = *environment};
+  // Nothing asks for the command any more, which takes some KB.
+  SpawnOptions options{.command = std::move(ffmpeg->command), .environment = *environment};
   options.before_exec = preexec_fn;
   proc = siblings().spawn_child(options);
   stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
