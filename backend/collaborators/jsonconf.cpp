@@ -65,6 +65,13 @@ class DottedWriter {
   Node root_;
 };
 
+// With blanks at its end, a text mostly keeps its size when the status in it changes, and is updated at little cost.
+std::string pad(std::string text) {
+  constexpr std::size_t unit = 64;
+  text.append(unit - 1 - text.size() % unit, ' ');
+  return text;
+}
+
 }  // namespace
 
 JsonConf::JsonConf(std::string file, Error* error_handler)
@@ -137,7 +144,7 @@ bool JsonConf::save_json_conf() {
   }
   try {
     // Documents hold stream keys and passwords.
-    replace_file(filename, to_json(*document_, true) + "\n", 0600);
+    update_file(filename, pad(to_json(*document_, true)) + "\n", 0600);
     return true;
   } catch (const std::system_error& failure) {
     set_error_msg(fmt::format("Failed to write {}", failure.what()));

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 
 #include "backend/platform/descriptor.h"
 #include "backend/platform/failure.h"
@@ -48,14 +50,52 @@ class TemporaryFile {
   bool renamed_ = false;
 };
 
-bool holds(const std::filesystem::path& path, std::string_view content) {
+// The content of an open file that has so many bytes; nothing when it can't be read.
+std::optional<std::string> read_whole(int file, std::size_t size) {
+  std::string content(size, '\0');
+  const ssize_t filled = ::pread(file, content.data(), size, 0);
+  if (filled < 0 || static_cast<std::size_t>(filled) != size) return std::nullopt;
+  return content;
+}
+
+/// A part of a text.
+struct Part {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+};
+
+// Where the texts, of one size, differ.
+Part find_difference(std::string_view left, std::string_view right) {
+  const auto first = std::ranges::mismatch(left, right).in1 - left.begin();
+  const auto last = std::mismatch(left.rbegin(), left.rend() - first, right.rbegin()).first.base() - left.begin();
+  return {static_cast<std::size_t>(first), static_cast<std::size_t>(last)};
+}
+
+bool lies_in_one_sector(Part part) {
+  constexpr std::size_t sector = 512;
+  return part.begin / sector == (part.end - 1) / sector;
+}
+
+// Whether the file holds the content now, either as it did before or, if that is allowed, changed in place.
+bool holds(const std::filesystem::path& path, std::string_view content, bool may_change) {
+  const Descriptor file(::open(path.c_str(), (may_change ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
   struct stat status{};
-  if (::stat(path.c_str(), &status) != 0 || static_cast<std::size_t>(status.st_size) != content.size()) return false;
-  try {
-    return read_file(path, content.size()) == content;
-  } catch (const std::system_error&) {
-    return false;
-  }
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (static_cast<std::size_t>(status.st_size) != content.size()) return false;
+  const auto before = read_whole(file.get(), content.size());
+  if (!before) return false;
+  const Part part = find_difference(*before, content);
+  if (part.begin == content.size()) return true;
+  if (!may_change || status.st_nlink != 1 || !lies_in_one_sector(part)) return false;
+  const std::size_t size = part.end - part.begin;
+  const ssize_t written = ::pwrite(file.get(), content.data() + part.begin, size, static_cast<off_t>(part.begin));
+  return written >= 0 && static_cast<std::size_t>(written) == size;
+}
+
+void replace(const std::filesystem::path& path, std::string_view content, unsigned mode) {
+  TemporaryFile file(path.string() + ".tmp", mode);
+  file.write(content);
+  file.rename(path.string());
 }
 
 void sync_path(const std::filesystem::path& path, int flags) {
@@ -86,10 +126,11 @@ std::string read_file(const std::filesystem::path& path, std::size_t limit) {
 }
 
 void replace_file(const std::filesystem::path& path, std::string_view content, unsigned mode) {
-  if (holds(path, content)) return;
-  TemporaryFile file(path.string() + ".tmp", mode);
-  file.write(content);
-  file.rename(path.string());
+  if (!holds(path, content, false)) replace(path, content, mode);
+}
+
+void update_file(const std::filesystem::path& path, std::string_view content, unsigned mode) {
+  if (!holds(path, content, true)) replace(path, content, mode);
 }
 
 Async<> sync_file(std::filesystem::path path) {

@@ -1,11 +1,13 @@
 #include "backend/platform/files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "backend/platform/descriptor.h"
 #include "backend/platform/directory_watch.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
@@ -27,6 +29,43 @@ TEST(FilesTest, ReplacesAFileWholeUnlessItHoldsThatAlready) {
   EXPECT_EQ(read_file(path, 100), "new");
   EXPECT_THROW(read_file("/dev/null", 100), std::system_error) << "no regular file";
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+}
+
+TEST(FilesTest, UpdatesAFewBytesInPlaceAndReplacesWhateverElseChanges) {
+  const test::TemporaryDirectory directory;
+  const auto path = directory.path() / "a.conf";
+  const std::string text(1024, 'a');
+  const auto with = [&](std::size_t at, const char* other) { return std::string(text).replace(at, 3, other); };
+  const struct {
+    std::string before, after;
+    bool in_place;
+  } cases[] = {
+      {text, text, true},
+      {text, with(0, "bab"), true},
+      {text, with(509, "bab"), true},
+      {text, with(510, "bab"), false},  // two sectors
+      {text, with(1021, "bab"), true},
+      {text, text + "b", false},
+      {with(0, "bbb"), with(1021, "bbb"), false},
+      {"", "b", false},
+      {"", "", true},
+  };
+  for (const auto& c : cases) {
+    replace_file(path, c.before);
+    // Keeps the inode's number from being given again.
+    const Descriptor file(::open(path.c_str(), O_RDONLY));
+    struct stat before{};
+    struct stat after{};
+    ASSERT_EQ(::fstat(file.get(), &before), 0);
+    update_file(path, c.after);
+    ASSERT_EQ(::stat(path.c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino == after.st_ino, c.in_place) << c.after;
+    EXPECT_EQ(read_file(path, 2000), c.after);
+  }
+  update_file(path, "new");
+  std::filesystem::create_hard_link(path, directory.path() / "backup");
+  update_file(path, "low");
+  EXPECT_EQ(read_file(directory.path() / "backup", 100), "new") << "a link to the file keeps what it had";
 }
 
 TEST(DirectoryWatchTest, SharesOneInstanceAmongManyDirectories) {

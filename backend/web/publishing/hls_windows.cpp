@@ -19,7 +19,6 @@ namespace weir {
 namespace {
 
 constexpr std::size_t max_playlist_bytes = 1 << 20;
-constexpr std::string_view window_file = "window.json";
 
 std::string windows_directory() { return join_path(Config::HLS_DIRECTORY, "windows"); }
 
@@ -50,9 +49,12 @@ void log_failure(long long stream_id, std::string_view what, const Step& step) {
   }
 }
 
+std::string window_path(long long stream_id) {
+  return join_path(windows_directory(), fmt::format("{}.json", stream_id));
+}
+
 void save(long long stream_id, const HlsWindow& window) {
-  make_directory(kept_directory(stream_id));
-  replace_file(kept_path(stream_id, window_file), format_window(window));
+  update_file(window_path(stream_id), format_window(window));
 }
 
 // A rename costs half of a link and its removal, and loses nothing: the directory is about to be emptied.
@@ -75,14 +77,13 @@ void remove_older_segments(long long stream_id, std::size_t rendition, long long
   }
 }
 
-std::optional<long long> parse_id(const std::string& name) {
-  return is_number(name) ? parse_integer(name) : std::nullopt;
-}
-
+// The streams that have a window.
 std::vector<long long> ids_in(const std::string& directory) {
   std::vector<long long> ids;
-  for (const std::string& name : names_in(directory))
-    if (const auto id = parse_id(name)) ids.push_back(*id);
+  for (const std::filesystem::path name : names_in(directory)) {
+    const std::string stem = name.stem();
+    if (name.extension() == ".json" && is_number(stem)) ids.push_back(parse_integer(stem).value_or(-1));
+  }
   return ids;
 }
 
@@ -112,7 +113,7 @@ void HlsWindows::adopt() {
 }
 
 void HlsWindows::adopt_stream(long long stream_id) {
-  HlsWindow window = parse_window(read_file(kept_path(stream_id, window_file), max_document_bytes));
+  HlsWindow window = parse_window(read_file(window_path(stream_id), max_document_bytes));
   for (std::size_t v = 0; v < window.renditions.size(); ++v) {
     if (auto playlist = read_playlist(kept_path(stream_id, media_playlist_name(v)), v))
       window.renditions[v].kept = std::move(playlist->segments);
@@ -243,7 +244,10 @@ void HlsWindows::sweep(const std::function<StreamState(long long)>& state_of) {
     if (window.has_kept()) log_failure(id, "The HLS window can't be removed", [&] { drop_kept(id, window); });
   }
   for (const long long id : deleted) {
-    log_failure(id, "The HLS window can't be removed", [&] { remove_directory(kept_directory(id)); });
+    log_failure(id, "The HLS window can't be removed", [&] {
+      remove_directory(kept_directory(id));
+      std::filesystem::remove(window_path(id));
+    });
     windows_.erase(id);
   }
 }
@@ -266,8 +270,7 @@ bool HlsWindows::has_moved_on(long long stream_id, const HlsWindow& window) cons
 void HlsWindows::drop_kept(long long stream_id, HlsWindow& window) {
   for (HlsWindow::Rendition& rendition : window.renditions) rendition.kept.clear();
   ++window.revision;
-  for (const std::string& name : names_in(kept_directory(stream_id)))
-    if (name != window_file) ::unlink(kept_path(stream_id, name).c_str());
+  remove_directory(kept_directory(stream_id));
 }
 
 }  // namespace weir
