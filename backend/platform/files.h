@@ -26,8 +26,9 @@ std::string read_file(const std::filesystem::path& path, std::size_t limit);
 /// content already is not written. `mode` is that of a new file. Throws `std::system_error`.
 void replace_file(const std::filesystem::path& path, std::string_view content, unsigned mode = 0644);
 
-/// The same, but a change of a few bytes is written in place if the file keeps its size and the bytes lie in one sector,
-/// which a disk writes whole or not at all: this costs a tenth of a new file. Not for files that others read meanwhile.
+/// The same, but a change of a few bytes is written in place if the file keeps its size and the bytes lie in one
+/// sector, which a disk writes whole or not at all: this costs a tenth of a new file. Not for files that others read
+/// meanwhile.
 void update_file(const std::filesystem::path& path, std::string_view content, unsigned mode = 0644);
 
 /// Makes the file's content and name durable; the disk is waited for on a helper thread. Throws `std::system_error`.

@@ -50,7 +50,7 @@ class TranscoderCommand : public FFmpeg {
   const JsonConf& conf_;
   Error* error_handler_;
   CyclePublisher& publisher_;
-  std::string probed_format_;  ///< of the input that was settled; empty without a probe
+  std::string probed_format_;              ///< of the input that was settled; empty without a probe
   std::optional<long long> published_id_;  ///< of the stream, while the publisher knows of the cycle
 };
 

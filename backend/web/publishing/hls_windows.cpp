@@ -53,9 +53,7 @@ std::string window_path(long long stream_id) {
   return join_path(windows_directory(), fmt::format("{}.json", stream_id));
 }
 
-void save(long long stream_id, const HlsWindow& window) {
-  update_file(window_path(stream_id), format_window(window));
-}
+void save(long long stream_id, const HlsWindow& window) { update_file(window_path(stream_id), format_window(window)); }
 
 // A rename costs half of a link and its removal, and loses nothing: the directory is about to be emptied.
 void keep_segment(long long stream_id, const std::string& name) {

@@ -13,8 +13,8 @@
 namespace weir {
 
 /// The HLS windows of all streams. Numbers of segments go on from cycle to cycle, and what viewers saw of the cycles
-/// before is kept in `Config::HLS_DIRECTORY`/windows/ID, out of the transcoder's directory: segments and playlists. From
-/// windows/ID.json the next server goes on. What a running cycle adds is read from its directory when somebody
+/// before is kept in `Config::HLS_DIRECTORY`/windows/ID, out of the transcoder's directory: segments and playlists.
+/// From windows/ID.json the next server goes on. What a running cycle adds is read from its directory when somebody
 /// asks; until then it costs nothing.
 class HlsWindows : public CyclePublisher {
  public:
