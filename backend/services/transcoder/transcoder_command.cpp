@@ -129,7 +129,10 @@ InputSource TranscoderCommand::read_input(int index) const {
 
 void TranscoderCommand::build(bool launch) {
   InputSource source = read_input(input_index);
-  if (probed_format_ == "mpegts") expect_transport_stream(source);
+  // What comes by UDP alone is practically always MPEG-TS, and FFmpeg told so begins 4 s sooner.
+  const bool is_unknown = source.format.empty() && probed_format_.empty();
+  if (is_unknown && get_network_scheme(source) == "udp") source.format = "mpegts";
+  if (probed_format_ == "mpegts" || source.format == "mpegts") expect_transport_stream(source);
   limit_silence(source);
   Outputs outputs = read_outputs();
   refuse_shared_files(source, outputs.targets);

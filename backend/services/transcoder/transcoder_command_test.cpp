@@ -202,6 +202,15 @@ TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {
             "expr:if(lt(n_forced,2),gte(t,n_forced*1),gte(t,(n_forced-1)*1.6666666666666667))");
 }
 
+TEST(TranscoderCommandTest, ReadsUdpAsATransportStreamUnlessToldOtherwise) {
+  const Built udp = build(Value::object());
+  EXPECT_EQ(udp.after("-f"), "mpegts");
+  EXPECT_EQ(udp.after("-scan_all_pmts"), "-1");
+  const Built other = build({{"input.0.format", "h264"}});
+  EXPECT_EQ(other.after("-f"), "h264");
+  EXPECT_EQ(other.after("-scan_all_pmts"), "");
+}
+
 TEST(TranscoderCommandTest, ALaunchNumbersSegmentsAsThePublisherSaysAndACheckAsksNobody) {
   TestLoop loop;
   JsonConf conf;
