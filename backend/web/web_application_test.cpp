@@ -286,6 +286,10 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
   EXPECT_EQ(clients.at(0).at("addr"), "10.0.0.5");
   world_.loop.advance(32s);
   EXPECT_EQ(get("/api/streams/0").at("client_info").at("0").at("clients").size(), 0U);
+  ASSERT_TRUE(manager_.streams.at(0)->conf->set_json_conf("output.0.protocol", "file"));
+  EXPECT_TRUE(ask("GET", "/0/playlist_0.m3u8").body.ends_with("#EXT-X-ENDLIST\n")) << "no run has the output any more";
+  world_.loop.advance(31s);
+  EXPECT_EQ(ask("GET", "/0/playlist_0.m3u8").status, 404);
 }
 
 TEST_F(WebApplicationTest, ABrokenFileKeepsNoOtherStreamOffTheAir) {

@@ -79,6 +79,11 @@ bool has_hls_output(const Stream& stream) {
   return member(stream.conf->get_json_conf("output.0"), "protocol") == "hls";
 }
 
+// A running cycle keeps its output though the document has lost it.
+bool is_publishing(const Stream& stream) {
+  return is_active(stream.get_status()) && (has_hls_output(stream) || !stream.ffmpeg->hls_list_sizes.empty());
+}
+
 // The names of the output's playlist: as the document announces it, and as the running cycle has it.
 std::array<Value, 2> playlist_names(const Stream& stream) {
   const auto& of_cycle = stream.ffmpeg->hls_master_playlist;
@@ -111,7 +116,7 @@ Async<Response> HlsRoutes::answer(std::string id, std::string name, Request requ
 
 HlsRoutes::Publication HlsRoutes::find(const std::string& id) {
   std::shared_ptr<Stream> stream = manager_.get_stream(id);
-  const bool active = stream && is_active(stream->get_status());
+  const bool active = stream && is_publishing(*stream);
   const long long number = stream ? stream->id : parse_integer(id).value_or(-1);
   return {number, std::move(stream), active};
 }
@@ -126,7 +131,7 @@ Async<Response> HlsRoutes::read_playlist(Publication publication, std::string na
     co_return refuse(404, "File not found");
   }
   if (text) co_return playlist_response(*text);
-  if (!publication.active || !has_hls_output(*publication.stream)) co_return refuse(404, "File not found");
+  if (!publication.active) co_return refuse(404, "File not found");
   co_return refuse_for_now("The stream is starting");
 }
 
@@ -167,7 +172,7 @@ Async<> HlsRoutes::clean_up() {
     windows_.sweep([this](long long id) {
       const std::shared_ptr<Stream> stream = manager_.get_stream(id);
       if (!stream) return HlsWindows::StreamState::deleted;
-      return is_active(stream->get_status()) ? HlsWindows::StreamState::active : HlsWindows::StreamState::stopped;
+      return is_publishing(*stream) ? HlsWindows::StreamState::active : HlsWindows::StreamState::stopped;
     });
     publisher_.forget_unused();
     viewers_->forget_gone();
