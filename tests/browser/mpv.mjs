@@ -1,0 +1,80 @@
+// mpv without screen and loudspeaker, asked over its JSON IPC.
+
+import {spawn} from 'node:child_process';
+import {once} from 'node:events';
+import {connect} from 'node:net';
+import {join} from 'node:path';
+import {createInterface} from 'node:readline';
+
+import {eventually, sleep} from './wait.mjs';
+
+const shortestFreeze = 500; // ms
+
+export class Mpv {
+  /** [from, to] in ms: when the playback time stood still. */
+  freezes = [];
+  ended = false;
+
+  #requests = new Map();
+  #lastRequest = 0;
+
+  /** Plays `url`; `directory` takes its socket. */
+  async start(url, directory, name) {
+    const path = join(directory, `${name}.socket`);
+    this.child = spawn('mpv', ['--no-config', '--vo=null', '--ao=null', '--msg-level=all=warn', '--terminal=no',
+      `--log-file=${join(directory, `${name}.log`)}`, `--input-ipc-server=${path}`, url], {stdio: 'ignore'});
+    this.child.once('exit', () => (this.ended = true));
+    this.socket = await eventually('mpv takes commands', 20, async () => {
+      const socket = connect(path);
+      const failed = once(socket, 'error').then(() => undefined);
+      return Promise.race([once(socket, 'connect').then(() => socket), failed]);
+    });
+    this.socket.on('error', () => {}); // it ends with mpv
+    createInterface(this.socket).on('line', (line) => this.#take(JSON.parse(line)));
+    this.#watch();
+  }
+
+  stop() {
+    this.ended = true;
+    this.child?.kill('SIGKILL');
+    this.socket?.destroy();
+  }
+
+  /** When it last moved, in ms. */
+  get movedAt() {
+    return this.moved;
+  }
+
+  /** The freezes that touch the time from `from` on. One that lasts has no end. */
+  freezesSince(from) {
+    const freezes = this.freezes.filter((freeze) => freeze.to > from);
+    if (this.ended || Date.now() - this.moved >= shortestFreeze) freezes.push({from: this.moved});
+    return freezes;
+  }
+
+  // Timestamps begin anew with each run of the transcoder: any change that is no end counts.
+  async #watch() {
+    let time;
+    while (!this.ended) {
+      const now = await this.#read('time-pos').catch(() => undefined);
+      if (now !== undefined && now !== time) {
+        if (this.moved && Date.now() - this.moved >= shortestFreeze) this.freezes.push({from: this.moved, to: Date.now()});
+        this.moved = Date.now();
+        this.beganAt ??= this.moved;
+        time = now;
+      }
+      await sleep(0.05);
+    }
+  }
+
+  #read(property) {
+    const id = ++this.#lastRequest;
+    this.socket.write(`${JSON.stringify({command: ['get_property', property], request_id: id})}\n`);
+    return new Promise((resolve) => this.#requests.set(id, resolve));
+  }
+
+  #take({request_id: id, error, data}) {
+    this.#requests.get(id)?.(error === 'success' ? data : undefined);
+    this.#requests.delete(id);
+  }
+}

@@ -1,0 +1,145 @@
+// The checker finds each of these faults, and none in playlists as they should be.
+
+import assert from 'node:assert/strict';
+import test from 'node:test';
+
+import {PlaylistChecker} from './playlist_checker.mjs';
+
+const url = 'http://weir/0/playlist_0.m3u8';
+const masterUrl = 'http://weir/0/index.m3u8';
+
+// Segments first..last of 4 s each; `breaks` names those that begin a run of the transcoder.
+function media(first, last, {breaks = [], discontinuity = 0, target = 4, head = '', edit = (text) => text} = {}) {
+  let text = `#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:${target}\n#EXT-X-MEDIA-SEQUENCE:${first}\n`;
+  text += `#EXT-X-DISCONTINUITY-SEQUENCE:${discontinuity}\n${head}`;
+  for (let number = first; number <= last; ++number) {
+    if (breaks.includes(number)) text += '#EXT-X-DISCONTINUITY\n';
+    text += `#EXT-X-PROGRAM-DATE-TIME:${new Date(1e12 + number * 4000).toISOString()}\n`;
+    text += `#EXTINF:4.000000,\nplaylist_0_${number}.ts\n`;
+  }
+  return edit(text);
+}
+
+const replace = (from, to) => ({edit: (text) => text.replace(from, to)});
+const variant = (attributes) => `#EXTM3U\n#EXT-X-STREAM-INF:${attributes}\nplaylist_0.m3u8\n`;
+const good = 'BANDWIDTH=900000,AVERAGE-BANDWIDTH=800000,CODECS="avc1.42e01e,mp4a.40.2",RESOLUTION=640x360,FRAME-RATE=25.000';
+
+// The answers come 2 s apart; one that is a number is a status without a playlist.
+function check(answers, at = url) {
+  const checker = new PlaylistChecker();
+  answers.forEach((answer, index) => {
+    const status = typeof answer === 'number' ? answer : 200;
+    checker.see({client: 'test', url: at, status, text: status === 200 ? answer : '', at: index * 2000});
+  });
+  return checker.faults;
+}
+
+test('finds nothing in playlists as they should be', () => {
+  const runs = [
+    503,
+    media(10, 10),
+    media(10, 13),
+    media(11, 14, {breaks: [14]}),
+    media(12, 15, {breaks: [14]}),
+    media(14, 17, {breaks: [14]}),
+    media(15, 18, {discontinuity: 1}),
+    media(15, 18, {discontinuity: 1}) + '#EXT-X-ENDLIST\n',
+  ];
+  assert.deepEqual(check(runs), []);
+  assert.deepEqual(check([variant(good), variant('BANDWIDTH=1')], masterUrl), []);
+});
+
+const faults = [
+  ['an answer that fails', [media(1, 4), 503], /answers 503/],
+  ['a sequence that goes back', [media(5, 8), media(4, 8)], /goes back from 5\.\.8/],
+  ['a list that gets shorter at its end', [media(5, 9), media(5, 8)], /goes back/],
+  ['a sequence that jumps', [media(1, 4), media(6, 9)], /jumps from 4 to 6/],
+  ['a discontinuity that goes away', [media(1, 5, {breaks: [4]}), media(2, 6)], /changes the discontinuity of segment 4/],
+  ['a discontinuity that is not counted', [media(1, 4, {breaks: [2]}), media(3, 6)], /changes the discontinuity of segment 3/],
+  ['a discontinuity counted too early', [media(1, 4, {breaks: [2]}), media(2, 5, {breaks: [2], discontinuity: 1})], /discontinuity of segment 2/],
+  ['a discontinuity sequence that goes back', [media(1, 4, {discontinuity: 2}), media(5, 8, {discontinuity: 1})], /DISCONTINUITY-SEQUENCE from 2 to 1/],
+  ['a segment with another address', [media(1, 4), media(1, 4, replace('_3.ts', '_x.ts'))], /changes the uri of segment 3/],
+  ['a segment with another duration', [media(1, 4), media(1, 4, replace('4.000000', '3.9'))], /changes the duration/],
+  ['a segment at another time', [media(1, 4), media(1, 4, replace('.000Z', '.001Z'))], /changes the time of segment 1/],
+  ['an address used again', [media(1, 4), media(2, 5, replace('_5.ts', '_1.ts'))], /lists playlist_0_1\.ts as number 5/],
+  ['a target duration that changes', [media(1, 4), media(1, 4, {target: 5})], /changes its target duration/],
+  ['a segment longer than the target duration', [media(1, 4, {target: 3})], /more than the target duration 3/],
+  ['a list cut too short', [media(1, 4), media(3, 4)], /down to 8\.000 s/],
+  ['a time that goes back', [media(1, 4, replace(/T01:46:52/, 'T01:46:40'))], /goes back in EXT-X-PROGRAM-DATE-TIME/],
+  ['a segment without time', [media(1, 1, replace(/#EXT-X-PROGRAM.*\n/, ''))], /no EXT-X-PROGRAM-DATE-TIME/],
+  ['a stream that goes on after its end', [media(1, 4) + '#EXT-X-ENDLIST\n', media(1, 5)], /goes on after/],
+  ['a list without segments', [media(1, 0)], /no segment/],
+  ['a list without target duration', [media(1, 4, replace(/#EXT-X-TARGET.*\n/, ''))], /no EXT-X-TARGETDURATION/],
+  ['a segment without duration', [media(1, 4, replace('#EXTINF:4.000000,\n', ''))], /has no EXTINF/],
+  ['fractions in an old version', [media(1, 4, replace('VERSION:3', 'VERSION:2'))], /below version 3/],
+  ['a number that is none', [media(1, 4, replace('SEQUENCE:1', 'SEQUENCE:-1'))], /MEDIA-SEQUENCE -1/],
+  ['a head that comes twice', [media(1, 4, {head: '#EXT-X-MEDIA-SEQUENCE:1\n'})], /MEDIA-SEQUENCE twice/],
+  ['something else', ['<html>'], /does not begin with #EXTM3U/],
+];
+
+test('finds each fault of media playlists', async (t) => {
+  for (const [name, answers, expected] of faults) {
+    await t.test(name, () => assert.match(check(answers).join('\n'), expected));
+  }
+});
+
+const masterFaults = [
+  ['no bandwidth', 'RESOLUTION=640x360', /without BANDWIDTH/],
+  ['an empty resolution', 'BANDWIDTH=1,RESOLUTION=', /RESOLUTION \(empty\)/],
+  ['a resolution of 0', 'BANDWIDTH=1,RESOLUTION=0x0', /RESOLUTION 0x0/],
+  ['codecs without quotes', 'BANDWIDTH=1,CODECS=avc1.42e01e', /CODECS avc1/],
+  ['empty codecs', 'BANDWIDTH=1,CODECS=""', /CODECS ""/],
+  ['a frame rate that is none', 'BANDWIDTH=1,FRAME-RATE=25/1', /FRAME-RATE 25\/1/],
+  ['an average above the peak', 'BANDWIDTH=1,AVERAGE-BANDWIDTH=2', /AVERAGE-BANDWIDTH above/],
+  ['a fraction of a bit', 'BANDWIDTH=1.5', /BANDWIDTH 1\.5/],
+  ['an attribute twice', 'BANDWIDTH=1,BANDWIDTH=1', /BANDWIDTH twice/],
+];
+
+test('finds each fault of master playlists', async (t) => {
+  for (const [name, attributes, expected] of masterFaults) {
+    await t.test(name, () => assert.match(check([variant(attributes)], masterUrl).join('\n'), expected));
+  }
+});
+
+test('allows a jump when the window was lost, once', () => {
+  const checker = new PlaylistChecker();
+  const see = (text, at) => checker.see({client: 'test', url, status: 200, text, at});
+  see(media(1, 4), 0);
+  checker.expectLostWindow();
+  see(media(100, 103), 500);
+  assert.deepEqual(checker.faults, []);
+  see(media(200, 203), 1000);
+  assert.match(checker.faults.join(), /jumps from 103 to 200/);
+});
+
+test('lets a client miss what left the list while it was away', () => {
+  const checker = new PlaylistChecker();
+  checker.see({client: 'test', url, status: 200, text: media(1, 4), at: 0});
+  checker.see({client: 'test', url, status: 200, text: media(9, 12), at: 20000});
+  assert.deepEqual(checker.faults, []);
+});
+
+test('measures the stated bandwidth on the segments, and that they stay the same', () => {
+  const checker = new PlaylistChecker();
+  checker.see({client: 'test', url, status: 200, text: media(1, 4), at: 0});
+  for (const number of [1, 2, 3, 4]) checker.noteSize(`http://weir/0/playlist_0_${number}.ts`, 450_000);
+  const master = (attributes) =>
+    checker.see({client: 'test', url: masterUrl, status: 200, text: variant(attributes), at: 0});
+  master('BANDWIDTH=900000');
+  assert.deepEqual(checker.faults, []);
+  master('BANDWIDTH=800000');
+  assert.match(checker.faults.join(), /states BANDWIDTH 800000 .* measured are 900000/);
+  checker.noteSize('http://weir/0/playlist_0_1.ts', 1);
+  checker.noteMissing('http://weir/0/playlist_0_2.ts', 404, 23);
+  assert.match(checker.faults.join(), /another segment.*answers 404 23\.0 s after/);
+});
+
+test('compares the renditions of a stream', () => {
+  const checker = new PlaylistChecker();
+  const other = 'http://weir/0/playlist_1.m3u8';
+  const rename = (text) => text.replaceAll('playlist_0', 'playlist_1');
+  checker.see({client: 'test', url, status: 200, text: media(1, 4, {breaks: [3]}), at: 0});
+  checker.see({client: 'test', url: other, status: 200, text: rename(media(1, 4, {breaks: [4], target: 5})), at: 0});
+  checker.checkRenditions('test', [url, other]);
+  assert.match(checker.faults.join(), /target duration 5.*segment 3 in another discontinuity/);
+});

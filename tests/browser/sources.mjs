@@ -1,0 +1,116 @@
+// What the streams read: encoders that can be taken away and come back.
+
+import {execFileSync, spawn} from 'node:child_process';
+import {createSocket} from 'node:dgram';
+import {once} from 'node:events';
+import {createServer, connect} from 'node:net';
+
+import {sleep} from './wait.mjs';
+
+const quiet = ['-hide_banner', '-nostdin', '-loglevel', 'error'];
+
+/** Makes a file of 20 s with a keyframe every 2 s, so that sources cost no encoder. */
+export function makeMedia(path) {
+  execFileSync('ffmpeg', [
+    ...quiet, '-f', 'lavfi', '-i', 'testsrc2=size=640x360:rate=25', '-f', 'lavfi', '-i', 'sine=frequency=440:sample_rate=48000',
+    '-t', '20', '-c:v', 'libx264', '-preset', 'ultrafast', '-pix_fmt', 'yuv420p', '-b:v', '600k', '-g', '50', '-keyint_min', '50',
+    '-sc_threshold', '0', '-c:a', 'aac', '-b:a', '64k', path,
+  ]);
+  return path;
+}
+
+const play = (media) => [...quiet, '-re', '-stream_loop', '-1', '-i', media, '-c', 'copy'];
+
+/** A port that nobody has at the moment. */
+async function findPort() {
+  const server = createServer().listen(0, '127.0.0.1');
+  await once(server, 'listening');
+  const {port} = server.address();
+  server.close();
+  await once(server, 'close');
+  return port;
+}
+
+/**
+ * An RTMP server for any number of clients. FFmpeg's takes one and ends with it, so that each client gets an FFmpeg of
+ * its own.
+ */
+export class RtmpSource {
+  constructor(media) {
+    this.media = media;
+    this.port = 0;
+    this.ends = [];
+  }
+
+  get url() {
+    return `rtmp://127.0.0.1:${this.port}/live/source`;
+  }
+
+  async start() {
+    this.server = createServer((client) => this.#serve(client)).listen(this.port, '127.0.0.1');
+    await once(this.server, 'listening');
+    this.port = this.server.address().port;
+  }
+
+  /** Refuses new clients and cuts off those that it has. */
+  stop() {
+    this.server.close();
+    this.ends.splice(0).forEach((end) => end());
+  }
+
+  async #serve(client) {
+    const port = await findPort();
+    const encoder = spawn('ffmpeg', [...play(this.media), '-f', 'flv', '-listen', '1', `rtmp://127.0.0.1:${port}/live/source`],
+      {stdio: ['ignore', 'ignore', 'ignore']});
+    const end = () => {
+      encoder.kill('SIGKILL');
+      client.destroy();
+    };
+    this.ends.push(end);
+    client.on('error', end).on('close', end);
+    encoder.on('exit', end);
+    const upstream = await connectTo(port, () => encoder.exitCode === null && !client.destroyed);
+    if (!upstream) return end();
+    upstream.on('error', end).on('close', end);
+    client.pipe(upstream);
+    upstream.pipe(client);
+  }
+}
+
+async function connectTo(port, isWorthIt) {
+  while (isWorthIt()) {
+    const socket = connect(port, '127.0.0.1');
+    const connected = await Promise.race([once(socket, 'connect').then(() => true), once(socket, 'error').then(() => false)])
+      .catch(() => false);
+    if (connected) return socket;
+    socket.destroy();
+    await sleep(0.05);
+  }
+  return undefined;
+}
+
+/** MPEG-TS in datagrams. */
+export class UdpSource {
+  constructor(media) {
+    this.media = media;
+  }
+
+  async start() {
+    if (!this.port) {
+      const socket = createSocket('udp4').bind(0, '127.0.0.1');
+      await once(socket, 'listening');
+      this.port = socket.address().port;
+      socket.close();
+    }
+    this.encoder = spawn('ffmpeg', [...play(this.media), '-f', 'mpegts', `${this.url}?pkt_size=1316`], {stdio: 'ignore'});
+  }
+
+  get url() {
+    return `udp://127.0.0.1:${this.port}`;
+  }
+
+  /** From now on it is silent. */
+  stop() {
+    this.encoder.kill('SIGKILL');
+  }
+}
