@@ -64,9 +64,9 @@ export class PlaylistChecker {
   }
 
   /** A segment that could not be fetched although the server still owed it. */
-  noteMissing(segmentUrl, status, secondsAfter) {
-    const when = secondsAfter > 0 ? `${secondsAfter.toFixed(1)} s after it was last listed` : 'while it is listed';
-    this.#fault(segmentUrl, `answers ${status} ${when}`);
+  noteMissing(segmentUrl, status, secondsAfter, window) {
+    this.#fault(segmentUrl,
+      `answers ${status} ${secondsAfter.toFixed(1)} s after it was last listed, in a list of ${window.toFixed(1)} s`);
   }
 
   /** Renditions of one stream: the same discontinuities at the same time, and one target duration (6.2.4). */
@@ -184,6 +184,6 @@ export class PlaylistChecker {
     const text = `${new URL(url).pathname} ${message}`;
     if (this.#known.has(text) || this.faults.length >= maxFaults) return;
     this.#known.add(text);
-    this.faults.push(text);
+    this.faults.push(`${new Date().toISOString().slice(11, 23)} ${text}`);
   }
 }

@@ -13,6 +13,7 @@ export class PlaylistPoller {
 
   #masterUrl;
   #checker;
+  #playlists = new Map(); // by URL, as they are now
   #segments = new Map(); // by URL: when it was listed last, and for how long it is owed
   #stopped = false;
   #running;
@@ -22,6 +23,12 @@ export class PlaylistPoller {
     this.#masterUrl = url;
     this.#checker = checker;
     this.#running = this.#run();
+  }
+
+  /** Whether every playlist lists three target durations. */
+  hasWholeWindow() {
+    const all = [...this.#playlists.values()];
+    return all.length > 0 && all.every((playlist) => durationOf(playlist) >= 3 * playlist.targetDuration);
   }
 
   async stop() {
@@ -74,6 +81,7 @@ export class PlaylistPoller {
   }
 
   #noteListed(playlistUrl, playlist, at) {
+    this.#playlists.set(playlistUrl, playlist);
     const window = durationOf(playlist) * 1000;
     for (const {uri} of playlist.segments) {
       const url = new URL(uri, playlistUrl).href;
@@ -94,7 +102,9 @@ export class PlaylistPoller {
     if (!response) return;
     const after = Date.now() - segment.listedAt;
     if (response.ok) this.#checker.noteSize(url, Number(response.headers.get('content-length')));
-    if (!response.ok && after <= segment.window) this.#checker.noteMissing(url, response.status, after / 1000);
+    if (!response.ok && after <= segment.window) {
+      this.#checker.noteMissing(url, response.status, after / 1000, segment.window / 1000);
+    }
     segment.triedNew = true;
     if (!isDue) return;
     ++this.fetchedLate;

@@ -30,13 +30,13 @@ export const ladder = (url) => ({
   output: {0: hls('index.m3u8')},
 });
 
-/** One rendition, without a master playlist. */
+/** One rendition, without a master playlist; and over HTTP. */
 export const single = (url) => ({
   label: 'single',
   input: {0: {url}, 1: generated, switch: goBack},
   video: {...encoder, width: 640, height: 360, bitrate: 500},
   audio: {codec: 'aac', bitrate: 64},
-  output: {0: hls('playlist_0.m3u8')},
+  output: {0: hls('playlist_0.m3u8'), 1: {protocol: 'http', filename: 'live.ts'}},
 });
 
 /** A copied source. */
@@ -46,13 +46,4 @@ export const copied = (url, standby) => ({
   video: {codec: 'copy'},
   audio: {codec: 'copy'},
   output: {0: hls('index.m3u8')},
-});
-
-/** Generated video over HLS and HTTP. */
-export const generatedStream = () => ({
-  label: 'generated',
-  input: {0: generated},
-  video: {...encoder, width: 640, height: 360, bitrate: 500},
-  audio: {codec: 'aac', bitrate: 64},
-  output: {0: hls('index.m3u8'), 1: {protocol: 'http', filename: 'live.ts'}},
 });

@@ -44,6 +44,11 @@ class Viewer {
     return freezes;
   }
 
+  /** The errors since the last call. */
+  takeErrors() {
+    return this.errors.splice(0);
+  }
+
   state() {
     const {video, hls} = this;
     const buffered = video.buffered.length > 0 ? video.buffered.end(video.buffered.length - 1) : 0;

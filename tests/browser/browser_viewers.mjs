@@ -25,7 +25,7 @@ async function servePage() {
   return server;
 }
 
-export class Browser {
+export class BrowserViewers {
   #pageServer;
   #browser;
   #page;
@@ -41,6 +41,7 @@ export class Browser {
     this.#page = await this.#browser.newPage();
     this.#page.on('pageerror', (failure) => console.error('In the page:', failure.message));
     this.#page.on('response', (response) => this.#report(response, checker));
+    console.log(`Chromium ${this.#browser.version()}`);
     await this.#page.goto(`http://127.0.0.1:${this.#pageServer.address().port}/`);
   }
 
@@ -61,25 +62,38 @@ export class Browser {
     this.#pageServer?.close();
   }
 
-  version() {
-    return this.#browser.version();
-  }
-
   /** A new viewer, in place of the one that has the name. */
   watch(name, url) {
     return this.#page.evaluate(([n, u]) => watch(n, u), [name, url]);
   }
 
-  close(name) {
-    return this.#page.evaluate((n) => viewers[n].close(), name);
+  async played(name) {
+    return (await this.state(name)).played;
   }
 
-  /** What the viewer's method answers. */
-  ask(name, method, ...values) {
+  freezesSince(name, from) {
+    return this.#ask(name, 'freezesSince', from);
+  }
+
+  async errors(name) {
+    const errors = await this.#ask(name, 'takeErrors');
+    return errors.map(({fatal, details, status}) => ({fatal, text: status ? `${details} (${status})` : details}));
+  }
+
+  state(name) {
+    return this.#ask(name, 'state');
+  }
+
+  async describe(name) {
+    return JSON.stringify(await this.state(name));
+  }
+
+  /** Asks for another quality than that on the screen; its height. */
+  switchQuality(name) {
+    return this.#ask(name, 'switchQuality');
+  }
+
+  #ask(name, method, ...values) {
     return this.#page.evaluate(([n, m, v]) => viewers[n][m](...v), [name, method, values]);
-  }
-
-  errors(name) {
-    return this.#page.evaluate((n) => viewers[n].errors, name);
   }
 }

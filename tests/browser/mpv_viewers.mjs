@@ -9,8 +9,50 @@ import {createInterface} from 'node:readline';
 import {eventually, sleep} from './wait.mjs';
 
 const shortestFreeze = 500; // ms
+const headless = ['--no-config', '--terminal=no', '--vo=null', '--ao=null'];
 
-export class Mpv {
+let sockets = 0;
+
+export class MpvViewers {
+  #directory;
+  #players = new Map();
+
+  async start(checker, directory) {
+    this.#directory = directory;
+  }
+
+  /** A new player, in place of the one that has the name. */
+  async watch(name, url, options = []) {
+    this.#players.get(name)?.stop();
+    const player = new Mpv();
+    this.#players.set(name, player);
+    await player.start(url, this.#directory, options);
+  }
+
+  played(name) {
+    const {moved, beganAt} = this.#players.get(name);
+    return (moved - beganAt) / 1000;
+  }
+
+  freezesSince(name, from) {
+    return this.#players.get(name).freezesSince(from);
+  }
+
+  errors(name) {
+    return this.#players.get(name).ended ? [{fatal: true, text: 'mpv has ended'}] : [];
+  }
+
+  describe(name) {
+    const {ended, freezes} = this.#players.get(name);
+    return JSON.stringify({ended, freezes});
+  }
+
+  stop() {
+    this.#players.forEach((player) => player.stop());
+  }
+}
+
+class Mpv {
   /** [from, to] in ms: when the playback time stood still. */
   freezes = [];
   ended = false;
@@ -19,10 +61,9 @@ export class Mpv {
   #lastRequest = 0;
 
   /** Plays `url`; `directory` takes its socket. */
-  async start(url, directory, name) {
-    const path = join(directory, `${name}.socket`);
-    this.child = spawn('mpv', ['--no-config', '--vo=null', '--ao=null', '--msg-level=all=warn', '--terminal=no',
-      `--log-file=${join(directory, `${name}.log`)}`, `--input-ipc-server=${path}`, url], {stdio: 'ignore'});
+  async start(url, directory, options) {
+    const path = join(directory, `mpv-${++sockets}`);
+    this.child = spawn('mpv', [...headless, ...options, `--input-ipc-server=${path}`, url], {stdio: 'ignore'});
     this.child.once('exit', () => (this.ended = true));
     this.socket = await eventually('mpv takes commands', 20, async () => {
       const socket = connect(path);
@@ -38,11 +79,6 @@ export class Mpv {
     this.ended = true;
     this.child?.kill('SIGKILL');
     this.socket?.destroy();
-  }
-
-  /** When it last moved, in ms. */
-  get movedAt() {
-    return this.moved;
   }
 
   /** The freezes that touch the time from `from` on. One that lasts has no end. */

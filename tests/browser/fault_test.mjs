@@ -1,0 +1,190 @@
+// Streams with viewers, faults that befall them, and how long the video stood still.
+
+import {join} from 'node:path';
+
+import {PlaylistChecker} from './playlist_checker.mjs';
+import {PlaylistPoller} from './playlist_poller.mjs';
+import {makeMedia, RtmpSource, UdpSource} from './sources.mjs';
+import {copied, ladder, single} from './streams.mjs';
+import {eventually, sleep} from './wait.mjs';
+import {WeirServer} from './weir_server.mjs';
+
+const warmUpSeconds = 6; // that a viewer has watched before the fault
+const limitSeconds = 15;
+const silenceLimitSeconds = 25; // 8 s until a silent source counts as gone
+const shortestFreeze = 1; // shorter ones are the machine's
+const longestHiccup = 5; // at the end of the watch
+
+const documents = {
+  ladder: ({rtmp}) => ladder(rtmp.url),
+  single: ({rtmp}) => single(rtmp.url),
+  copied: ({udp, media}) => copied(udp.url, media),
+};
+
+/**
+ * `viewers` watch, by name: {start(checker), watch(name, url, options), played(name), freezesSince(name, ms),
+ * errors(name), describe(name), stop()}. `audience` lists them: {name, stream, path, options, stays}. One that stays watches from
+ * the first fault to the last, and has less in its buffer after each; the others come anew before each fault.
+ */
+export class FaultTest {
+  checker = new PlaylistChecker();
+  failures = [];
+  ids = {};
+
+  #table = new Map(); // by scenario and viewer: the results of the runs
+
+  constructor({program, viewers, audience, watchedSeconds}) {
+    Object.assign(this, {viewers, audience, watchedSeconds});
+    this.server = new WeirServer(program);
+  }
+
+  /** Calls `run` when all streams are on the air and have a whole window; reports what was seen. */
+  async main(run) {
+    try {
+      await this.#prepare();
+      await run(this);
+      await Promise.all(this.pollers.map((poller) => poller.stop()));
+    } catch (failure) {
+      this.failures.push(failure.stack);
+    } finally {
+      await this.viewers.stop();
+      this.rtmp?.stop();
+      this.udp?.stop();
+      if (this.#hasFailed()) console.error(this.server.readLog());
+      await this.server.remove();
+    }
+    this.#report();
+    process.exit(this.#hasFailed() ? 1 : 0);
+  }
+
+  async #prepare() {
+    await this.server.start();
+    this.media = makeMedia(join(this.server.directory, 'media.mp4'));
+    this.rtmp = new RtmpSource(this.media);
+    this.udp = new UdpSource(this.media);
+    await Promise.all([this.rtmp.start(), this.udp.start()]);
+    const names = [...new Set(this.audience.map(({stream}) => stream))];
+    for (const name of names) this.ids[name] = await this.server.addStream(documents[name](this));
+    await this.viewers.start(this.checker, this.server.directory);
+    for (const name of names) {
+      await eventually(`${name} is published`, 60, async () => (await fetch(this.#playlistOf(name))).ok);
+    }
+    this.pollers = names.map((name) => new PlaylistPoller(this.#playlistOf(name), this.checker));
+    for (const poller of this.pollers) await eventually('the window is whole', 60, () => poller.hasWholeWindow());
+    await Promise.all(this.audience.filter(({stays}) => stays).map((viewer) => this.#watch(viewer)));
+  }
+
+  async killTranscoders(...streams) {
+    await this.#scenario('kill -9 of the transcoder', streams, () =>
+      streams.forEach((name) => process.kill(this.#transcoder(name), 'SIGKILL')));
+  }
+
+  async restartStreams(...streams) {
+    await this.#scenario('planned restart', streams, () => Promise.all(streams.map((name) =>
+      this.server.request('POST', `/api/streams/${this.ids[name]}/restart`))));
+  }
+
+  /** The source of input 0 goes away, and comes back when the viewers watch input 1. */
+  async failOver(...streams) {
+    await this.#scenario('failover to input 1', streams, () => this.rtmp.stop());
+    await this.rtmp.start();
+  }
+
+  /** The streams find that input 0 is back; they look once a minute. */
+  async returnToFirstInput(...streams) {
+    await this.#scenario('return to input 0', streams, () => this.#seams(streams));
+  }
+
+  async silenceUdp(stream) {
+    await this.#scenario('UDP source falls silent', [stream], () => this.udp.stop(), silenceLimitSeconds);
+    await this.udp.start();
+    await this.server.request('POST', `/api/streams/${this.ids[stream]}/stop`);
+    await this.server.request('POST', `/api/streams/${this.ids[stream]}/start`);
+  }
+
+  async restartServer(signal, ...streams) {
+    const name = signal === 'SIGKILL' ? 'kill -9 and restart of the server' : `${signal} and restart of the server`;
+    await this.#scenario(name, streams, async () => {
+      await this.server.end(signal);
+      await this.server.start();
+    });
+  }
+
+  // `fault` begins the fault; its result may tell when it began for each stream.
+  async #scenario(name, streams, fault, limit = limitSeconds) {
+    const viewers = this.audience.filter(({stream}) => streams.includes(stream));
+    await Promise.all(viewers.filter(({stays}) => !stays).map((viewer) => this.#watch(viewer)));
+    await Promise.all(viewers.map((viewer) => this.#hasWatched(viewer)));
+    const before = streams.map((stream) => this.#transcoder(stream));
+    const begun = Date.now();
+    const times = await fault();
+    await Promise.all(viewers.map((viewer) => this.#judge(name, viewer, times?.[viewer.stream] ?? begun, limit)));
+    streams.forEach((stream, index) => {
+      if (this.#transcoder(stream) === before[index]) this.failures.push(`${name}, ${stream}: the transcoder runs on`);
+    });
+    await this.afterScenario?.(name, streams);
+  }
+
+  #watch({name, stream, path, options}) {
+    return this.viewers.watch(name, this.server.origin + path(this.ids[stream]), options);
+  }
+
+  async #hasWatched({name}) {
+    const watched = async () => (await this.viewers.played(name)) >= warmUpSeconds;
+    await eventually(`${name} plays`, 60, watched).catch(async (failure) => {
+      throw new Error(`${failure.message}: ${await this.viewers.describe(name)}`);
+    });
+  }
+
+  async #judge(scenario, {name, stays}, begun, limit) {
+    await sleep(Math.max(0, this.watchedSeconds - (Date.now() - begun) / 1000));
+    const errors = await this.viewers.errors(name);
+    const freezes = (await this.viewers.freezesSince(name, begun)).map(({from, to}) => ({
+      length: ((to ?? Date.now()) - Math.max(from, begun)) / 1000,
+      end: to ? (to - begun) / 1000 : Infinity,
+    }));
+    const longest = Math.max(0, ...freezes.map(({length}) => length));
+    const moves = freezes.filter(({length}) => length >= shortestFreeze).at(-1)?.end ?? 0;
+    const key = `${scenario.padEnd(36)}${name.padEnd(16)}`;
+    this.#table.set(key, [...(this.#table.get(key) ?? []), `${longest.toFixed(1)} (${moves.toFixed(1)})`]);
+    console.log(`${scenario}, ${name}: froze ${longest.toFixed(1)} s, moves ${moves.toFixed(1)} s after the fault;`
+      + ` ${errors.map(({text}) => text).join(' ') || 'no errors'}`);
+    const isStill = freezes.some(({end, length}) => end === Infinity && length > longestHiccup);
+    if (stays ? isStill : moves > limit) {
+      this.failures.push(`${scenario}, ${name}: moves ${moves.toFixed(1)} s after the fault: ${await this.viewers.describe(name)}`);
+    }
+    if (errors.some(({fatal}) => fatal)) this.failures.push(`${scenario}, ${name}: ${JSON.stringify(errors)}`);
+  }
+
+  // When each stream's transcoder was gone.
+  async #seams(streams) {
+    const times = {};
+    await Promise.all(streams.map(async (stream) => {
+      const before = this.#transcoder(stream);
+      await eventually(`${stream} goes back to input 0`, 90, () => this.#transcoder(stream) !== before);
+      times[stream] = Date.now();
+    }));
+    return times;
+  }
+
+  #transcoder(name) {
+    return this.server.transcoderOf(this.ids[name]);
+  }
+
+  #playlistOf(name) {
+    return `${this.server.origin}/${this.ids[name]}/${name === 'single' ? 'playlist_0.m3u8' : 'index.m3u8'}`;
+  }
+
+  #hasFailed() {
+    return this.failures.length > 0 || this.checker.faults.length > 0;
+  }
+
+  #report() {
+    console.log('\nThe longest freeze in seconds, and in brackets when the last one was over after the fault:');
+    for (const [key, cells] of this.#table) console.log(key + cells.join('  '));
+    const late = (this.pollers ?? []).reduce((sum, poller) => sum + poller.fetchedLate, 0);
+    console.log(`${this.checker.count} playlists checked, ${late} segments fetched after they had left the list`);
+    for (const fault of this.checker.faults) console.error(`Playlist: ${fault}`);
+    for (const failure of this.failures) console.error(`Failed: ${failure}`);
+  }
+}
