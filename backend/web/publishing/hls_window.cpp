@@ -30,6 +30,7 @@ int first_target_duration(const HlsCycle& cycle, const std::vector<HlsSegment>& 
 Value format_rendition(const HlsWindow& window, std::size_t index) {
   const bool is_known = index < window.cycle.renditions.size();
   return {{"first_number", window.renditions[index].first_number},
+          {"first_shown", window.renditions[index].first_shown},
           {"max_bitrate", is_known ? window.cycle.renditions[index].max_bitrate : 0}};
 }
 
@@ -42,7 +43,9 @@ HlsWindow read_window(const Value& state) {
   window.discontinuity = state.at("discontinuity").get<long long>();
   window.target_duration = state.at("target_duration").get<int>();
   for (const Value& rendition : state.at("renditions")) {
-    window.renditions.push_back({.kept = {}, .first_number = rendition.at("first_number").get<long long>()});
+    window.renditions.push_back({.kept = {},
+                                 .first_number = rendition.at("first_number").get<long long>(),
+                                 .first_shown = rendition.value("first_shown", 0LL)});
     window.cycle.renditions.push_back({rendition.at("max_bitrate").get<long long>()});
   }
   return window;

@@ -13,7 +13,7 @@ namespace weir {
 /// A stream's HLS output over its cycles.
 struct HlsWindow {
   struct Rendition {
-    std::vector<HlsSegment> kept;  ///< of the cycles before; what viewers saw last, the oldest first
+    std::vector<HlsSegment> kept;  ///< of the cycles before; what viewers may still fetch, the oldest first
     long long first_number = 0;    ///< of the cycle; between two cycles, of the next one
     long long first_shown = 0;     ///< the oldest segment that a playlist may still show: none comes back
     long long last_shown = 0;      ///< the newest segment that a viewer was told of

@@ -102,6 +102,16 @@ std::vector<HlsSegment> select_shown(std::vector<HlsSegment> all, const HlsWindo
   return all;
 }
 
+// The number of segments that have left the playlist and can still be fetched, for as long as the longest playlist that
+// showed them. Each left when one of the newest came.
+std::size_t count_owed(const std::vector<HlsSegment>& all, const HlsWindow& window) {
+  const double longest = std::max(window.cycle.list_size, 4) * window.target_duration;
+  double duration = 0;
+  std::size_t owed = 0;
+  while (owed < all.size() && duration < longest) duration += all[all.size() - ++owed].duration;
+  return owed;
+}
+
 }  // namespace
 
 void HlsWindows::adopt() {
@@ -162,12 +172,12 @@ void HlsWindows::keep(long long stream_id, HlsWindow& window) {
   save(stream_id, window);
 }
 
-// Who read the playlist before may still fetch what it showed then: as much again is kept.
+// Keeps what viewers may still fetch, which the cycle after this one may have to keep again.
 void HlsWindows::keep_rendition(long long stream_id, HlsWindow& window, std::size_t index,
                                 std::vector<HlsSegment> all) {
   HlsWindow::Rendition& rendition = window.renditions[index];
-  rendition.kept = select_shown(all, window, index);
-  const std::size_t fetchable = std::min(2 * rendition.kept.size(), all.size());
+  const std::size_t shown = select_shown(all, window, index).size();
+  const std::size_t fetchable = std::min(shown + count_owed(all, window), all.size());
   all.erase(all.begin(), all.end() - static_cast<std::ptrdiff_t>(fetchable));
   for (const HlsSegment& segment : all) {
     if (segment.number >= rendition.first_number) keep_segment(stream_id, segment_name(index, segment.number));
@@ -177,6 +187,7 @@ void HlsWindows::keep_rendition(long long stream_id, HlsWindow& window, std::siz
     remove_older_segments(stream_id, index, all.front().number);
   }
   rendition.first_number = std::max(rendition.first_number, rendition.last_shown + 1);
+  rendition.kept = std::move(all);
   const MediaPlaylist playlist{.rendition = index,
                                .target_duration = window.target_duration,
                                .independent_segments = window.cycle.independent_segments,

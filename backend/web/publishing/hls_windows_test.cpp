@@ -158,8 +158,8 @@ TEST_F(HlsWindowsTest, NoSegmentThatWasShownIsEverAnother) {
 
 TEST_F(HlsWindowsTest, WhatHasLeftThePlaylistIsFetchableForAWhileAndThenRemoved) {
   run_cycle(8);
-  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 2))), true);
-  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), false);
+  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), true);
+  EXPECT_EQ(fs::exists(kept(segment_name(0, base_))), false);
   begin();
   write_segments(8);
   sweep(State::active);
@@ -168,6 +168,19 @@ TEST_F(HlsWindowsTest, WhatHasLeftThePlaylistIsFetchableForAWhileAndThenRemoved)
   sweep(State::active);
   EXPECT_FALSE(fs::exists(kept()));
   EXPECT_EQ(shown(), "1|16 17 18 ");
+}
+
+TEST_F(HlsWindowsTest, WhatHasLeftThePlaylistIsFetchableOverFurtherCyclesAndServers) {
+  run_cycle(8);
+  restart_server();
+  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), true);
+  begin();
+  write_segments(4, 0, 1);  // 4 s, in which 4 segments of 4 s left a playlist of 12 s
+  end();
+  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), true);
+  run_cycle(3);
+  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), false);
+  EXPECT_EQ(shown(), "1|*12 13 14 ");
 }
 
 TEST_F(HlsWindowsTest, AStreamThatEndsSaysSoForAWhile) {
@@ -196,6 +209,7 @@ TEST_F(HlsWindowsTest, AListThatGrowsShowsNothingAgain) {
   HlsCycle larger = cycle();
   larger.list_size = 5;
   end();
+  restart_server();
   first_ = windows_->begin_cycle(5, larger);
   write_segments(1);
   EXPECT_EQ(shown(), "0|3 4 5 *6 ");
