@@ -66,8 +66,8 @@ std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::stri
 
 int count_listed_segments(const HlsOutput& hls, const Encoding& encoding) {
   const int shown = std::max(hls.list_size, min_shown_segments);
-  if (!encoding.has_video) return 4 * shown;
-  return encoding.video_copied ? 3 * shown : 2 * shown + 2;
+  const bool has_fixed_segments = encoding.has_video && !encoding.video_copied;
+  return has_fixed_segments ? 3 * shown + 2 : 4 * shown;
 }
 
 std::optional<std::string> get_master_playlist(const HlsOutput& hls, std::size_t renditions) {

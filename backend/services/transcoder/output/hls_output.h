@@ -26,7 +26,8 @@ std::vector<OutputTarget> make_hls_targets(const HlsOutput& hls, const std::stri
                                            const std::vector<long long>& first_segments);
 
 /// The number of segments that a transcoder's playlist lists: those that viewers see, and those that a viewer may still
-/// fetch who saw them. More where segments are short after a launch for want of forced keyframes.
+/// fetch who saw them. After a launch segments are short, and the first ones were seen beside the long ones of the run
+/// before: they are owed for as long as those last. More where nothing forces keyframes.
 int count_listed_segments(const HlsOutput& hls, const Encoding& encoding);
 
 /// The name under which the master playlist is to be written; nothing when the only variant's playlist has that name.
