@@ -1,11 +1,11 @@
 // mpv without screen and loudspeaker, asked over its JSON IPC.
 
-import {spawn} from 'node:child_process';
 import {once} from 'node:events';
 import {connect} from 'node:net';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
 
+import {spawnChild} from './child.mjs';
 import {eventually, sleep} from './wait.mjs';
 
 const shortestFreeze = 500; // ms
@@ -63,7 +63,7 @@ class Mpv {
   /** Plays `url`; `directory` takes its socket. */
   async start(url, directory, options) {
     const path = join(directory, `mpv-${++sockets}`);
-    this.child = spawn('mpv', [...headless, ...options, `--input-ipc-server=${path}`, url], {stdio: 'ignore'});
+    this.child = spawnChild('mpv', [...headless, ...options, `--input-ipc-server=${path}`, url]);
     this.child.once('exit', () => (this.ended = true));
     this.socket = await eventually('mpv takes commands', 20, async () => {
       const socket = connect(path);

@@ -1,10 +1,11 @@
 // What the streams read: encoders that can be taken away and come back.
 
-import {execFileSync, spawn} from 'node:child_process';
+import {execFileSync} from 'node:child_process';
 import {createSocket} from 'node:dgram';
 import {once} from 'node:events';
 import {createServer, connect} from 'node:net';
 
+import {spawnChild} from './child.mjs';
 import {sleep} from './wait.mjs';
 
 const quiet = ['-hide_banner', '-nostdin', '-loglevel', 'error'];
@@ -60,8 +61,7 @@ export class RtmpSource {
 
   async #serve(client) {
     const port = await findPort();
-    const encoder = spawn('ffmpeg', [...play(this.media), '-f', 'flv', '-listen', '1', `rtmp://127.0.0.1:${port}/live/source`],
-      {stdio: ['ignore', 'ignore', 'ignore']});
+    const encoder = spawnChild('ffmpeg', [...play(this.media), '-f', 'flv', '-listen', '1', `rtmp://127.0.0.1:${port}/live/source`]);
     const end = () => {
       encoder.kill('SIGKILL');
       client.destroy();
@@ -102,7 +102,7 @@ export class UdpSource {
       this.port = socket.address().port;
       socket.close();
     }
-    this.encoder = spawn('ffmpeg', [...play(this.media), '-f', 'mpegts', `${this.url}?pkt_size=1316`], {stdio: 'ignore'});
+    this.encoder = spawnChild('ffmpeg', [...play(this.media), '-f', 'mpegts', `${this.url}?pkt_size=1316`]);
   }
 
   get url() {

@@ -1,10 +1,10 @@
 // The real server in a data directory of its own.
 
-import {spawn} from 'node:child_process';
 import {openSync, closeSync, mkdtempSync, readFileSync, rmSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 
+import {spawnChild} from './child.mjs';
 import {eventually} from './wait.mjs';
 
 export class WeirServer {
@@ -25,7 +25,7 @@ export class WeirServer {
     const output = openSync(this.log, 'a');
     const begin = this.readLog().length;
     const options = ['--data', join(this.directory, 'data'), '--port', String(this.port), '--restore-interval', 'auto'];
-    this.child = spawn(this.program, ['serve', ...options], {stdio: ['ignore', output, output]});
+    this.child = spawnChild(this.program, ['serve', ...options], {stdio: ['ignore', output, output]});
     closeSync(output);
     this.exited = new Promise((resolve, reject) => {
       this.child.once('exit', resolve);

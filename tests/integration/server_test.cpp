@@ -181,8 +181,8 @@ TEST(DemoTest, TheDemoStreamPlaysInTwoRenditions) {
     return std::ranges::count_if(fs::directory_iterator(directory.path() / "data/hls/1"),
                                  [](auto& file) { return file.path().extension() == ".ts"; });
   };
-  // The eight of the transcoder's playlist, one more, and the one being written, unless it was stopped between two.
-  EXPECT_TRUE(eventually([&] { return segments() == 9 || segments() == 10; }));
+  // The eleven of the transcoder's playlist, one more, and the one being written, unless it was stopped between two.
+  EXPECT_TRUE(eventually([&] { return segments() == 12 || segments() == 13; }));
 }
 
 }  // namespace

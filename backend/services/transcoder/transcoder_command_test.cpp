@@ -189,7 +189,7 @@ TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {
   const Value ladder = {
       {{"height", 720}, {"audio_bitrate", 128}}, {{"height", 360}, {"audio_bitrate", 64}}, {{"height", 180}}};
   const Built built = build({{"output.0", hls}, {"video.renditions", ladder}, {"audio.bitrate", 64}, {"video.gop", 2}});
-  EXPECT_EQ(built.list_sizes, (std::vector{8, 8, 8})) << built.problem;
+  EXPECT_EQ(built.list_sizes, (std::vector{11, 11, 11})) << built.problem;
   EXPECT_EQ(built.master, "index.m3u8");
   std::string summary;
   for (const auto& variant : built.variants) {
