@@ -12,7 +12,7 @@ import {WeirServer} from './weir_server.mjs';
 const warmUpSeconds = 6; // that a viewer has watched before the fault
 const limitSeconds = 15;
 const silenceLimitSeconds = 25; // 8 s until a silent source counts as gone
-const shortestFreeze = 1; // shorter ones are the machine's
+const shortestFreeze = 2; // shorter ones are the machine's
 const longestHiccup = 5; // at the end of the watch
 
 const documents = {
