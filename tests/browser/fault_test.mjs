@@ -2,6 +2,7 @@
 
 import {join} from 'node:path';
 
+import {Nginx} from './nginx.mjs';
 import {PlaylistChecker} from './playlist_checker.mjs';
 import {PlaylistPoller} from './playlist_poller.mjs';
 import {makeMedia, RtmpSource, UdpSource} from './sources.mjs';
@@ -23,8 +24,8 @@ const documents = {
 
 /**
  * `viewers` watch, by name: {start(checker), watch(name, url, options), played(name), freezesSince(name, ms),
- * errors(name), describe(name), stop()}. `audience` lists them: {name, stream, path, options, stays}. One that stays watches from
- * the first fault to the last, and has less in its buffer after each; the others come anew before each fault.
+ * errors(name), describe(name), stop()}. `audience` lists them: {name, stream, path, options, stays, throughNginx}. One that
+ * stays watches from the first fault to the last, and has less in its buffer after each; the others come anew before each.
  */
 export class FaultTest {
   checker = new PlaylistChecker();
@@ -36,6 +37,7 @@ export class FaultTest {
   constructor({program, viewers, audience, watchedSeconds}) {
     Object.assign(this, {viewers, audience, watchedSeconds});
     this.server = new WeirServer(program);
+    this.nginx = new Nginx(this.server);
   }
 
   /** Calls `run` when all streams are on the air and have a whole window; reports what was seen. */
@@ -50,6 +52,7 @@ export class FaultTest {
       await this.viewers.stop();
       this.rtmp?.stop();
       this.udp?.stop();
+      this.nginx.stop();
       if (this.#hasFailed()) console.error(this.server.readLog());
       await this.server.remove();
     }
@@ -59,6 +62,7 @@ export class FaultTest {
 
   async #prepare() {
     await this.server.start();
+    if (this.audience.some(({throughNginx}) => throughNginx)) await this.nginx.start();
     this.media = makeMedia(join(this.server.directory, 'media.mp4'));
     this.rtmp = new RtmpSource(this.media);
     this.udp = new UdpSource(this.media);
@@ -125,8 +129,9 @@ export class FaultTest {
     await this.afterScenario?.(name, streams);
   }
 
-  #watch({name, stream, path, options}) {
-    return this.viewers.watch(name, this.server.origin + path(this.ids[stream]), options);
+  #watch({name, stream, path, options, throughNginx}) {
+    const {origin} = throughNginx ? this.nginx : this.server;
+    return this.viewers.watch(name, origin + path(this.ids[stream]), options);
   }
 
   async #hasWatched({name}) {

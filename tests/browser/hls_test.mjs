@@ -15,7 +15,7 @@ const audience = [
   {name: 'ladder', stream: 'ladder', path: master},
   {name: 'single', stream: 'single', path: media},
   {name: 'ladder, stays', stream: 'ladder', path: master, stays: true},
-  {name: 'single, stays', stream: 'single', path: media, stays: true},
+  {name: 'single, nginx', stream: 'single', path: media, throughNginx: true},
   {name: 'copied', stream: 'copied', path: master},
 ];
 

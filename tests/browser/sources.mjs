@@ -23,7 +23,7 @@ export function makeMedia(path) {
 const play = (media) => [...quiet, '-re', '-stream_loop', '-1', '-i', media, '-c', 'copy'];
 
 /** A port that nobody has at the moment. */
-async function findPort() {
+export async function findPort() {
   const server = createServer().listen(0, '127.0.0.1');
   await once(server, 'listening');
   const {port} = server.address();
