@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
 
@@ -22,15 +21,11 @@ class ChildProcessTest : public testing::Test {
  protected:
   /// What the program prints until it ends.
   std::string output_of(SpawnOptions options) {
-    char path[] = "/tmp/weir-test-XXXXXX";
-    const Descriptor output(::mkstemp(path));
-    ::unlink(path);
-    options.standard_output = output.get();
+    const OutputFile output(1 << 16);
+    options.standard_output = output.fd();
     const auto child = spawn_child(options);
     EXPECT_TRUE(test::run_until(loop, [&] { return child->poll().has_value(); }, 20s));
-    std::string printed(1 << 16, '\0');
-    printed.resize(static_cast<std::size_t>(::pread(output.get(), printed.data(), printed.size(), 0)));
-    return printed;
+    return output.content();
   }
 
   Loop loop;
@@ -55,21 +50,17 @@ TEST_F(ChildProcessTest, GetsTheEnvironmentThatItIsGiven) {
 TEST_F(ChildProcessTest, AProgramThatCannotBeStartedIsNamedWithTheReason) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.path() / "program";
-  const struct {
-    std::string content;
-    mode_t mode;
-    const char* reason;
-  } cases[] = {{"#!/bin/sh", 0600, "Permission denied"},
-               {"no program", 0700, "Exec format error"},
-               {"#!" + path + "x", 0700, "No such file or directory"}};
-  for (const auto& c : cases) {
-    std::ofstream(path) << c.content;
-    ::chmod(path.c_str(), c.mode);
+  const std::tuple<std::string, mode_t, const char*> cases[] = {{"#!/bin/sh", 0600, "Permission denied"},
+                                                                {"no program", 0700, "Exec format error"},
+                                                                {"#!" + path + "x", 0700, "No such file or directory"}};
+  for (const auto& [content, mode, reason] : cases) {
+    std::ofstream(path) << content;
+    ::chmod(path.c_str(), mode);
     try {
       spawn_child({.command = {path}, .environment = std::nullopt});
-      ADD_FAILURE() << c.reason;
+      ADD_FAILURE() << reason;
     } catch (const std::system_error& error) {
-      EXPECT_EQ(error.what(), path + ": " + c.reason);
+      EXPECT_EQ(error.what(), path + ": " + reason);
     }
   }
 }

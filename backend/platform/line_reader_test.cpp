@@ -34,9 +34,8 @@ TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
            Case{{"\xC3", "\xA9\n"}, {"\xC3\xA9\n"}},
            Case{{"\xED\xA0\x80\n"}, {replaced + replaced + replaced + "\n"}},
            Case{{std::string("a\0b\n", 4)}, {std::string("a\0b\n", 4)}},
-       }) {
+       })
     EXPECT_EQ(split(chunks), lines);
-  }
 }
 
 }  // namespace

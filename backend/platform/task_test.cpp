@@ -45,6 +45,12 @@ Async<> survive_restarts(Log& log) {
   }
 }
 
+Async<> hold(Semaphore& semaphore, std::chrono::seconds duration) {
+  const auto guard = co_await semaphore.acquire();
+  if (duration == 0s) throw std::runtime_error("failed");
+  co_await sleep(duration);
+}
+
 class TaskTest : public testing::Test {
  protected:
   test::TestLoop loop;
@@ -93,15 +99,11 @@ TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRunsUnlessTheKillSparesIt) {
 
 TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
   Semaphore lock(1);
-  const auto holder = [](Semaphore& semaphore) -> Async<> {
-    const auto guard = co_await semaphore.acquire();
-    co_await sleep(1s);
-  };
   const auto waiter = [](Semaphore& semaphore, Log& entries) -> Async<> {
     const auto guard = co_await semaphore.acquire();
     entries.push_back("acquired");
   };
-  spawn("holder", holder(lock));
+  spawn("holder", hold(lock, 1s));
   const Task task = spawn("waiter", waiter(lock, log));
   const auto killer = [](Task target) -> Async<> {
     co_await sleep(1s);
@@ -147,15 +149,10 @@ TEST_F(TaskTest, FailureGoesToTheHandlerWithTaskAndPlace) {
 
 TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {
   Semaphore lock(1);
-  const auto holder = [](Semaphore& semaphore, bool fail) -> Async<> {
-    const auto guard = co_await semaphore.acquire();
-    if (fail) throw std::runtime_error("failed");
-    co_await sleep(1h);
-  };
-  const Task killed = spawn("killed", holder(lock, false));
-  spawn("failing", holder(lock, true));
-  Task last = spawn("last", holder(lock, false));
-  const Task waiter = spawn("killed waiter", holder(lock, false));
+  const Task killed = spawn("killed", hold(lock, 1h));
+  spawn("failing", hold(lock, 0s));
+  Task last = spawn("last", hold(lock, 1h));
+  const Task waiter = spawn("killed waiter", hold(lock, 1h));
   loop.settle();
   waiter.kill();
   killed.kill();

@@ -6,11 +6,7 @@ namespace weir {
 namespace {
 
 TEST(ParseRange, AnswersOneRangeAndIgnoresWhatItCannotRead) {
-  const struct {
-    const char* header;
-    std::uint64_t file_size;
-    std::optional<std::pair<std::uint64_t, std::uint64_t>> expected;  // offset and size
-  } cases[] = {
+  const std::tuple<const char*, std::uint64_t, std::optional<std::pair<std::uint64_t, std::uint64_t>>> cases[] = {
       {"bytes=2-4", 10, {{2, 3}}},
       {"Bytes=2-", 10, {{2, 8}}},
       {"bytes=2-99", 10, {{2, 8}}},
@@ -26,10 +22,10 @@ TEST(ParseRange, AnswersOneRangeAndIgnoresWhatItCannotRead) {
       {"bytes=a-b", 10, std::nullopt},
       {"lines=1-2", 10, std::nullopt},
   };
-  for (const auto& c : cases) {
-    const auto range = parse_range(c.header, c.file_size);
-    ASSERT_EQ(range.has_value(), c.expected.has_value()) << c.header;
-    if (range) EXPECT_EQ(std::pair(range->offset, range->size), *c.expected) << c.header;
+  for (const auto& [header, file_size, expected] : cases) {
+    const auto range = parse_range(header, file_size);
+    ASSERT_EQ(range.has_value(), expected.has_value()) << header;
+    if (range) EXPECT_EQ(std::pair(range->offset, range->size), *expected) << header;
   }
 }
 

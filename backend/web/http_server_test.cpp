@@ -1,10 +1,9 @@
 #include "backend/web/http_server.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <system_error>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "backend/platform/sleep.h"
 #include "tests/support/test_loop.h"
@@ -17,20 +16,16 @@ using namespace std::chrono_literals;
 /// A client's end of a connection; it never waits.
 class Client {
  public:
-  explicit Client(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-      throw std::system_error(errno, std::generic_category(), "connect");
+  explicit Client(int port, const std::string& request = {}) {
+    socket_.connect({boost::asio::ip::address_v4::loopback(), static_cast<std::uint16_t>(port)});
+    send(request);
   }
-  void send(const std::string& bytes) const { ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  void send(const std::string& bytes) { ::send(socket_.native_handle(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
   /// Everything that came so far.
   const std::string& read() {
     std::string chunk(1 << 16, '\0');
     for (;;) {
-      const ssize_t size = ::recv(socket_.get(), chunk.data(), chunk.size(), MSG_DONTWAIT);
+      const ssize_t size = ::recv(socket_.native_handle(), chunk.data(), chunk.size(), MSG_DONTWAIT);
       if (size == 0) closed_ = true;
       if (size <= 0) return received_;
       received_.append(chunk, 0, static_cast<std::size_t>(size));
@@ -42,7 +37,8 @@ class Client {
   }
 
  private:
-  Descriptor socket_;
+  boost::asio::io_context context_;
+  boost::asio::ip::tcp::socket socket_{context_};
   std::string received_;
   bool closed_ = false;
 };
@@ -107,8 +103,8 @@ class HttpServerTest : public testing::Test {
 };
 
 TEST_F(HttpServerTest, AnswersRequestAfterRequestOnOneConnection) {
-  Client client(port());
-  client.send("GET /a HTTP/1.1\r\nHost: h:1\r\n\r\nPOST /b HTTP/1.1\r\nHost: h:1\r\nContent-Length: 3\r\n\r\nxyz");
+  Client client(port(),
+                "GET /a HTTP/1.1\r\nHost: h:1\r\n\r\nPOST /b HTTP/1.1\r\nHost: h:1\r\nContent-Length: 3\r\n\r\nxyz");
   EXPECT_TRUE(receives(client, "POST b h:1 xyz")) << client.read();
   EXPECT_TRUE(receives(client, "GET a h:1 "));
   EXPECT_FALSE(client.closed());
@@ -120,8 +116,7 @@ TEST_F(HttpServerTest, AnswersRequestAfterRequestOnOneConnection) {
 }
 
 TEST_F(HttpServerTest, SendsContinueWhereTheClientWaitsForIt) {
-  Client client(port());
-  client.send("POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-Continue\r\n\r\n");
+  Client client(port(), "POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nExpect: 100-Continue\r\n\r\n");
   EXPECT_TRUE(receives(client, "HTTP/1.1 100 Continue\r\n\r\n"));
   client.send("ok");
   EXPECT_TRUE(receives(client, "POST b h ok"));
@@ -143,18 +138,15 @@ TEST_F(HttpServerTest, RefusesInvalidAndOversizedRequests) {
        "413"},
   };
   for (const auto& [request, status] : cases) {
-    Client client(port());
-    client.send(request);
+    Client client(port(), request);
     EXPECT_TRUE(receives(client, std::string("HTTP/1.1 ") + status)) << request.substr(0, 60) << client.read();
   }
 }
 
 TEST_F(HttpServerTest, DisconnectsSilentClients) {
   Client idle(port());
-  Client unfinished(port());
-  unfinished.send("GET /a HTTP/1.1\r\nHos");
-  Client reader(port());
-  reader.send("GET /large HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client unfinished(port(), "GET /a HTTP/1.1\r\nHos");
+  Client reader(port(), "GET /large HTTP/1.1\r\nHost: h\r\n\r\n");
   let_server_read();
   loop_.advance(limits_.read + 2s);
   EXPECT_TRUE(ends(unfinished));
@@ -171,37 +163,31 @@ TEST_F(HttpServerTest, RefusesConnectionsBeyondTheLimit) {
   EXPECT_TRUE(receives(*clients[3], "HTTP/1.1 503"));
   clients.erase(clients.begin(), clients.begin() + 2);
   let_server_read();
-  Client next(port());
-  next.send("GET /a HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client next(port(), "GET /a HTTP/1.1\r\nHost: h\r\n\r\n");
   EXPECT_TRUE(receives(next, "GET a h"));
 }
 
 TEST_F(HttpServerTest, BoundsTheSumOfBodiesAndRefusesTheNewest) {
   const std::string head = "POST /b HTTP/1.1\r\nHost: h\r\nContent-Length: 1000000\r\n\r\n";
   const std::string chunked = "POST /b HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
-  Client first(port());
-  first.send(head);
-  auto second = std::make_unique<Client>(port());
-  second->send(chunked);
+  Client first(port(), head);
+  auto second = std::make_unique<Client>(port(), chunked);
   let_server_read();
   for (const std::string& request : {head, chunked}) {
-    Client third(port());
-    third.send(request);
+    Client third(port(), request);
     EXPECT_TRUE(receives(third, "HTTP/1.1 503"));
     EXPECT_TRUE(ends(third));
   }
   second.reset();
   let_server_read();
-  Client fourth(port());
-  fourth.send(chunked + "2\r\nok\r\n0\r\n\r\n");
+  Client fourth(port(), chunked + "2\r\nok\r\n0\r\n\r\n");
   EXPECT_TRUE(receives(fourth, "POST b h ok")) << fourth.read();
   first.send(std::string(1000000, 'x'));
   EXPECT_TRUE(receives(first, "POST b h xxx"));
 }
 
 TEST_F(HttpServerTest, LiveResponsesEndWithTheirSourceTheirClientOrTheServer) {
-  Client viewer(port());
-  viewer.send("GET /live HTTP/1.1\r\nHost: h\r\n\r\nGET /a HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client viewer(port(), "GET /live HTTP/1.1\r\nHost: h\r\n\r\nGET /a HTTP/1.1\r\nHost: h\r\n\r\n");
   let_server_read();
   loop_.advance(5s);
   EXPECT_TRUE(receives(viewer, "\r\n\r\nticktickticktick")) << viewer.read();
@@ -210,10 +196,8 @@ TEST_F(HttpServerTest, LiveResponsesEndWithTheirSourceTheirClientOrTheServer) {
   EXPECT_TRUE(ends(viewer));
   EXPECT_TRUE(viewer.read().ends_with("ticktick"));
 
-  auto leaving = std::make_unique<Client>(port());
-  leaving->send("GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
-  Client staying(port());
-  staying.send("GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
+  auto leaving = std::make_unique<Client>(port(), "GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client staying(port(), "GET /live HTTP/1.1\r\nHost: h\r\n\r\n");
   let_server_read();
   EXPECT_EQ(Ticker::count, 2);
   leaving.reset();
@@ -226,8 +210,7 @@ TEST_F(HttpServerTest, LiveResponsesEndWithTheirSourceTheirClientOrTheServer) {
 TEST_F(HttpServerTest, StopWaitsForAnswersInProgress) {
   const int taken = port();
   Client idle(port());
-  Client busy(port());
-  busy.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
+  Client busy(port(), "GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
   let_server_read();
   const Task stopping = spawn("stop", server_->stop(10s));
   EXPECT_TRUE(ends(idle));
@@ -236,7 +219,7 @@ TEST_F(HttpServerTest, StopWaitsForAnswersInProgress) {
   EXPECT_TRUE(receives(busy, "Connection: close"));
   loop_.advance(1s);
   EXPECT_TRUE(wait([&] { return stopping.dead(); }));
-  EXPECT_THROW(Client{taken}, std::system_error);
+  EXPECT_THROW(Client{taken}, boost::system::system_error);
 }
 
 }  // namespace

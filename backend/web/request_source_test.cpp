@@ -7,9 +7,7 @@ namespace {
 
 TEST(RequestSourceTest, OnlyTrustedProxiesNameTheClient) {
   const std::set<std::string> trusted = {"127.0.0.1", "10.0.0.1", "::1"};
-  const struct {
-    const char *connection, *header, *client;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"127.0.0.1", "", "127.0.0.1"},
       {"127.0.0.1", "192.0.2.7", "192.0.2.7"},
       {"::1", "2001:DB8::7", "2001:db8::7"},
@@ -19,7 +17,8 @@ TEST(RequestSourceTest, OnlyTrustedProxiesNameTheClient) {
       {"127.0.0.1", "192.0.2.7, unknown", "127.0.0.1"},
       {"127.0.0.1", "192.0.2.7, ", "127.0.0.1"},
   };
-  for (const auto& c : cases) EXPECT_EQ(find_client_address(c.connection, c.header, trusted), c.client) << c.header;
+  for (const auto& [connection, header, client] : cases)
+    EXPECT_EQ(find_client_address(connection, header, trusted), client) << header;
 }
 
 TEST(RequestSourceTest, KnowsTheNamesOfTheLoopbackAddress) {

@@ -46,11 +46,7 @@ class RouterTest : public testing::Test {
 };
 
 TEST_F(RouterTest, AnswersByTheFirstMatchingRoute) {
-  const struct {
-    const char *method, *target;
-    int status;
-    const char *body, *allow;
-  } cases[] = {
+  const std::tuple<const char*, const char*, int, const char*, const char*> cases[] = {
       {"GET", "/api/things/7", 200, "[7]", ""},
       {"HEAD", "/api/things/7", 200, "[7]", ""},
       {"DELETE", "/api/things/a%20b", 200, "[a b]", ""},
@@ -69,11 +65,11 @@ TEST_F(RouterTest, AnswersByTheFirstMatchingRoute) {
       {"GET", "/api/things/7/x", 404, nullptr, ""},
       {"POST", "/api/refuse", 409, "{\"error\":\"not now\"}\n", ""},
   };
-  for (const auto& c : cases) {
-    const Response response = ask(c.method, c.target);
-    EXPECT_EQ(response.status, c.status) << c.method << " " << c.target;
-    if (c.body) EXPECT_EQ(response.body, c.body);
-    EXPECT_EQ(header(response, "Allow"), c.allow) << c.method << " " << c.target;
+  for (const auto& [method, target, status, body, allow] : cases) {
+    const Response response = ask(method, target);
+    EXPECT_EQ(response.status, status) << method << " " << target;
+    if (body) EXPECT_EQ(response.body, body);
+    EXPECT_EQ(header(response, "Allow"), allow) << method << " " << target;
   }
 }
 

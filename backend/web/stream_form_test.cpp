@@ -16,8 +16,6 @@ namespace {
 
 class StreamFormTest : public testing::Test {
  protected:
-  StreamFormTest() { std::filesystem::create_directories(Config::STREAM_DIRECTORY); }
-
   // Runs the preparation; empty with the refusal in `reason_` when it is refused.
   std::optional<Value> prepare(Async<Value> prepared) {
     try {
@@ -61,37 +59,34 @@ TEST_F(StreamFormTest, RefusesWhatCanNotBeUsedWithItsKey) {
   std::string large = R"({"input":{},"output":{})";
   for (int i = 0; i < 8; ++i) large += fmt::format(R"(,"k{}":"{}")", i, std::string(130'600, 'x'));
   large += "}";
-  using Case = std::pair<std::string, const char*>;
-  for (const auto& [form, reason] : {
-           Case{R"({"input":{},"output":{"0":{"protocol":"udp","hostname":"h","port":1},
+  const std::pair<std::string, const char*> cases[] = {
+      {R"({"input":{},"output":{"0":{"protocol":"udp","hostname":"h","port":1},
                     "00":{"protocol":"hls","playlist_name":"x.m3u8"}}})",
-                "an hls output has to be output 0, not 1"},
-           Case{R"({"input":{"0":{"url":" "},"1":{"url":"b"}},"output":{}})", "input.0.url: the first input needs"},
-           Case{R"({"input":{"1":"b"},"output":{}})", "input.1: not a mapping"},
-           Case{R"({"input":{"0":{"url":"a"},"1":{"url":7}},"output":{}})", "input.1.url: not a text"},
-           Case{output(R"("protocol":"rtmp","server":"s","port":1,"app":"/","playpath":"p")"),
-                "output.0: would be lost"},
-           Case{output(R"("protocol":"file","filename":"dir/")"), "output.0: would be lost"},
-           Case{output(R"("protocol":"srt","port":1)"), "output.0.hostname: missing; a caller"},
-           Case{output(R"("protocol":"srt","mode":"listener","hostname":"")"), "output.0.port: missing"},
-           Case{output(R"("protocol":"srt","mode":"listener","port":0.5)"), "output.0.port: 0.5 is not a port"},
-           Case{output(R"("protocol":"srt","hostname":"h","port":1,"mode":"both")"), "output.0.mode: both is not"},
-           Case{output(R"("protocol":"srt","hostname":"h","port":1,"latency":1.5)"), "output.0.latency: 1.5 is not"},
-           Case{output(R"("protocol":"srt","hostname":"h","port":1,"streamid":"a b")"), "output.0.streamid: not a"},
-           Case{output(R"("protocol":"srt","hostname":"h","port":1,"passphrase":"ninebytes")"),
-                "output.0.passphrase: not a text of 10 to 79 bytes"},
-           Case{output(R"("protocol":"udp","hostname":"a\u0000b","port":1)"), "output.0.hostname: a text can't hold"},
-           Case{output(R"("protocol":"udp","hostname":"h","port":1,"a\u0000":1)"), "a text can't hold"},
-           Case{output(R"("protocol":"hls","playlist_name":"x/.hid.m3u8")"),
-                "output.0.playlist_name: .hid.m3u8 starts"},
-           Case{output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(247, 'x'))),
-                "output.0.playlist_name: longer than 251 bytes"},
-           Case{R"({"input":{},"output":{},"video.filters":")" + std::string(128 * 1024, 'x') + "\"}",
-                "video.filters: longer than 131071 bytes"},
-           Case{large, "larger than 1044480 bytes"},
-           Case{members(980), "more than 968 members in one mapping"},
-           Case{R"({"input":{},"output":{},"status":"running"})", "\"status\" is kept by the server"},
-       }) {
+       "an hls output has to be output 0, not 1"},
+      {R"({"input":{"0":{"url":" "},"1":{"url":"b"}},"output":{}})", "input.0.url: the first input needs"},
+      {R"({"input":{"1":"b"},"output":{}})", "input.1: not a mapping"},
+      {R"({"input":{"0":{"url":"a"},"1":{"url":7}},"output":{}})", "input.1.url: not a text"},
+      {output(R"("protocol":"rtmp","server":"s","port":1,"app":"/","playpath":"p")"), "output.0: would be lost"},
+      {output(R"("protocol":"file","filename":"dir/")"), "output.0: would be lost"},
+      {output(R"("protocol":"srt","port":1)"), "output.0.hostname: missing; a caller"},
+      {output(R"("protocol":"srt","mode":"listener","hostname":"")"), "output.0.port: missing"},
+      {output(R"("protocol":"srt","mode":"listener","port":0.5)"), "output.0.port: 0.5 is not a port"},
+      {output(R"("protocol":"srt","hostname":"h","port":1,"mode":"both")"), "output.0.mode: both is not"},
+      {output(R"("protocol":"srt","hostname":"h","port":1,"latency":1.5)"), "output.0.latency: 1.5 is not"},
+      {output(R"("protocol":"srt","hostname":"h","port":1,"streamid":"a b")"), "output.0.streamid: not a"},
+      {output(R"("protocol":"srt","hostname":"h","port":1,"passphrase":"ninebytes")"),
+       "output.0.passphrase: not a text of 10 to 79 bytes"},
+      {output(R"("protocol":"udp","hostname":"a\u0000b","port":1)"), "output.0.hostname: a text can't hold"},
+      {output(R"("protocol":"udp","hostname":"h","port":1,"a\u0000":1)"), "a text can't hold"},
+      {output(fmt::format(R"("protocol":"hls","playlist_name":"{}.m3u8")", std::string(247, 'x'))),
+       "output.0.playlist_name: longer than 251 bytes"},
+      {R"({"input":{},"output":{},"video.filters":")" + std::string(128 * 1024, 'x') + "\"}",
+       "video.filters: longer than 131071 bytes"},
+      {large, "larger than 1044480 bytes"},
+      {members(980), "more than 968 members in one mapping"},
+      {R"({"input":{},"output":{},"status":"running"})", "\"status\" is kept by the server"},
+  };
+  for (const auto& [form, reason] : cases) {
     EXPECT_FALSE(prepare(prepare_new_stream(0, parse_json(form)))) << form;
     EXPECT_NE(reason_.find(reason), std::string::npos) << reason_;
   }

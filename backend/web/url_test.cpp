@@ -7,11 +7,7 @@ namespace {
 
 TEST(ParseTarget, ReadsBothForms) {
   using Path = std::vector<std::string>;
-  const struct {
-    const char *target, *host;
-    Path path;
-    const char* x;
-  } cases[] = {
+  const std::tuple<const char*, const char*, Path, const char*> cases[] = {
       {"/a%20b//c?y=1&x=1+%2b&x=2%26&#z", "", {"a b", "", "c"}, "2&"},
       {"/a?x=1+%2B", "", {"a"}, "1 +"},
       {"/a://b/?x", "", {"a:", "", "b", ""}, ""},
@@ -19,13 +15,13 @@ TEST(ParseTarget, ReadsBothForms) {
       {"HTTPS://[::1]:80?x=/", "[::1]:80", {""}, "/"},
       {"http://h", "h", {""}, ""},
   };
-  for (const auto& c : cases) {
-    const auto target = parse_target(c.target);
-    ASSERT_TRUE(target) << c.target;
-    EXPECT_EQ(target->host, c.host) << c.target;
-    EXPECT_EQ(target->path, c.path) << c.target;
-    const auto x = target->query.find("x");
-    EXPECT_EQ(x == target->query.end() ? "" : x->second, c.x) << c.target;
+  for (const auto& [text, host, path, x] : cases) {
+    const auto target = parse_target(text);
+    ASSERT_TRUE(target) << text;
+    EXPECT_EQ(target->host, host) << text;
+    EXPECT_EQ(target->path, path) << text;
+    const auto found = target->query.find("x");
+    EXPECT_EQ(found == target->query.end() ? "" : found->second, x) << text;
   }
 }
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <thread>
 
 #include "backend/base/text_form.h"
@@ -65,11 +66,9 @@ class ServerProcess {
   /// The port that the system chose stands in the log; 0 until then.
   int port() const {
     const std::string text = log();
-    const std::string before = "Listening on http://127.0.0.1:";
-    const std::size_t at = text.find(before);
-    return at == std::string::npos || text.find('\n', at) == std::string::npos
-               ? 0
-               : std::stoi(text.substr(at + before.size()));
+    std::smatch match;
+    return std::regex_search(text, match, std::regex("Listening on http://127.0.0.1:(\\d+)\n")) ? std::stoi(match[1])
+                                                                                                : 0;
   }
   std::string log() const { return read_file(log_, 1 << 20); }
 

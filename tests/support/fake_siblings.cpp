@@ -48,8 +48,7 @@ class FakeStreamInfo : public AVStreamInfo {
   Async<bool> probe(std::string arguments) override {
     world_.probes.push_back(arguments);
     if (world_.probe_duration.count() > 0) co_await sleep(world_.probe_duration);
-    const auto answer = world_.probe_answers.find(arguments);
-    co_return answer != world_.probe_answers.end() && answer->second;
+    co_return world_.probe_answers[arguments];
   }
 
  private:
@@ -69,6 +68,7 @@ FakeSiblings::FakeSiblings() {
   Config::HLS_DIRECTORY = in_directory("hls");
   Config::MMCB_DIRECTORY = in_directory("mmcb");
   Config::UPLOAD_DIRECTORY = in_directory("uploads");
+  std::filesystem::create_directories(Config::STREAM_DIRECTORY);
 
   Siblings& bundle = siblings();
   bundle.ffmpeg = [this](const JsonConf&, int requested, Error* error_handler) {

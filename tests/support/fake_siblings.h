@@ -43,10 +43,8 @@ class FakeSiblings {
   TestLoop loop;
 
   // What the builders do.
-  bool command_can_be_made = true;  ///< else `generate_command` fails with "no command"
-  std::function<int(int)> choose_input = [](int requested) {
-    return requested;
-  };  ///< what a probing builder settles on
+  bool command_can_be_made = true;                         ///< else `generate_command` fails with "no command"
+  std::function<int(int)> choose_input = std::identity();  ///< what a probing builder settles on
   std::vector<int> hls_list_sizes;
 
   // What the media information knows and was told.

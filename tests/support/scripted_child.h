@@ -79,16 +79,15 @@ class ScriptedChild : public ChildProcess {
 class ScriptedProcessInfo : public ProcessInfo {
  public:
   explicit ScriptedProcessInfo(std::shared_ptr<ChildScript> script) : script_(std::move(script)) {}
-  double cpu_percent() override {
-    if (script_->status) throw NoSuchProcess("gone");
-    return script_->cpu_percent;
-  }
-  MemoryInfo memory_info() override {
-    if (script_->status) throw NoSuchProcess("gone");
-    return {script_->rss};
-  }
+  double cpu_percent() override { return running().cpu_percent; }
+  MemoryInfo memory_info() override { return {running().rss}; }
 
  private:
+  const ChildScript& running() const {
+    if (script_->status) throw NoSuchProcess("gone");
+    return *script_;
+  }
+
   std::shared_ptr<ChildScript> script_;
 };
 

@@ -13,7 +13,6 @@ namespace weir::test {
 class StreamFixture : public testing::Test {
  protected:
   StreamFixture() {
-    std::filesystem::create_directories(Config::STREAM_DIRECTORY);
     conf = std::make_shared<StreamConfig>(join_path(Config::STREAM_DIRECTORY, "7.conf"));
     conf->load_json_conf(Value::parse(R"({"id":7,"label":"Lobby","min_speed":"","max_speed":"abc","max_sys_mem":"",
         "max_gpu_mem":"","input":{"0":{"url":"udp://a"},"1":{"url":"udp://b"},"2":{"url":"udp://c"}},

@@ -12,10 +12,7 @@ namespace {
 
 class SettingsTest : public testing::Test {
  protected:
-  std::string write(const std::string& text) const {
-    std::ofstream(file_) << text;
-    return file_;
-  }
+  void write(const std::string& text) const { std::ofstream(file_) << text; }
   using Variables = std::map<std::string, std::string>;
   static Invocation read(const std::vector<std::string>& arguments, const Variables& variables = {}) {
     return read_settings(arguments, [&](const char* name) {
@@ -55,12 +52,7 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
 }
 
 TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
-  const struct {
-    std::vector<std::string> arguments;
-    Variables variables;
-    std::string file;
-    std::vector<std::string> parts;
-  } cases[] = {
+  const std::tuple<std::vector<std::string>, Variables, std::string, std::vector<std::string>> cases[] = {
       {{"serve", "--port", "http"}, {}, "", {"--port", "\"http\"", "65535"}},
       {{"serve", "--port", "65536"}, {}, "", {"65536"}},
       {{"serve"}, {{"WEIR_PORT", "-1"}}, "", {"WEIR_PORT", "\"-1\""}},
@@ -81,10 +73,10 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"run"}, {}, "", {"subcommand"}},
       {{}, {}, "", {"subcommand"}},
   };
-  for (const auto& c : cases) {
-    write(c.file);
-    const std::string message = failure(c.arguments, c.variables);
-    for (const std::string& part : c.parts)
+  for (const auto& [arguments, variables, file, parts] : cases) {
+    write(file);
+    const std::string message = failure(arguments, variables);
+    for (const std::string& part : parts)
       EXPECT_NE(message.find(part), std::string::npos) << "expected " << part << " in: " << message;
   }
 }

@@ -2,25 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
-#include "backend/platform/loop.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
 namespace {
 
-class ScriptedSource : public GpuSource {
- public:
-  explicit ScriptedSource(int& reads) : reads_(reads) {}
+struct ScriptedSource : GpuSource {
+  explicit ScriptedSource(int& count) : reads(count) {}
   std::vector<GpuProcess> read() override {
-    const unsigned figure = static_cast<unsigned>(++reads_);
+    const unsigned figure = static_cast<unsigned>(++reads);
     return {{.pid = 7, .gpu = 1, .sm = figure, .encoder = 0, .decoder = std::nullopt, .memory_mib = 300},
             {.pid = 7, .gpu = 2, .sm = 0, .encoder = std::nullopt, .decoder = std::nullopt, .memory_mib = 40}};
   }
 
- private:
-  int& reads_;
+  int& reads;
 };
 
 TEST(GpuFigures, AreReadOnceASecondForAllProcesses) {

@@ -50,8 +50,7 @@ Built build(const Value& form, int input_index = 0) {
 }
 
 TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
-  using Case = std::pair<Value, const char*>;
-  const Case cases[] = {
+  const std::pair<Value, const char*> cases[] = {
       {{{"input", Value::object()}}, "The stream has no input"},
       {{{"input.0.url", ""}}, "input.0.url: missing"},
       {{{"input.0.url", "a\nb"}}, "input.0.url: has control characters"},
@@ -121,8 +120,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
 }
 
 TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
-  using Case = std::pair<const char*, const char*>;
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"-y", "file:-y"},
       {"-", "file:-"},
       {"concat:a|b", "file:concat:a|b"},
@@ -132,21 +130,13 @@ TEST(TranscoderCommandTest, NeverTakesADocumentsTextForAnOptionOrAProtocol) {
       {"HTTP://host/a?b=c://d", "http://host/a?b=c://d"},
       {"rtsp://u:p@h/x", "rtsp://u:p@h/x"},
   };
-  for (const auto& [url, address] : cases) {
-    const Built built = build({{"input.0.url", url}});
-    EXPECT_EQ(built.after("-i"), address) << built.problem;
-  }
+  for (const auto& [url, address] : cases) EXPECT_EQ(build({{"input.0.url", url}}).after("-i"), address);
   const Built built = build({{"output.0", {{"protocol", "file"}, {"filename", "-y.ts"}, {"path", "/srv"}}}});
   EXPECT_EQ(built.command.back(), "/srv/-y.ts");
 }
 
-TEST(TranscoderCommandTest, LimitsTheSilenceOfANetworkInputWhereItsDocumentDoesNot) {
-  const struct {
-    const char* url;
-    Value options;
-    const char* option;
-    const char* value;
-  } cases[] = {
+TEST(TranscoderCommandTest, LimitsTheSilenceOfANetworkInputAndReadsUdpAsATransportStreamWhereItsDocumentDoesNot) {
+  const std::tuple<const char*, Value, const char*, const char*> cases[] = {
       {"udp://h:1", {}, "-timeout", "8000000"},
       {"UDP://h:1", {{"timeout", 5}}, "-timeout", "5"},
       {"udp://h:1", {{"fifo_size", 5}}, "-timeout", "8000000"},
@@ -161,9 +151,13 @@ TEST(TranscoderCommandTest, LimitsTheSilenceOfANetworkInputWhereItsDocumentDoesN
       {"rtp://h:1?timeout=5", {}, "-i", "rtp://h:1?timeout=5"},
       {"/srv/a.ts", {}, "-timeout", ""},
       {"file:///srv/a.ts", {}, "-rw_timeout", ""},
+      {"udp://h:1", {}, "-f", "mpegts"},
+      {"udp://h:1", {}, "-scan_all_pmts", "-1"},
   };
   for (const auto& [url, options, option, value] : cases)
     EXPECT_EQ(build({{"input.0.url", url}, {"input.0.options", options}}).after(option), value) << url << options;
+  const Built other = build({{"input.0.format", "h264"}});
+  EXPECT_EQ(other.after("-f") + other.after("-scan_all_pmts"), "h264");
 }
 
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
@@ -192,23 +186,13 @@ TEST(TranscoderCommandTest, PublishesTheVariantsOfAnHlsLadder) {
   EXPECT_EQ(built.list_sizes, (std::vector{11, 11, 11})) << built.problem;
   EXPECT_EQ(built.master, "index.m3u8");
   std::string summary;
-  for (const auto& variant : built.variants) {
+  for (const auto& variant : built.variants)
     for (const auto& stream : variant) summary += stream.stream_type + std::to_string(stream.stream_index) + " ";
-  }
   EXPECT_EQ(summary, "v0 a0 v1 a1 v2 a1 ");
   EXPECT_EQ(built.after("-b:a:0"), "128k");
   EXPECT_EQ(built.after("-b:a:1"), "64k");
   EXPECT_EQ(built.after("-force_key_frames:v:2"),
             "expr:if(lt(n_forced,2),gte(t,n_forced*1),gte(t,(n_forced-1)*1.6666666666666667))");
-}
-
-TEST(TranscoderCommandTest, ReadsUdpAsATransportStreamUnlessToldOtherwise) {
-  const Built udp = build(Value::object());
-  EXPECT_EQ(udp.after("-f"), "mpegts");
-  EXPECT_EQ(udp.after("-scan_all_pmts"), "-1");
-  const Built other = build({{"input.0.format", "h264"}});
-  EXPECT_EQ(other.after("-f"), "h264");
-  EXPECT_EQ(other.after("-scan_all_pmts"), "");
 }
 
 TEST(TranscoderCommandTest, ALaunchNumbersSegmentsAsThePublisherSaysAndACheckAsksNobody) {

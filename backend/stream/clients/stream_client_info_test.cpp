@@ -11,66 +11,64 @@ using namespace std::chrono_literals;
 
 class StreamClientInfoTest : public testing::Test {
  protected:
-  StreamClientInfoTest() {
+  static StreamClientInfo track(StreamConfig& conf) {
     conf.load_json_conf(Value::parse(R"({"input":{},"output":{
         "0":{"protocol":"hls","playlist_name":"index.m3u8"},
         "1":{"protocol":"udp","hostname":"h","port":1,"filename":"u.ts"},
         "2":{"protocol":"http","filename":"a.ts"}}})"));
+    return StreamClientInfo(conf);
   }
 
-  Value clients_of(const StreamClientInfo& info, const char* index) { return info.dumps()[index]["clients"]; }
+  Value clients_of(const char* index) { return info.dumps()[index]["clients"]; }
 
   test::FakeSiblings world;
   StreamConfig conf;
+  StreamClientInfo info = track(conf);
 };
 
 TEST_F(StreamClientInfoTest, ListsTrackedOutputsWithTheirClientsInOrderOfArrival) {
-  StreamClientInfo info(conf);
   EXPECT_EQ(info.dumps().dump(), R"({"0":{"protocol":"hls","clients":[]},"2":{"protocol":"http","clients":[]}})");
   EXPECT_TRUE(info.add("u.ts", "10.0.0.9", nullptr, nullptr));
   info.add("index.m3u8", "10.0.0.5", nullptr, nullptr);
   info.add("index.m3u8", "10.0.0.4", "90", nullptr);
   world.loop.advance(5s);
   info.add("index.m3u8", "10.0.0.5", nullptr, 1);
-  EXPECT_EQ(clients_of(info, "0").dump(), R"([{"addr":"10.0.0.5","duration":5},{"addr":"10.0.0.4","duration":5}])");
+  EXPECT_EQ(clients_of("0").dump(), R"([{"addr":"10.0.0.5","duration":5},{"addr":"10.0.0.4","duration":5}])");
 }
 
 TEST_F(StreamClientInfoTest, ForgetsClientsAfterTheirOwnTimeout) {
-  StreamClientInfo info(conf);
   info.add("index.m3u8", "a", nullptr, 10);
   info.add("index.m3u8", "b", nullptr, "10");
   info.add("index.m3u8", "c", nullptr, 10);
   info.add("index.m3u8", "d", nullptr, 1ULL << 63);
   world.loop.advance(10s);
-  EXPECT_EQ(clients_of(info, "0").size(), 4u);
+  EXPECT_EQ(clients_of("0").size(), 4u);
   info.add("index.m3u8", "c", nullptr, nullptr);
   world.loop.advance(1s);
-  EXPECT_EQ(clients_of(info, "0").dump(),
+  EXPECT_EQ(clients_of("0").dump(),
             R"([{"addr":"b","duration":11},{"addr":"c","duration":11},{"addr":"d","duration":11}])");
 }
 
 TEST_F(StreamClientInfoTest, ForgetsTheEarliestFirstWheneverItArrived) {
-  StreamClientInfo info(conf);
   info.add("index.m3u8", "late", nullptr, 3600);
   world.loop.advance(500ms);
   info.add("index.m3u8", "early", nullptr, 2);
   info.add("a.ts", "at once", nullptr, -1);
   world.loop.advance(2499ms);
-  EXPECT_EQ(clients_of(info, "0").size(), 2u);
-  EXPECT_EQ(clients_of(info, "2").size(), 0u);
+  EXPECT_EQ(clients_of("0").size(), 2u);
+  EXPECT_EQ(clients_of("2").size(), 0u);
   world.loop.advance(1ms);
-  EXPECT_EQ(clients_of(info, "0").size(), 1u);
+  EXPECT_EQ(clients_of("0").size(), 1u);
   world.loop.advance(3600s);
-  EXPECT_EQ(clients_of(info, "0").size(), 0u);
+  EXPECT_EQ(clients_of("0").size(), 0u);
 }
 
 TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {
-  StreamClientInfo info(conf);
   info.add("a.ts", "a", "1", nullptr);
   EXPECT_TRUE(info.remove("a.ts", "a", nullptr));
-  EXPECT_EQ(clients_of(info, "2").size(), 1u);
+  EXPECT_EQ(clients_of("2").size(), 1u);
   info.remove("a.ts", "a", "1");
-  EXPECT_EQ(clients_of(info, "2").size(), 0u);
+  EXPECT_EQ(clients_of("2").size(), 0u);
   EXPECT_TRUE(info.remove("other.ts", "a", "1"));
 }
 

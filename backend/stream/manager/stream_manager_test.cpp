@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "backend/stream/manager/launch_pacing.h"
 #include "backend/stream/manager/stream_file.h"
 #include "tests/support/fake_siblings.h"
 
@@ -23,18 +24,14 @@ class StreamManagerTest : public testing::Test {
             {"output", {{"0", {{"protocol", "hls"}, {"playlist_name", "index.m3u8"}}}}}};
   }
   static std::string path(const std::string& name) { return join_path(Config::STREAM_DIRECTORY, name); }
-  static void write(const std::string& name, const std::string& content) {
-    std::ofstream(path(name).c_str()) << content;
-  }
-  static void write_document(const std::string& name, const Value& document) { write(name, document.dump()); }
-
-  StreamManagerTest() {
-    std::filesystem::create_directories(Config::STREAM_DIRECTORY);
-    world.add_profile(5, Value::object());
+  static void write(const std::string& name, const std::string& content = form().dump()) {
+    std::ofstream(path(name)) << content;
   }
 
-  void add(int count) {
-    for (int i = 0; i < count; ++i) ASSERT_TRUE(manager.add_stream(form())) << manager.get_error_msg();
+  StreamManagerTest() { world.add_profile(5, Value::object()); }
+
+  void add(int count, const char* status = "stopped") {
+    for (int i = 0; i < count; ++i) ASSERT_TRUE(manager.add_stream(form(status))) << manager.get_error_msg();
   }
   Ids registered() const {
     Ids ids;
@@ -54,11 +51,10 @@ class StreamManagerTest : public testing::Test {
 };
 
 TEST_F(StreamManagerTest, LoadsStreamFilesInTheOrderOfTheirIds) {
-  for (const char* name : {"10.conf", "3.conf", "007.conf", "notes.txt", "5.conf.bak", "a5.conf", "-1.conf"}) {
-    write_document(name, form());
-  }
+  for (const char* name : {"10.conf", "3.conf", "007.conf", "notes.txt", "5.conf.bak", "a5.conf", "-1.conf"})
+    write(name);
   write("12.conf", "{broken");
-  write_document("9007199254740992.conf", form());
+  write("9007199254740992.conf");
   ASSERT_TRUE(world.loop.run(manager.init()));
   EXPECT_EQ(registered(), (Ids{3, 7, 10}));
   EXPECT_EQ(manager.stream_next_id, 11);
@@ -76,9 +72,8 @@ TEST_F(StreamManagerTest, LoadsStreamFilesInTheOrderOfTheirIds) {
 
 TEST_F(StreamManagerTest, RestoresWhatWasActiveThreeSecondsApart) {
   int id = 0;
-  for (const char* status : {"running", "stopped", "starting", "restarting"}) {
-    write_document(std::to_string(id++) + ".conf", form(status));
-  }
+  for (const char* status : {"running", "stopped", "starting", "restarting"})
+    write(std::to_string(id++) + ".conf", form(status).dump());
   world.command_can_be_made = false;  // a restored start does not check the configuration
   ASSERT_TRUE(world.loop.run(manager.init()));
   world.command_can_be_made = true;
@@ -91,11 +86,30 @@ TEST_F(StreamManagerTest, RestoresWhatWasActiveThreeSecondsApart) {
   EXPECT_EQ(status(1), "stopped");
 }
 
+TEST_F(StreamManagerTest, RestoredStreamsAreLaunchedEarlierWhileProcessorsIdle) {
+  add(15, "running");
+  world.loop.run(manager.restore_streams());
+  world.loop.run(manager.stop_stream(3));
+  double idle_processors = 2;
+  const Task pacing = spawn("pacing", hasten_launches(manager.all_streams(), [&] { return idle_processors; }));
+  world.loop.advance(1s);
+  EXPECT_EQ(world.children.size(), 10u);
+  world.children.at(4)->print(test::progress_line("00:00:01"));
+  world.loop.advance(1s);
+  EXPECT_EQ(world.children.size(), 11u) << "one runs";
+  idle_processors = 0;
+  world.loop.advance(30s);
+  EXPECT_EQ(world.children.size(), 11u) << "no processor is idle";
+  idle_processors = 2;
+  world.loop.advance(1s);
+  EXPECT_EQ(world.children.size(), 14u) << "and the others are launched for long enough";
+  EXPECT_TRUE(pacing.dead());
+}
+
 TEST_F(StreamManagerTest, FindsStreamsByNumberAndByText) {
   add(6);
-  for (const Value& id : {Value(5), Value("5"), Value(" +5 "), Value(5.9), Value("05")}) {
+  for (const Value& id : {Value(5), Value("5"), Value(" +5 "), Value(5.9), Value("05")})
     EXPECT_EQ(manager.get_stream(id), manager.streams[5]) << id;
-  }
   for (const Value& id : {Value("x"), Value(nullptr), Value::object(), Value("5.0"), Value(9), Value(1e300)}) {
     EXPECT_EQ(manager.get_stream(id), nullptr) << id;
     EXPECT_EQ(manager.get_error_msg(), "Invalid Stream ID " + to_text(id));

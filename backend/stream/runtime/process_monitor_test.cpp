@@ -10,9 +10,8 @@ using test::progress_line;
 TEST(MemoryLimitTest, LeavesAQuarterAndAtLeast512) {
   using Case = std::pair<Value, const char*>;
   for (const auto& [baseline, limit] : {Case{768, "1280"}, Case{100, "612"}, Case{2047, "2559"}, Case{2048, "2560.0"},
-                                        Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}}) {
+                                        Case{3000, "3750.0"}, Case{2049, "2561.25"}, Case{768.0, "1280.0"}})
     EXPECT_EQ(to_text(memory_limit(baseline)), limit);
-  }
   for (const char* text : {"", "4G", "-1", " 4", "4.0"}) EXPECT_FALSE(digits_setting(text)) << text;
 }
 
@@ -20,15 +19,8 @@ class ProcessMonitorTest : public test::StreamFixture {};
 
 // The baselines are 768 MiB, assumed, and 50 MiB.
 TEST_F(ProcessMonitorTest, RestartsOnceAMinuteWhereALimitIsExceeded) {
-  struct Case {
-    const char* max_gpu_mem;
-    const char* max_sys_mem;
-    int graphics;
-    int system;
-    bool gone;  ///< the process has ended
-    std::string warning;
-  };
-  for (const Case& c : {
+  using Case = std::tuple<const char*, const char*, int, int, bool, std::string>;
+  for (const auto& [max_gpu_mem, max_sys_mem, graphics, system, gone, warning] : {
            Case{"", "", 1280, 562, false, ""},
            Case{"", "", 1281, 50, false, "Graphics memory usage is exceeded the 1280 MiB limits"},
            Case{"900", "", 901, 50, false, "Graphics memory usage is exceeded the 900 MiB limits"},
@@ -37,20 +29,20 @@ TEST_F(ProcessMonitorTest, RestartsOnceAMinuteWhereALimitIsExceeded) {
            Case{"", "", 1280, 50, true, ""},
        }) {
     world.log_lines.clear();
-    ASSERT_TRUE(conf->set_json_conf("max_gpu_mem", c.max_gpu_mem));
-    ASSERT_TRUE(conf->set_json_conf("max_sys_mem", c.max_sys_mem));
+    ASSERT_TRUE(conf->set_json_conf("max_gpu_mem", max_gpu_mem));
+    ASSERT_TRUE(conf->set_json_conf("max_sys_mem", max_sys_mem));
     world.graphics_memory() = 0;
     run_to_first_progress();
     say(progress_line("00:00:11.00"));
     world.loop.advance(3s);
-    world.graphics_memory() = c.graphics;
-    world.child().rss = static_cast<std::uint64_t>(c.system) << 20;
-    if (c.gone) world.child().status = 0;
+    world.graphics_memory() = graphics;
+    world.child().rss = static_cast<std::uint64_t>(system) << 20;
+    if (gone) world.child().status = 0;
     world.loop.advance(57s);
     EXPECT_TRUE(world.log_lines.empty()) << world.log_lines[0];
     world.loop.advance(3s);
-    const auto expected = c.warning.empty() ? std::vector<std::string>{}
-                                            : std::vector<std::string>{"warning Stream 7 Lobby: " + c.warning};
+    const auto expected =
+        warning.empty() ? std::vector<std::string>{} : std::vector<std::string>{"warning Stream 7 Lobby: " + warning};
     EXPECT_EQ(world.log_lines, expected);
     world.child().exit(0);
     world.loop.settle();

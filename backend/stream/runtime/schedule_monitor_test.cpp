@@ -1,6 +1,5 @@
 #include <fmt/core.h>
 
-#include <algorithm>
 #include <span>
 #include <utility>
 
@@ -23,9 +22,7 @@ class ScheduleMonitorTest : public test::StreamFixture {
   void pass_minutes(int minutes) {
     for (int i = 0; i < minutes; ++i) {
       ++media_seconds;
-      if (!world.child().status) {
-        say(test::progress_line("0:00:" + std::to_string(media_seconds)));
-      }
+      if (!world.child().status) say(test::progress_line("0:00:" + std::to_string(media_seconds)));
       world.loop.advance(60s);
     }
   }

@@ -6,6 +6,7 @@
 
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "backend/platform/failure.h"
@@ -14,55 +15,38 @@
 namespace weir {
 namespace {
 
-struct Figures {
-  double fps = 0;
-  double quality = -1;
-  double bitrate = 0;
-  long long time = 0;
-  double speed = 0;
-  bool operator==(const Figures&) const = default;
-};
+using Figures = std::tuple<double, double, double, long long, double>;  // fps, quality, bitrate, time, speed
 
 Figures figures_of(const StreamStats& stats) {
   return {stats.fps.value, stats.quality, stats.bitrate.value, stats.time, stats.speed.value};
 }
 
 TEST(StreamStatsTest, TakesTheFiguresOfAProgressLine) {
-  struct Case {
-    std::string line;
-    bool taken;
-    Figures figures;
-  };
   // What the figures were before.
   const Figures before{50, 20, 100, 7, 3};
-  for (const Case& c : {
-           Case{"frame=  1 fps= 25 q=28.0 size= 9kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
-                true,
-                {25, 28, 2097.2, 4, 1}},
-           Case{"fps= 25 q=28.0 q=30.0 time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x",
-                true,
-                {25, 30, 2097.2, 4, 1}},
-           Case{"size=    1024kB time=00:01:04.57 bitrate= 128.0kbits/s speed=2.5x", true, {0, -1, 128, 64, 2.5}},
-           Case{"frame=0 fps=0.0 q=0.0 size=0kB time=N/A bitrate=N/A speed=N/A", true, {0, 0, 100, 7, 3}},
-           Case{"fps=0.0 q=0.0 x time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A", false, {0, 0, -0.0, 0, 3}},
-           Case{"fps=1 q=2 x time=-00:00:05.5 bitrate=1.0kbits/s speed=1x", true, {1, 2, 1, 5, 1}},
-           Case{"time=00:04 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
-           Case{"time=01:00:00.99 bitrate=1.0kbits/s speed=x", false, {0, -1, 1, 3600, 3}},
-           Case{"fps=fast q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x", false, {50, 20, 100, 7, 3}},
-           Case{"time=99999999999999999999:00:00 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
-           Case{"time=00:00:nan bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
-           Case{"  Stream #0:0: Video: h264, 25 fps, q=2-31, 200 kb/s", false, before},
-           Case{"speed=1x bitrate=1.0kbits/s time=00:00:01", false, before},
-           Case{"", false, before},
-       }) {
+  const std::tuple<const char*, bool, Figures> cases[] = {
+      {"frame=  1 fps= 25 q=28.0 size= 9kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
+       true,
+       {25, 28, 2097.2, 4, 1}},
+      {"fps= 25 q=28.0 q=30.0 time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x", true, {25, 30, 2097.2, 4, 1}},
+      {"size=    1024kB time=00:01:04.57 bitrate= 128.0kbits/s speed=2.5x", true, {0, -1, 128, 64, 2.5}},
+      {"frame=0 fps=0.0 q=0.0 size=0kB time=N/A bitrate=N/A speed=N/A", true, {0, 0, 100, 7, 3}},
+      {"fps=0.0 q=0.0 x time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A", false, {0, 0, -0.0, 0, 3}},
+      {"fps=1 q=2 x time=-00:00:05.5 bitrate=1.0kbits/s speed=1x", true, {1, 2, 1, 5, 1}},
+      {"time=00:04 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+      {"time=01:00:00.99 bitrate=1.0kbits/s speed=x", false, {0, -1, 1, 3600, 3}},
+      {"fps=fast q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x", false, {50, 20, 100, 7, 3}},
+      {"time=99999999999999999999:00:00 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+      {"time=00:00:nan bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
+      {"  Stream #0:0: Video: h264, 25 fps, q=2-31, 200 kb/s", false, before},
+      {"speed=1x bitrate=1.0kbits/s time=00:00:01", false, before},
+      {"", false, before},
+  };
+  for (const auto& [line, taken, figures] : cases) {
     StreamStats stats;
-    stats.fps = {before.fps, false};
-    stats.quality = before.quality;
-    stats.bitrate = {before.bitrate, false};
-    stats.time = before.time;
-    stats.speed = {before.speed, false};
-    EXPECT_EQ(stats.update(c.line), c.taken) << c.line;
-    EXPECT_TRUE(figures_of(stats) == c.figures) << c.line;
+    std::tie(stats.fps.value, stats.quality, stats.bitrate.value, stats.time, stats.speed.value) = before;
+    EXPECT_EQ(stats.update(line), taken) << line;
+    EXPECT_EQ(figures_of(stats), figures) << line;
   }
 }
 
@@ -71,9 +55,8 @@ TEST(StreamStatsTest, BeginsWithIntegersAndRaisesBeyondThem) {
   EXPECT_TRUE(stats.fps.integer && stats.bitrate.integer && stats.speed.integer);
   EXPECT_TRUE(stats.update("fps=1 q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x"));
   EXPECT_FALSE(stats.fps.integer || stats.bitrate.integer || stats.speed.integer);
-  for (const char* time : {"00:00:inf", "5000000000000000:-300000000000000000:0", "0:999999999999999999:0"}) {
+  for (const char* time : {"00:00:inf", "5000000000000000:-300000000000000000:0", "0:999999999999999999:0"})
     EXPECT_THROW(stats.update(std::string("time=") + time + " bitrate=1.0kbits/s speed=1x"), OverflowError) << time;
-  }
 }
 
 /// The five groups of the expression as it is given, by an engine that backtracks: "-" where one is absent; nothing

@@ -1,8 +1,8 @@
 #include "backend/web/publishing/http_outputs.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+
+#include <boost/asio/local/stream_protocol.hpp>
 
 #include "backend/collaborators/http_output.h"
 #include "backend/services/publishing/announced_command.h"
@@ -13,24 +13,10 @@ namespace weir {
 namespace {
 
 using namespace std::chrono_literals;
+using Local = boost::asio::local::stream_protocol;
 
 /// An MP3 frame that says `mark`.
 std::string frame(char mark) { return "\xff\xfb\x90" + std::string(414, mark); }
-
-/// The transcoder's end of an output.
-class Sender {
- public:
-  explicit Sender(int index) : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    get_http_socket(0, index).copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) throw_errno("connect");
-  }
-  void send(const std::string& bytes) const { ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-
- private:
-  Descriptor socket_;
-};
 
 /// Keeps what one viewer receives.
 struct Received {
@@ -49,7 +35,6 @@ Async<> view(std::unique_ptr<LiveBody> body, std::shared_ptr<Received> received)
 class HttpOutputsTest : public testing::Test {
  protected:
   HttpOutputsTest() {
-    std::filesystem::create_directories(Config::STREAM_DIRECTORY);
     outputs_.add_to(router_);
     siblings().ffmpeg =
         announce_launches(std::move(siblings().ffmpeg), [this](const JsonConf& conf) { outputs_.prepare_run(conf); });
@@ -67,6 +52,16 @@ class HttpOutputsTest : public testing::Test {
   void launch() {
     world_.loop.run(manager_.start_stream(0));
     settle(10ms);
+    connect();
+  }
+  void connect() { sender_.emplace(Local::endpoint(get_http_socket(0, 0))); }
+  void send(const std::string& bytes) {
+    *sender_ << bytes << std::flush;
+    settle();
+  }
+  void launch_and_send(const std::string& bytes) {
+    launch();
+    send(bytes);
   }
   // The poller looks each 20 ms, and pieces are passed on each 40 ms.
   void settle(std::chrono::milliseconds time = 200ms) { world_.loop.advance(time); }
@@ -95,6 +90,7 @@ class HttpOutputsTest : public testing::Test {
   std::vector<Task> tasks_;
   int last_port_ = 1000;
   pid_t transcoder_ = ::getpgrp();
+  std::optional<Local::iostream> sender_;  ///< the transcoder's end of a.mp3
 };
 
 TEST_F(HttpOutputsTest, AnswersByTheStateOfTheStream) {
@@ -103,9 +99,7 @@ TEST_F(HttpOutputsTest, AnswersByTheStateOfTheStream) {
   EXPECT_EQ(ask("/stream/0/a.mp3").status, 503);
   EXPECT_EQ(ask("/stream/0/none.mp3").status, 404);
   EXPECT_EQ(ask("/stream/1/a.mp3").status, 404);
-  const Sender sender(0);
-  sender.send(frame('1'));
-  settle();
+  send(frame('1'));
   const Response head = ask("/stream/0/a.mp3", "HEAD");
   EXPECT_EQ(head.status, 200);
   EXPECT_EQ(head.content_type, "audio/mpeg");
@@ -115,16 +109,11 @@ TEST_F(HttpOutputsTest, AnswersByTheStateOfTheStream) {
 }
 
 TEST_F(HttpOutputsTest, ViewersBeginAtTheLatestFramesAndAreClientsWhileTheyStay) {
-  launch();
-  const Sender sender(0);
-  sender.send(frame('1'));
-  settle();
+  launch_and_send(frame('1'));
   const auto early = join();
-  sender.send(frame('2'));
-  settle();
+  send(frame('2'));
   const auto late = join();
-  sender.send(frame('3') + frame('4').substr(0, 100));
-  settle();
+  send(frame('3') + frame('4').substr(0, 100));
   EXPECT_EQ(early->bytes, frame('1') + frame('2') + frame('3'));
   EXPECT_EQ(late->bytes, frame('2') + frame('3'));
   EXPECT_EQ(clients(), 2u);
@@ -134,12 +123,9 @@ TEST_F(HttpOutputsTest, ViewersBeginAtTheLatestFramesAndAreClientsWhileTheyStay)
 }
 
 TEST_F(HttpOutputsTest, ViewersStayOverARestartAndAreClientsAgain) {
-  launch();
-  auto sender = std::make_unique<Sender>(0);
-  sender->send(frame('1') + frame('2').substr(0, 100));
-  settle();
+  launch_and_send(frame('1') + frame('2').substr(0, 100));
   const auto viewer = join();
-  sender.reset();
+  sender_.reset();
   world_.child().exit(1);
   settle(1s);
   EXPECT_EQ(clients(), 0u);
@@ -148,21 +134,17 @@ TEST_F(HttpOutputsTest, ViewersStayOverARestartAndAreClientsAgain) {
   settle(3s);
   EXPECT_EQ(world_.children.size(), 2u);
   EXPECT_EQ(clients(), 2u);
-  const Sender next(0);
-  next.send(frame('3'));
-  settle();
+  connect();
+  send(frame('3'));
   EXPECT_EQ(viewer->bytes, frame('1') + frame('3'));
   EXPECT_EQ(newcomer->bytes, frame('3'));
 }
 
 TEST_F(HttpOutputsTest, ResponsesEndWithTheirStreamOrAfterTheHold) {
-  launch();
-  auto sender = std::make_unique<Sender>(0);
-  sender->send(frame('1'));
-  settle();
+  launch_and_send(frame('1'));
   const auto viewer = join();
   world_.command_can_be_made = false;
-  sender.reset();
+  sender_.reset();
   world_.child().exit(1);
   settle(29s);
   EXPECT_FALSE(viewer->ended);
@@ -172,9 +154,8 @@ TEST_F(HttpOutputsTest, ResponsesEndWithTheirStreamOrAfterTheHold) {
 
   world_.command_can_be_made = true;
   settle(4s);
-  const Sender next(0);
-  next.send(frame('2'));
-  settle();
+  connect();
+  send(frame('2'));
   const auto second = join();
   EXPECT_EQ(second->bytes, frame('2'));
   world_.loop.run(manager_.stop_stream(0));
@@ -184,10 +165,7 @@ TEST_F(HttpOutputsTest, ResponsesEndWithTheirStreamOrAfterTheHold) {
 }
 
 TEST_F(HttpOutputsTest, AnOutputThatIsRemovedEndsWithTheNextRun) {
-  launch();
-  const Sender sender(0);
-  sender.send(frame('1'));
-  settle();
+  launch_and_send(frame('1'));
   const auto viewer = join();
   ASSERT_TRUE(manager_.save_stream(0, Value::parse(R"({"output": {"0": {"protocol": "http", "filename": "c.mp3"}}})")));
   EXPECT_EQ(ask("/stream/0/a.mp3", "HEAD").status, 200);
@@ -200,23 +178,17 @@ TEST_F(HttpOutputsTest, AnOutputThatIsRemovedEndsWithTheNextRun) {
 
 TEST_F(HttpOutputsTest, OnlyTheTranscodersProcessGroupMaySend) {
   transcoder_ = 1;
-  launch();
-  const Sender sender(0);
-  sender.send(frame('1'));
-  settle();
+  launch_and_send(frame('1'));
   EXPECT_EQ(ask("/stream/0/a.mp3").status, 503);
 }
 
 TEST_F(HttpOutputsTest, DropsViewersWhoDoNotKeepUp) {
-  launch();
-  const Sender sender(0);
-  sender.send(frame('1'));
-  settle();
+  launch_and_send(frame('1'));
   const Response response = ask("/stream/0/a.mp3");
   EXPECT_EQ(world_.loop.run(response.live->next()).size(), 1u);
   for (int second = 0; second < 12; ++second) {
-    sender.send(frame('2'));
-    settle(1s);
+    send(frame('2'));
+    settle(800ms);
   }
   EXPECT_EQ(world_.loop.run(response.live->next()).size(), 0u);
 }

@@ -85,18 +85,5 @@ TEST_F(LiveRingTest, KeepsOnlyWhatIsSinceTheLatestStartForNobody) {
   EXPECT_EQ(ring_.bytes(), 3u);
 }
 
-TEST_F(LiveRingTest, NobodyBeginsBeforeAForbiddenPlace) {
-  push("Ab", 0);
-  LiveRing::Position present = ring_.begin();
-  EXPECT_EQ(read(present), "<Ab");
-  ring_.forbid_starts();
-  LiveRing::Position newcomer = ring_.begin();
-  EXPECT_EQ(read(newcomer), "");
-  push("cd");
-  push("Ef", 0);
-  EXPECT_EQ(read(newcomer), "<Ef");
-  EXPECT_EQ(read(present), "cdEf");
-}
-
 }  // namespace
 }  // namespace weir

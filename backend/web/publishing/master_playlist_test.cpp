@@ -8,36 +8,30 @@ namespace weir {
 namespace {
 
 TEST(MasterPlaylistTest, ThePeakIsThatOfTheRunsThatLastAboutATargetDuration) {
-  const struct {
-    std::vector<SegmentSize> segments;
-    long long peak, average;
-  } cases[] = {
+  const std::tuple<std::vector<SegmentSize>, long long, long long> cases[] = {
       {{}, 0, 0},
       {{{4, 500}, {4, 1000}}, 2000, 1500},
       {{{1, 1000}, {1, 500}, {4, 500}}, 6000, 2667},  // one second alone says nothing
       {{{1, 1000}}, 8000, 8000},
       {{{60, 60'000}, {4, 400}}, 7550, 7550},  // a segment that is much too long
   };
-  for (const auto& c : cases) {
-    const VariantRate rate = measure_rate(c.segments, 4);
-    EXPECT_EQ(rate.peak, c.peak);
-    EXPECT_EQ(rate.average, c.average);
+  for (const auto& [segments, peak, average] : cases) {
+    const VariantRate rate = measure_rate(segments, 4);
+    EXPECT_EQ(rate.peak, peak);
+    EXPECT_EQ(rate.average, average);
   }
 }
 
 TEST(MasterPlaylistTest, NamesCodecsOrSaysNothingOfThem) {
   const Value aac = {{"type", "audio"}, {"codec", "aac"}, {"profile", "LC"}};
-  const struct {
-    Value streams;
-    const char* codecs;
-  } cases[] = {
+  const std::pair<Value, const char*> cases[] = {
       {{{{"type", "video"}, {"codec", "h264"}, {"profile", "High"}, {"level", 31}}, aac, aac}, "avc1.64001f,mp4a.40.2"},
       {{{{"type", "video"}, {"codec", "hevc"}, {"profile", "Main"}, {"level", 93}}}, "hvc1.1.6.L93.90"},
       {{{{"type", "audio"}, {"codec", "mp3"}}, {{"type", "data"}}}, "mp4a.40.34"},
       {{{{"type", "video"}, {"codec", "mpeg2video"}, {"profile", "Main"}, {"level", 8}}, aac}, ""},
       {{{{"type", "video"}, {"codec", "h264"}, {"profile", 100}, {"level", "31"}}}, ""},
   };
-  for (const auto& c : cases) EXPECT_EQ(read_variant_media({{"streams", c.streams}}).codecs, c.codecs);
+  for (const auto& [streams, codecs] : cases) EXPECT_EQ(read_variant_media({{"streams", streams}}).codecs, codecs);
 }
 
 TEST(MasterPlaylistTest, LeavesOutWhatIsUnknown) {

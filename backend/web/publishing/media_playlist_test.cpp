@@ -40,48 +40,26 @@ TEST(MediaPlaylistTest, RefusesWhatIsNoPlaylistOfTheRendition) {
   for (const char* text : cases) EXPECT_FALSE(parse_media_playlist(text, 1)) << text;
 }
 
-TEST(MediaPlaylistTest, WhatIsWrittenReadsTheSame) {
+TEST(MediaPlaylistTest, WhatIsWrittenReadsTheSameAndADiscontinuityIsCountedWhenItsSegmentLeaves) {
   MediaPlaylist playlist{.rendition = 2, .target_duration = 4, .independent_segments = true};
-  playlist.segments = join_cycles(make_segments(7, 2), make_segments(9, 2), 9, 3);
-  const std::string text = format_media_playlist(playlist);
-  EXPECT_NE(text.find("#EXT-X-DISCONTINUITY-SEQUENCE:0\n"), std::string::npos) << text;
-  const auto read = parse_media_playlist(text, 2);
-  ASSERT_TRUE(read) << text;
-  EXPECT_EQ(format_media_playlist(*read), text);
-  EXPECT_EQ(read->segments[2].breaks, 3);
-  EXPECT_EQ(read->segments[3].discontinuity, 3);
-}
-
-TEST(MediaPlaylistTest, ADiscontinuityStaysWithItsSegmentAndIsCountedWhenThatLeaves) {
-  MediaPlaylist playlist;
-  playlist.segments = join_cycles(make_segments(7, 1), make_segments(8, 2), 8, 1);
-  const char* sequences[] = {"-SEQUENCE:0\n", "-SEQUENCE:0\n", "-SEQUENCE:1\n"};
-  const bool breaks[] = {true, true, false};
-  for (int i = 0; i < 3; ++i) {
+  for (const auto& [left, sequence] : {std::pair(0, "-SEQUENCE:0\n"), {2, "-SEQUENCE:0\n"}, {3, "-SEQUENCE:3\n"}}) {
+    playlist.segments = join_cycles(make_segments(7, 2), make_segments(9, 2), 9, 3);
+    playlist.segments.erase(playlist.segments.begin(), playlist.segments.begin() + left);
     const std::string text = format_media_playlist(playlist);
-    EXPECT_NE(text.find(sequences[i]), std::string::npos) << text;
-    EXPECT_EQ(text.find("#EXT-X-DISCONTINUITY\n") != std::string::npos, breaks[i]) << text;
-    playlist.segments.erase(playlist.segments.begin());
+    EXPECT_NE(text.find(sequence), std::string::npos) << text;
+    EXPECT_EQ(text.find("#EXT-X-DISCONTINUITY\n") != std::string::npos, left < 3) << text;
+    const auto read = parse_media_playlist(text, 2);
+    ASSERT_TRUE(read) << text;
+    EXPECT_EQ(format_media_playlist(*read), text);
+    EXPECT_EQ(read->segments.back().discontinuity, 3);
   }
 }
 
-TEST(MediaPlaylistTest, JoiningSkipsWhatIsKeptAlready) {
-  const auto joined = join_cycles(make_segments(7, 3), make_segments(8, 4), 7, 0);
-  ASSERT_EQ(joined.size(), 5U);
-  for (std::size_t i = 0; i < joined.size(); ++i) EXPECT_EQ(joined[i].number, 7 + static_cast<long long>(i));
-}
-
 TEST(MediaPlaylistTest, ShowsSoManySegmentsAndThreeTargetDurations) {
-  const struct {
-    int segments;
-    double duration;
-    std::size_t count;
-    int target;
-    std::size_t shown;
-  } cases[] = {{14, 4, 6, 4, 6}, {14, 1, 6, 4, 12}, {14, 1, 6, 5, 14},
-               {2, 4, 6, 4, 2},  {14, 4, 1, 4, 3},  {0, 4, 6, 4, 0}};
-  for (const auto& c : cases)
-    EXPECT_EQ(count_shown(make_segments(1, c.segments, c.duration), c.count, c.target), c.shown);
+  const std::tuple<int, double, std::size_t, int, std::size_t> cases[] = {
+      {14, 4, 6, 4, 6}, {14, 1, 6, 4, 12}, {14, 1, 6, 5, 14}, {2, 4, 6, 4, 2}, {14, 4, 1, 4, 3}, {0, 4, 6, 4, 0}};
+  for (const auto& [segments, duration, count, target, shown] : cases)
+    EXPECT_EQ(count_shown(make_segments(1, segments, duration), count, target), shown);
 }
 
 }  // namespace

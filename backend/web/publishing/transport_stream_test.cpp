@@ -33,7 +33,6 @@ std::string section(int table, const std::string& body) {
                      std::string{'\xc1', 0, 0} + body;
   return text + big_endian(section_crc(text), 4);
 }
-std::string association() { return section(0, big_endian(1, 2) + big_endian(0xe000 + map_pid, 2)); }
 std::string map(const std::vector<std::pair<char, int>>& streams, std::size_t descriptors = 0) {
   std::string body =
       big_endian(0xe000 + video_pid, 2) + big_endian(0xf000 + static_cast<std::uint32_t>(descriptors), 2);
@@ -56,7 +55,7 @@ class Transcoder {
     }
   }
   void send_tables(const std::vector<std::pair<char, int>>& streams, std::size_t descriptors = 0) {
-    send_table(0, association());
+    send_table(0, section(0, big_endian(1, 2) + big_endian(0xe000 + map_pid, 2)));
     send_table(map_pid, map(streams, descriptors));
   }
   void send_keyframe() { send(video_pid, true, std::string("\x50") + std::string(6, '\0'), "key"); }
@@ -99,8 +98,7 @@ TEST(TransportStreamTest, CountersRiseOverRunsAndTheSeamIsMarkedOncePerStream) {
     for (int k = 0; k < 20; ++k) run.send(video_pid, false, "", std::string(184, 'v'));
     run.send_keyframe();
     received += run.chunk.bytes;
-    stream.add(run.chunk.bytes.substr(run.chunk.bytes.size() - 188, 100),
-               run.chunk);  // the run breaks off within a packet
+    stream.add(std::string(received.end() - 188, received.end() - 88), run.chunk);  // breaks off within a packet
   }
   EXPECT_EQ(counter_errors(packets_of(received)), 0);
   std::map<int, int> marks;

@@ -46,14 +46,12 @@ TEST_F(FilterCheckTest, AllowsWhatOnlyChangesVideoAndAudio) {
            "subtitles=f=ROOT/fonts/../a:fontsdir=ROOT/fonts:force_style='FontSize=20,Bold=1'",
            "aresample=async=1:osr=48000,pan=stereo|c0=FL|c1=FR",
            "sendcmd=c='1.0 hue s 0',hue",
-       }) {
+       })
     EXPECT_EQ(find_fault(graph), "") << graph;
-  }
 }
 
 TEST_F(FilterCheckTest, RefusesTheRestHoweverItIsWritten) {
-  using Case = std::pair<const char*, const char*>;
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"metadata=print:file=/x", "the filter \"metadata\" is not allowed"},
       {"[a\\]]metadata=mode=print:file=/x", "the filter \"metadata\" is not allowed"},
       {"['a]b']metadata=mode=print:file=/x", "the filter \"metadata\" is not allowed"},
@@ -100,9 +98,8 @@ TEST_F(FilterCheckTest, RefusesTheRestHoweverItIsWritten) {
       {"sendcmd=f=ROOT/a,drawtext=text=a",
        "the filter \"drawtext\" cannot be used beside sendcmd, which could change its files"},
   };
-  for (const auto& [graph, fault] : cases) {
+  for (const auto& [graph, fault] : cases)
     EXPECT_EQ(find_fault(graph), std::regex_replace(fault, std::regex("ROOT"), root_)) << graph;
-  }
 }
 
 }  // namespace

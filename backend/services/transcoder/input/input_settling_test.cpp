@@ -15,10 +15,7 @@ ProbeState silent(std::chrono::nanoseconds elapsed) { return {ProbeState::Kind::
 ProbeState sends(std::chrono::nanoseconds elapsed) { return {ProbeState::Kind::sends, elapsed}; }
 
 TEST(InputSettlingTest, TakesTheBestInputThatAnswersOnceThePatienceWithThoseBeforeItIsOver) {
-  const struct {
-    std::vector<ProbeState> states;
-    SettlingDecision decision;
-  } cases[] = {
+  const std::pair<std::vector<ProbeState>, SettlingDecision> cases[] = {
       {{}, {Kind::fail, 0}},
       {{answers, answers}, {Kind::take, 0}},
       {{fails, answers}, {Kind::take, 1}},
@@ -33,7 +30,7 @@ TEST(InputSettlingTest, TakesTheBestInputThatAnswersOnceThePatienceWithThoseBefo
       {{fails, waiting}, {Kind::wait, 0}},
   };
   for (std::size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(decide_settling(cases[i].states), cases[i].decision) << "case " << i;
+    EXPECT_EQ(decide_settling(cases[i].first), cases[i].second) << "case " << i;
 }
 
 }  // namespace

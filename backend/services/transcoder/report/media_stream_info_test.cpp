@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "backend/platform/files.h"
 
 namespace weir {
 namespace {
@@ -11,6 +14,21 @@ MediaStreamInfo read(std::initializer_list<const char*> lines) {
   MediaStreamInfo info;
   for (const char* line : lines) info.parse(std::string(line) + "\n");
   return info;
+}
+
+std::string recording(const std::string& name) { return read_file(WEIR_TEST_DATA "/" + name, 1 << 20); }
+
+TEST(MediaStreamInfoTest, ReadsEveryKindOfSourceWithAndWithoutColours) {
+  for (const std::string name : {"ts_copied", "ts_from_pipe_copied", "mkv_two_languages", "mp3_audio_only", "webm_vp9",
+                                 "slideshow", "mjpeg_avi", "lavfi_ladder"}) {
+    for (const char* ending : {".txt", ".color.txt"}) {
+      std::istringstream text(recording(name + ending));
+      MediaStreamInfo info;
+      for (std::string line; std::getline(text, line);) info.parse(line + "\n");
+      const Value streams = {{"inputs", info.dump_inputs()}, {"outputs", info.dump_outputs()}};
+      EXPECT_EQ(streams, Value::parse(recording(name + ".json"))) << name << ending;
+    }
+  }
 }
 
 TEST(MediaStreamInfoTest, ReadsDescriptionsThatAThreadWroteInto) {
@@ -67,9 +85,8 @@ TEST(MediaStreamInfoTest, StaysBoundedAndWholeOnGarbage) {
   for (const char* line :
        {"  Stream #", "  Stream #0", "  Stream #0:", "  Stream #0:0", "  Stream #0:0:", "  Stream #0:0[",
         "  Stream #0:0(", "  Stream #0:0: Video:", "  Stream #0:0: Video: ", "  Stream #-1:0: Video: x",
-        "  Stream #0:0: Video: ,,,((((", "  Stream #0:0: Audio: , Hz, kb/s", "  Duration: "}) {
+        "  Stream #0:0: Video: ,,,((((", "  Stream #0:0: Audio: , Hz, kb/s", "  Duration: "})
     info.parse(line);
-  }
   info.parse("  Stream #0:300: Video: " + std::string(60'000, '(') + "\n");
   EXPECT_EQ(info.dump_inputs().size(), MediaStreamInfo::max_streams);
 }
