@@ -105,10 +105,9 @@ std::vector<Setting> read_settings_of(const std::string& log) {
   static const std::regex setting("^\\[(?:Parsed_(\\w+)_\\d+|(\\w+)@\\w+) @ \\w+\\] Setting '(.*?)' to value '(.*)'$");
   std::vector<Setting> settings;
   std::smatch match;
-  for (const std::string& line : split_lines(log)) {
+  for (const std::string& line : split_lines(log))
     if (std::regex_match(line, match, setting))
       settings.push_back({match[1].str() + match[2].str(), match[3], match[4]});
-  }
   return settings;
 }
 
@@ -126,13 +125,11 @@ TEST_F(FiltersTest, AreReadAsFFmpegReadsThem) {
     const CommandResult result = run({Config::FFPROBE, "-hide_banner", "-v", "debug", "-f", "lavfi", "-i", graph});
     std::vector<Setting> theirs = read_settings_of(result.standard_error);
     std::vector<Setting> ours;
-    for (const FilterCall& call : read_filter_graph(graph)) {
+    for (const FilterCall& call : read_filter_graph(graph))
       for (const FilterOption& option : call.options) ours.push_back({call.name, option.name, option.value});
-    }
     // FFmpeg shows the names of options that are given by position.
-    for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i) {
+    for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i)
       if (ours[i][1].empty()) theirs[i][1].clear();
-    }
     EXPECT_EQ(ours, theirs) << graph << result.standard_error;
     EXPECT_EQ(result.exit_status, 0) << graph << result.standard_error;
   }

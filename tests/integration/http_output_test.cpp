@@ -47,8 +47,6 @@ TEST(HttpOutputTest, AViewerOfATransportStreamSeesOneStreamWhateverHappensToTheT
   ASSERT_TRUE(eventually([&] { return server.transcoders() != transcoders && !server.transcoders().empty(); }));
   ASSERT_TRUE(viewer.receives(100'000));
   EXPECT_TRUE(radio.receives(10'000));
-  const std::string record = server.request("GET", "/api/streams/0");
-  EXPECT_NE(record.find(R"("clients":[{"addr":"127.0.0.1","duration":)"), std::string::npos) << record;
   server.request("POST", "/api/streams/0/stop");
   EXPECT_TRUE(eventually([&] { return server.request("GET", "/stream/0/live.ts").starts_with("HTTP/1.1 404"); }));
 

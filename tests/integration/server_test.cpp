@@ -159,7 +159,6 @@ TEST(DemoTest, TheDemoStreamPlaysInTwoRenditions) {
   const std::size_t segment = variant.find("playlist_1_");
   ASSERT_NE(segment, std::string::npos) << variant;
   const std::string media = playlist(variant.substr(segment, variant.find('\n', segment) - segment));
-  EXPECT_TRUE(media.starts_with("HTTP/1.1 200"));
   EXPECT_EQ(media[media.find("\r\n\r\n") + 4], 'G');  // the sync byte of an MPEG transport stream
 
   // As fast as it can be encoded, in segments of a second.

@@ -49,19 +49,16 @@ class HttpOutputsTest : public testing::Test {
     world_.loop.settle();
   }
 
-  void launch() {
+  void launch(const std::string& first = {}) {
     world_.loop.run(manager_.start_stream(0));
     settle(10ms);
     connect();
+    send(first);
   }
   void connect() { sender_.emplace(Local::endpoint(get_http_socket(0, 0))); }
   void send(const std::string& bytes) {
     *sender_ << bytes << std::flush;
     settle();
-  }
-  void launch_and_send(const std::string& bytes) {
-    launch();
-    send(bytes);
   }
   // The poller looks each 20 ms, and pieces are passed on each 40 ms.
   void settle(std::chrono::milliseconds time = 200ms) { world_.loop.advance(time); }
@@ -109,7 +106,7 @@ TEST_F(HttpOutputsTest, AnswersByTheStateOfTheStream) {
 }
 
 TEST_F(HttpOutputsTest, ViewersBeginAtTheLatestFramesAndAreClientsWhileTheyStay) {
-  launch_and_send(frame('1'));
+  launch(frame('1'));
   const auto early = join();
   send(frame('2'));
   const auto late = join();
@@ -123,7 +120,7 @@ TEST_F(HttpOutputsTest, ViewersBeginAtTheLatestFramesAndAreClientsWhileTheyStay)
 }
 
 TEST_F(HttpOutputsTest, ViewersStayOverARestartAndAreClientsAgain) {
-  launch_and_send(frame('1') + frame('2').substr(0, 100));
+  launch(frame('1') + frame('2').substr(0, 100));
   const auto viewer = join();
   sender_.reset();
   world_.child().exit(1);
@@ -141,7 +138,7 @@ TEST_F(HttpOutputsTest, ViewersStayOverARestartAndAreClientsAgain) {
 }
 
 TEST_F(HttpOutputsTest, ResponsesEndWithTheirStreamOrAfterTheHold) {
-  launch_and_send(frame('1'));
+  launch(frame('1'));
   const auto viewer = join();
   world_.command_can_be_made = false;
   sender_.reset();
@@ -165,7 +162,7 @@ TEST_F(HttpOutputsTest, ResponsesEndWithTheirStreamOrAfterTheHold) {
 }
 
 TEST_F(HttpOutputsTest, AnOutputThatIsRemovedEndsWithTheNextRun) {
-  launch_and_send(frame('1'));
+  launch(frame('1'));
   const auto viewer = join();
   ASSERT_TRUE(manager_.save_stream(0, Value::parse(R"({"output": {"0": {"protocol": "http", "filename": "c.mp3"}}})")));
   EXPECT_EQ(ask("/stream/0/a.mp3", "HEAD").status, 200);
@@ -178,12 +175,12 @@ TEST_F(HttpOutputsTest, AnOutputThatIsRemovedEndsWithTheNextRun) {
 
 TEST_F(HttpOutputsTest, OnlyTheTranscodersProcessGroupMaySend) {
   transcoder_ = 1;
-  launch_and_send(frame('1'));
+  launch(frame('1'));
   EXPECT_EQ(ask("/stream/0/a.mp3").status, 503);
 }
 
 TEST_F(HttpOutputsTest, DropsViewersWhoDoNotKeepUp) {
-  launch_and_send(frame('1'));
+  launch(frame('1'));
   const Response response = ask("/stream/0/a.mp3");
   EXPECT_EQ(world_.loop.run(response.live->next()).size(), 1u);
   for (int second = 0; second < 12; ++second) {
