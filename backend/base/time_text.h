@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "backend/platform/clock.h"
+
+namespace weir {
+
+/// A time as JSON shows it: ISO 8601 in UTC with milliseconds, "2026-11-23T19:12:03.250Z".
+std::string to_iso8601(WallTime time);
+
+}  // namespace weir
