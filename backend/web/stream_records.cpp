@@ -29,7 +29,7 @@ constexpr std::array<LiveMember, StreamRecords::live_members> live{{
 
 using Parts = StreamRecords::Parts;
 
-// The record's text, cut at the values of the live members.
+// The record's text without its end, cut at the values of the live members.
 Parts cut(const Value& record) {
   Parts parts;
   std::size_t at = 0;
@@ -43,7 +43,6 @@ Parts cut(const Value& record) {
       parts[at] += to_json(value);
     }
   }
-  parts[at] += "}";
   return parts;
 }
 
@@ -65,9 +64,7 @@ bool fill(std::string& text, const Parts& parts, const Stream& stream) {
   return true;
 }
 
-}  // namespace
-
-Value stream_record(const Stream& stream, const std::string& host) {
+Value module_record(const Stream& stream, const std::string& host) {
   Value record;
   try {
     record = StreamManager::stream_info(stream, host);
@@ -81,12 +78,51 @@ Value stream_record(const Stream& stream, const std::string& host) {
   return record;
 }
 
+}  // namespace
+
+RecordMember make_record_member(std::string name, std::function<Value(const Stream&)> read) {
+  return {std::move(name), [read = std::move(read)](std::string& json, const Stream& stream) {
+            Value value = read(stream);
+            mask_value(value);
+            json += to_json(value);
+          }};
+}
+
+void StreamRecords::add_member(RecordMember member) { added_.push_back(std::move(member)); }
+
+void StreamRecords::forget(long long stream_id) {
+  kept_.erase(stream_id);
+  for (const RecordMember& member : added_) member.forget(stream_id);
+}
+
 void StreamRecords::append(std::string& text, const Stream& stream, const std::string& host) {
+  append_module_record(text, stream, host);
+  append_added_members(text, stream);
+  text += '}';
+}
+
+void StreamRecords::append_added_members(std::string& text, const Stream& stream) const {
+  for (const RecordMember& member : added_) {
+    text += ",\"";
+    text += member.name;
+    text += "\":";
+    const std::size_t begin = text.size();
+    try {
+      member.append(text, stream);
+    } catch (const std::exception&) {
+      text.resize(begin);
+      text += "null";
+    }
+  }
+}
+
+// Without the bracket at the end.
+void StreamRecords::append_module_record(std::string& text, const Stream& stream, const std::string& host) {
   const auto kept = kept_.find(stream.id);
   const bool valid =
       kept != kept_.end() && kept->second.revision == stream.conf->revision() && kept->second.host == host;
   if (valid && fill(text, kept->second.parts, stream)) return;
-  const Value record = stream_record(stream, host);
+  const Value record = module_record(stream, host);
   // The input in use and the media streams are settled once a cycle runs; any other status is a change of the document.
   if (stream.get_status() == "running" && !record.contains("error")) {
     kept_[stream.id] = {stream.conf->revision(), host, cut(record)};
@@ -94,6 +130,7 @@ void StreamRecords::append(std::string& text, const Stream& stream, const std::s
     kept_.erase(stream.id);
   }
   text += to_json(record);
+  text.pop_back();
 }
 
 }  // namespace weir

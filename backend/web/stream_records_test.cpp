@@ -7,7 +7,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class StreamRecordsTest : public test::StreamFixture {};
+class StreamRecordsTest : public test::StreamFixture {
+ protected:
+  std::string record_of_new_list(const std::string& host) const {
+    std::string text;
+    StreamRecords().append(text, *stream, host);
+    return text;
+  }
+};
 
 TEST_F(StreamRecordsTest, TheListShowsWhatTheRecordOfEachStreamShows) {
   StreamRecords records;
@@ -15,7 +22,7 @@ TEST_F(StreamRecordsTest, TheListShowsWhatTheRecordOfEachStreamShows) {
     for (int i = 0; i < 2; ++i) {
       std::string text = "[";
       records.append(text, *stream, host);
-      EXPECT_EQ(text, "[" + to_json(stream_record(*stream, host))) << when;
+      EXPECT_EQ(text, "[" + record_of_new_list(host)) << when;
     }
   };
   expect_same("stopped");
@@ -35,6 +42,32 @@ TEST_F(StreamRecordsTest, TheListShowsWhatTheRecordOfEachStreamShows) {
   expect_same("on another input");
   world.graphics_memory() = 700;
   expect_same("on a graphics processor");
+}
+
+TEST_F(StreamRecordsTest, AddedMembersFollowThoseOfTheModuleAndHideNothingWhenTheyFail) {
+  StreamRecords records;
+  long long forgotten = 0;
+  records.add_member(make_record_member("source", [](const Stream&) { return Value("rtmp://u:secret@h"); }));
+  records.add_member({"broken", [](std::string& json, const Stream&) {
+                        json += "{\"half";
+                        throw ValueError("no figure");
+                      }});
+  records.add_member({"times", [](std::string& json, const Stream& stream) { json += std::to_string(stream.id); },
+                      [&](long long id) { forgotten = id; }});
+  const auto expect_members = [&](const char* when) {
+    std::string text;
+    records.append(text, *stream, "h");
+    const std::string added = R"(,"source":"rtmp://u:***@h","broken":null,"times":7})";
+    std::string expected = record_of_new_list("h");
+    expected.pop_back();
+    EXPECT_EQ(text, expected + added) << when;
+  };
+  expect_members("stopped");
+  run_to_first_progress();
+  expect_members("running");
+  expect_members("kept");
+  records.forget(7);
+  EXPECT_EQ(forgotten, 7);
 }
 
 }  // namespace

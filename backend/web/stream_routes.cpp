@@ -105,7 +105,9 @@ Async<Response> StreamRoutes::list_broken_files() {
 }
 
 Response StreamRoutes::read(const Value& id, const std::string& host) {
-  return json_response(stream_record(*find(id), host));
+  std::string record;
+  records_.append(record, *find(id), host);
+  return json_text_response(std::move(record));
 }
 
 Async<Response> StreamRoutes::add(Value posted) {

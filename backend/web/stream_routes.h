@@ -15,6 +15,9 @@ class StreamRoutes {
   StreamRoutes(ServerStreamManager& manager, Semaphore& changes) : manager_(manager), changes_(changes) {}
   void add_to(Router& router);
 
+  /// Shows one more member in the record of every stream.
+  void add_record_member(RecordMember member) { records_.add_member(std::move(member)); }
+
  private:
   /// An operation of the manager on one stream.
   using Control = Async<bool> (StreamManager::*)(const Value& stream_id);
