@@ -38,6 +38,8 @@ void apply_hardware(const ServerSettings& settings) {
 
 void apply(const ServerSettings& settings) {
   set_log_level(settings.log_level);
+  const bool for_journald = settings.log_format == LogFormat::text && is_journald_attached();
+  set_log_format(for_journald ? LogFormat::journald : settings.log_format);
   enable_assertions(settings.assertions);
   Config::FFMPEG = settings.ffmpeg;
   Config::FFPROBE = settings.ffprobe;

@@ -16,6 +16,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/processor_time.h"
+#include "backend/platform/sleep.h"
 #include "backend/services/publishing/announced_command.h"
 #include "backend/services/transcoder/input/input_probe.h"
 #include "backend/stream/manager/launch_pacing.h"
@@ -30,6 +31,14 @@ constexpr std::chrono::seconds shutdown_grace{2};
 
 void log_failure(std::string_view task, const std::exception_ptr& failure) {
   log(LogLevel::error, "Weir", format_traceback(failure, task));
+}
+
+// Lines of a crash loop are counted, and said once a minute.
+Async<> report_repetitions() {
+  for (;;) {
+    co_await sleep(std::chrono::seconds(10));
+    report_repeated_lines();
+  }
 }
 
 double look_at_processors() {
@@ -96,6 +105,7 @@ Async<> Server::serve() {
   if (started) {
     web_.set_ready(true);
     const Task retries = spawn("missing streams", manager_.retry_missing_streams());
+    const Task repetitions = spawn("repeated log lines", report_repetitions());
     const Task cleaner = spawn("hls windows", web_.clean_up());
     Task launches;
     if (hastens_launches_) launches = spawn("launches", hasten_launches(manager_.all_streams(), look_at_processors));
@@ -103,6 +113,7 @@ Async<> Server::serve() {
     log(LogLevel::info, "Weir", fmt::format("Ending because of signal {}", signal));
     retries.kill();
     cleaner.kill();
+    repetitions.kill();
     launches.kill();
   }
   exit_status_ = started ? 0 : 1;
@@ -132,6 +143,7 @@ Async<> Server::end() {
   web_.set_ready(false);
   co_await web_.server().stop(shutdown_grace);
   co_await manager_.stop_thread();
+  failed_streams_.stop();
   std::vector<Task> tasks;
   for (const auto& [id, stream] : manager_.streams) tasks.push_back(stream->thread);
   kill_all(tasks);

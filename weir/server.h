@@ -3,6 +3,8 @@
 #include "backend/platform/async.h"
 #include "backend/platform/signals.h"
 #include "backend/services/configuration/server_settings.h"
+#include "backend/services/journal/journal_log.h"
+#include "backend/stream/manager/failed_streams.h"
 #include "backend/web/server_stream_manager.h"
 #include "backend/web/web_application.h"
 #include "weir/services.h"
@@ -30,7 +32,9 @@ class Server {
   Signals signals_;
   HlsWindows windows_;
   Services services_;
+  JournalLog journal_log_;
   ServerStreamManager manager_;
+  FailedStreams failed_streams_{manager_};
   WebApplication web_;
   const bool hastens_launches_;
   int exit_status_ = 0;

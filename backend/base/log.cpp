@@ -2,12 +2,19 @@
 
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <unordered_map>
 
 #include "backend/base/mask_passwords.h"
+#include "backend/base/repeat_limit.h"
+#include "backend/base/time_text.h"
 #include "backend/platform/utf8.h"
 
 namespace weir {
@@ -16,11 +23,14 @@ namespace {
 
 LogSink test_sink;
 LogLevel min_level = LogLevel::info;
+LogFormat format = LogFormat::text;
+RepeatLimit repeat_limit;
+std::unordered_map<std::uint64_t, LogLine> kept_back;  ///< the latest line of each key that is not written
 
 spdlog::logger& logger() {
   static const auto instance = [] {
     auto created = std::make_shared<spdlog::logger>("weir", std::make_shared<spdlog::sinks::stderr_color_sink_st>());
-    created->set_pattern("%Y-%m-%d %H:%M:%S.%e %^%-7l%$ %v");
+    created->set_pattern(format == LogFormat::text ? "%Y-%m-%d %H:%M:%S.%e %^%-7l%$ %v" : "%v");
     created->set_level(spdlog::level::trace);
     return created;
   }();
@@ -72,17 +82,78 @@ std::string make_line(std::string_view text) {
   return line;
 }
 
+std::string to_json_line(const LogLine& line) {
+  constexpr std::array levels{"debug", "info", "warning", "error"};
+  nlohmann::ordered_json json{{"time", to_iso8601(std::chrono::system_clock::now())},
+                              {"level", levels[static_cast<std::size_t>(line.level)]},
+                              {"name", line.name},
+                              {"text", line.text}};
+  if (line.fields.stream) json["stream"] = *line.fields.stream;
+  for (const auto& [key, value] : {std::pair{"label", &line.fields.label}, std::pair{"kind", &line.fields.kind},
+                                   std::pair{"cause", &line.fields.cause}})
+    if (!value->empty()) json[key] = *value;
+  return json.dump();
+}
+
+// The priorities of syslog(3).
+std::string to_journald_line(const LogLine& line) {
+  constexpr std::array priorities{7, 6, 4, 3};
+  return fmt::format("<{}>{}: {}", priorities[static_cast<std::size_t>(line.level)], line.name, line.text);
+}
+
+std::string to_text(const LogLine& line) {
+  if (format == LogFormat::json) return to_json_line(line);
+  if (format == LogFormat::journald) return to_journald_line(line);
+  return fmt::format("{}: {}", line.name, line.text);
+}
+
+void write(const LogLine& line) { logger().log(to_spdlog(line.level), "{}", to_text(line)); }
+
+std::uint64_t repeat_hash(const LogLine& line) {
+  const std::hash<std::string> hash;
+  if (!line.repeat_key.empty()) return hash(line.repeat_key);
+  return hash(fmt::format("{} {}: {}", static_cast<int>(line.level), line.name, line.text));
+}
+
 }  // namespace
 
+void log(LogLine line) {
+  if (line.level < min_level) return;
+  line.name = make_line(mask_passwords(line.name));
+  line.text = make_line(mask_passwords(line.text));
+  line.fields.label = make_line(mask_passwords(line.fields.label));
+  if (test_sink) return test_sink(line.level, line.name, line.text);
+  const std::uint64_t key = repeat_hash(line);
+  if (line.level == LogLevel::debug || repeat_limit.allows(key, std::chrono::steady_clock::now())) {
+    write(line);
+  } else {
+    kept_back[key] = std::move(line);
+  }
+}
+
 void log(LogLevel level, std::string_view name, std::string_view text) {
-  if (level < min_level) return;
-  const std::string visible_name = make_line(mask_passwords(name));
-  const std::string line = make_line(mask_passwords(text));
-  if (test_sink) return test_sink(level, visible_name, line);
-  logger().log(to_spdlog(level), "{}: {}", visible_name, line);
+  if (level >= min_level) log(LogLine{.level = level, .name = std::string(name), .text = std::string(text)});
+}
+
+void report_repeated_lines() {
+  repeat_limit.collect(std::chrono::steady_clock::now(), [](std::uint64_t key, int count) {
+    LogLine line = std::move(kept_back[key]);
+    kept_back.erase(key);
+    line.text += fmt::format(" ({} such lines since the last one)", count);
+    write(line);
+  });
 }
 
 void set_log_level(LogLevel level) { min_level = level; }
+
+void set_log_format(LogFormat new_format) { format = new_format; }
+
+bool is_journald_attached() {
+  const char* stream = ::getenv("JOURNAL_STREAM");
+  struct stat standard_error{};
+  if (!stream || ::fstat(STDERR_FILENO, &standard_error) != 0) return false;
+  return fmt::format("{}:{}", standard_error.st_dev, standard_error.st_ino) == stream;
+}
 
 void set_log_sink(LogSink sink) { test_sink = std::move(sink); }
 

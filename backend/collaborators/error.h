@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "backend/base/log.h"
+
 namespace weir {
 
 /// Base of the objects that keep the reason of their last expected failure and write log lines.
@@ -26,8 +28,12 @@ class Error {
 
   /// The object's name in the log.
   virtual std::string get_class_name() const { return "Weir"; }
+  /// What its log lines are about.
+  virtual LogFields get_log_fields() const { return {}; }
 
  private:
+  void write_log(LogLevel level, std::string_view text) const;
+
   Error* error_handler_;
   std::string error_msg_;
 };

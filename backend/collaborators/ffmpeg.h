@@ -30,6 +30,7 @@ class FFmpeg {
   virtual void cleanup() = 0;
 
   std::vector<std::string> command;  ///< program and arguments, after a true `generate_command` until the launch
+  bool no_input_answers = false;     ///< why `generate_command` failed, when it did
   int input_index = 0;               ///< the input that the run reads
   std::vector<int> hls_list_sizes;   ///< per HLS variant: how many segments its playlist lists
   std::vector<std::vector<FFmpegStreamSpecifier>> hls_variants;  ///< per HLS variant: its output streams

@@ -53,7 +53,7 @@ std::optional<JournalKind> parse_journal_kind(std::string_view word);
 /// One event in the life of a stream or of the server. Texts are as they came: whoever shows them masks passwords.
 struct JournalEntry {
   std::uint64_t number = 0;  ///< ascending, also over restarts of the server; set by the journal
-  WallTime time;             ///< set by the journal
+  WallTime time = {};        ///< set by the journal
   JournalKind kind = JournalKind::notice;
   std::optional<long long> stream_id = {};  ///< nothing: it concerns the server
   std::string label = {};                   ///< the stream's

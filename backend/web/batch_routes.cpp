@@ -43,11 +43,12 @@ struct BatchRoutes::Batch {
   std::vector<Value> ids;
   double interval = default_interval;
   std::optional<std::string> log_format;
+  std::string by;  ///< who asks
 };
 
 BatchRoutes::Batch BatchRoutes::read_batch(const Request& request) {
   const Value form = read_form(request);
-  return {read_ids(form), read_interval(form), read_log_format(form)};
+  return {read_ids(form), read_interval(form), read_log_format(form), request.client_address};
 }
 
 bool is_log_format(std::string_view text) {
@@ -78,17 +79,18 @@ void BatchRoutes::add_to(Router& router) {
 }
 
 Async<Response> BatchRoutes::start(Batch batch) {
-  co_await manager_.batch_start_streams(std::move(batch.ids), batch.interval);
+  co_await manager_.batch_start_streams(std::move(batch.ids), batch.interval, std::move(batch.by));
   co_return ok_response();
 }
 
 Async<Response> BatchRoutes::stop(Batch batch) {
-  co_await manager_.batch_stop_streams(std::move(batch.ids));
+  co_await manager_.batch_stop_streams(std::move(batch.ids), std::move(batch.by));
   co_return ok_response();
 }
 
 Async<Response> BatchRoutes::restart(Batch batch) {
-  co_await manager_.batch_restart_streams(std::move(batch.ids), batch.interval, std::move(batch.log_format));
+  co_await manager_.batch_restart_streams(std::move(batch.ids), batch.interval, std::move(batch.log_format),
+                                          std::move(batch.by));
   co_return ok_response();
 }
 

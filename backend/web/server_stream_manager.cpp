@@ -91,6 +91,7 @@ void ServerStreamManager::set_aside(const std::string& file, const std::string& 
   try {
     const std::string aside = broken_files.set_aside(file);
     set_error_msg(fmt::format("{} is set aside as {}: {}", file, aside, reason));
+    journal().record({.kind = JournalKind::set_aside, .stream_id = stream_id_of(file), .text = get_error_msg()});
   } catch (const std::system_error& failure) {
     keep_with_id(file, fmt::format("{}, and it can't be renamed: {}", reason, failure.what()));
   }

@@ -30,6 +30,24 @@ std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
   return std::set<std::string>(protocols.begin(), protocols.end());
 }
 
+void tell(JournalKind kind, const Stream& stream, std::string by, std::string text = {}) {
+  journal().record({.kind = kind,
+                    .stream_id = stream.id,
+                    .label = to_text(stream.conf->get_json_conf("label")),
+                    .by = std::move(by),
+                    .text = std::move(text)});
+}
+
+std::string list_keys(const Value& form) {
+  constexpr std::size_t max_bytes = 300;
+  std::string keys;
+  for (const auto& [key, value] : form.items()) {
+    if (keys.size() + key.size() > max_bytes) return keys + ", ...";
+    keys += keys.empty() ? key : ", " + key;
+  }
+  return keys;
+}
+
 // What a deleted stream leaves: its id is not given again.
 Async<> remove_directories(long long id) {
   const std::string hls = join_path(Config::HLS_DIRECTORY, std::to_string(id));
@@ -53,18 +71,20 @@ void StreamRoutes::add_to(Router& router) {
   router.add("GET", "/api/streams", [this](const Request& r, Parameters) {
     return r.query("broken") == "1" ? list_broken_files() : list(r.host);
   });
-  router.add("POST", "/api/streams", [this](const Request& r, Parameters) { return add(read_form(r)); });
+  router.add("POST", "/api/streams",
+             [this](const Request& r, Parameters) { return add(read_form(r), r.client_address); });
   router.add("GET", one, [this](const Request& r, Parameters p) { return immediate(read(p[0], r.host)); });
   router.add("PATCH", one, [this](const Request& r, Parameters p) {
     find(p[0]);  // before the form is looked at
-    return change(p[0], read_form(r));
+    return change(p[0], read_form(r), r.client_address);
   });
-  router.add("DELETE", one, [this](const Request&, Parameters p) { return remove(p[0]); });
+  router.add("DELETE", one, [this](const Request& r, Parameters p) { return remove(p[0], r.client_address); });
   for (const auto& [name, operation] : {std::pair<const char*, Control>{"/start", &StreamManager::start_stream},
                                         {"/stop", &StreamManager::stop_stream},
                                         {"/restart", &StreamManager::restart_stream}})
-    router.add("POST", one + name,
-               [this, operation](const Request&, Parameters p) { return control(operation, p[0]); });
+    router.add("POST", one + name, [this, operation](const Request& r, Parameters p) {
+      return control(operation, p[0], r.client_address);
+    });
   router.add("GET", one + "/log", [this](const Request&, Parameters p) { return immediate(read_log(p[0])); });
   router.add("DELETE", one + "/log", [this](const Request&, Parameters p) { return immediate(delete_log(p[0])); });
   router.add("GET", one + "/config", [this](const Request&, Parameters p) { return immediate(read_config(p[0])); });
@@ -110,7 +130,7 @@ Response StreamRoutes::read(const Value& id, const std::string& host) {
   return json_text_response(std::move(record));
 }
 
-Async<Response> StreamRoutes::add(Value posted) {
+Async<Response> StreamRoutes::add(Value posted, std::string by) {
   const auto guard = co_await changes_.acquire();
   const Value form = co_await prepare_new_stream(manager_.stream_next_id, std::move(posted));
   const long long id = manager_.stream_next_id;
@@ -125,6 +145,8 @@ Async<Response> StreamRoutes::add(Value posted) {
   }
   const bool taken_back = !failed_sync.empty() && co_await take_back(id);
   if (taken_back) throw HttpError(500, "The stream can't be saved: " + failed_sync);
+  if (const auto added = manager_.streams.find(id); added != manager_.streams.end())
+    tell(JournalKind::added, *added->second, std::move(by));
   co_return json_response({{"id", id}}, 201);
 }
 
@@ -157,12 +179,13 @@ Async<bool> StreamRoutes::take_back(long long id) {
   co_return true;
 }
 
-Async<Response> StreamRoutes::change(Value id, Value posted) {
+Async<Response> StreamRoutes::change(Value id, Value posted, std::string by) {
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<Stream> stream = find(id);
   const Value form = co_await prepare_change(stream->conf, std::move(posted));
   find(id);  // the stream may have been deleted meanwhile
   save_or_restore(*stream, form);
+  tell(JournalKind::changed, *stream, std::move(by), list_keys(form));
   try {
     co_await sync_file(stream->conf->filename);
   } catch (const std::system_error&) {
@@ -184,20 +207,21 @@ void StreamRoutes::save_or_restore(const Stream& stream, const Value& form) {
   throw HttpError(500, reason);
 }
 
-Async<Response> StreamRoutes::remove(Value id) {
+Async<Response> StreamRoutes::remove(Value id, std::string by) {
   const std::shared_ptr<Stream> stream = find(id);
   if (!manager_.delete_stream(id)) {
     throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
+  tell(JournalKind::deleted, *stream, std::move(by));
   records_.forget(stream->id);
   co_await sync_or_log(Config::STREAM_DIRECTORY);
   co_await remove_directories(stream->id);
   co_return empty_response();
 }
 
-Async<Response> StreamRoutes::control(Control operation, Value id) {
+Async<Response> StreamRoutes::control(Control operation, Value id, std::string by) {
   find(id);
-  const bool done = co_await (manager_.*operation)(id);
+  const bool done = co_await (manager_.*operation)(id, std::move(by));
   if (!done) {
     const std::string reason = manager_.get_error_msg();
     find(id);  // the stream may have been deleted meanwhile

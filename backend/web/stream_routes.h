@@ -20,15 +20,16 @@ class StreamRoutes {
 
  private:
   /// An operation of the manager on one stream.
-  using Control = Async<bool> (StreamManager::*)(const Value& stream_id);
+  using Control = Async<bool> (StreamManager::*)(const Value& stream_id, std::string by);
 
   Async<Response> list(std::string host);
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
-  Async<Response> add(Value form);
-  Async<Response> change(Value id, Value posted);
-  Async<Response> remove(Value id);
-  Async<Response> control(Control operation, Value id);
+  // `by`: the address that asks.
+  Async<Response> add(Value posted, std::string by);
+  Async<Response> change(Value id, Value posted, std::string by);
+  Async<Response> remove(Value id, std::string by);
+  Async<Response> control(Control operation, Value id, std::string by);
   Response read_log(const Value& id);
   Response delete_log(const Value& id);
   Response read_config(const Value& id);

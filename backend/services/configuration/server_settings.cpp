@@ -71,6 +71,12 @@ LogLevel to_log_level(const std::string& value) {
   return level->second;
 }
 
+LogFormat to_log_format(const std::string& value) {
+  if (value == "text") return LogFormat::text;
+  if (value == "json") return LogFormat::json;
+  throw std::invalid_argument("is not text or json");
+}
+
 std::string to_hardware(const std::string& value) {
   if (value != "nvenc" && value != "qsv") throw std::invalid_argument("is not nvenc or qsv");
   return value;
@@ -171,6 +177,8 @@ const std::vector<Setting>& setting_table() {
       {"gpu-patch-library", "PATH", "library preloaded into the transcoders with --hardware nvenc (default: none)",
        one(&S::gpu_patch_library, as_given)},
       {"log-level", "L", "debug, info, warning or error (default info)", one(&S::log_level, to_log_level)},
+      {"log-format", "F", "text or json: one object a line (default text; under systemd with its priorities)",
+       one(&S::log_format, to_log_format)},
       {"no-assertions", "", "skip the internal assertion checks",
        one(&S::assertions, [](const std::string& value) { return !to_switch(value); })},
   };

@@ -30,6 +30,7 @@ struct ServerSettings {
   std::vector<std::string> file_roots;       ///< where filters of documents may read files; empty: the upload directory
   std::string gpu_patch_library;             ///< LD_PRELOAD of the transcoders with "nvenc"
   LogLevel log_level = LogLevel::info;
+  LogFormat log_format = LogFormat::text;
   bool assertions = true;
 };
 

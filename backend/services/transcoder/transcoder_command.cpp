@@ -238,7 +238,8 @@ Async<std::string> TranscoderCommand::settle_input() {
   for (int index : inputs) candidates.push_back(make_candidate(index));
   const SettledInput settled = co_await settle_inputs(std::move(candidates));
   problem = tell_of_reasons(inputs, settled.reasons);
-  if (!settled.taken) co_return "No input answers:" + problem;
+  no_input_answers = !settled.taken;
+  if (no_input_answers) co_return "No input answers:" + problem;
   input_index = inputs[*settled.taken];
   probed_format_ = settled.format;
   co_return "";

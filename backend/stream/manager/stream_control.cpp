@@ -41,16 +41,16 @@ std::string restart_line(const std::string& log_format, const Value& stream_id, 
 
 }  // namespace
 
-Async<bool> StreamManager::start_stream(const Value& id) {
-  return control(*this, id, [](Stream& stream) { return stream.start(); });
+Async<bool> StreamManager::start_stream(const Value& id, std::string by) {
+  return control(*this, id, [&](Stream& stream) { return stream.start(0, true, std::move(by)); });
 }
 
-Async<bool> StreamManager::stop_stream(const Value& id) {
-  return control(*this, id, [](Stream& stream) { return stream.stop(); });
+Async<bool> StreamManager::stop_stream(const Value& id, std::string by) {
+  return control(*this, id, [&](Stream& stream) { return stream.stop(std::move(by)); });
 }
 
-Async<bool> StreamManager::restart_stream(const Value& id) {
-  return control(*this, id, [](Stream& stream) { return stream.restart(); });
+Async<bool> StreamManager::restart_stream(const Value& id, std::string by) {
+  return control(*this, id, [&](Stream& stream) { return stream.restart(0, {.by = std::move(by)}); });
 }
 
 std::optional<std::string> StreamManager::get_stream_log(const Value& id) {
@@ -90,7 +90,7 @@ bool StreamManager::remove_stream_client_info(const Value& id, const Value& file
   return stream_manager_check_params(false)(remove)(*this, id, filename, addr, port);
 }
 
-Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, double interval) {
+Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, double interval, std::string by) {
   co_await stop_thread();
   double delay = 0;
   for (const Value& stream_id : stream_ids) {
@@ -99,19 +99,19 @@ Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, do
       debug(skipped_line("Batch start", stream_id, stream));
       continue;
     }
-    const bool started = co_await stream->start(delay);
+    const bool started = co_await stream->start(delay, true, by);
     if (!started) stream->debug(fmt::format("Batch start: {}", stream->get_error_msg()));
     delay += interval;
   }
   co_return true;
 }
 
-Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
+Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids, std::string by) {
   co_await stop_thread();
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
     if (stream)
-      co_await stream->stop();
+      co_await stream->stop(by);
     else
       debug(skipped_line("Batch stop", stream_id, stream));
   }
@@ -119,14 +119,14 @@ Async<bool> StreamManager::batch_stop_streams(std::vector<Value> stream_ids) {
 }
 
 Async<bool> StreamManager::batch_restart_streams(std::vector<Value> stream_ids, double interval,
-                                                 std::optional<std::string> log_format) {
+                                                 std::optional<std::string> log_format, std::string by) {
   co_await stop_thread();
-  thread = spawn("batch restart", restart_each(std::move(stream_ids), interval, std::move(log_format)));
+  thread = spawn("batch restart", restart_each(std::move(stream_ids), interval, std::move(log_format), std::move(by)));
   co_return true;
 }
 
 Async<> StreamManager::restart_each(std::vector<Value> stream_ids, double interval,
-                                    std::optional<std::string> log_format) {
+                                    std::optional<std::string> log_format, std::string by) {
   for (const Value& stream_id : stream_ids) {
     const std::shared_ptr<Stream> stream = get_stream(stream_id);
     if (!stream || !is_active(stream->get_status())) {
@@ -134,7 +134,8 @@ Async<> StreamManager::restart_each(std::vector<Value> stream_ids, double interv
       continue;
     }
     if (log_format) info(restart_line(*log_format, stream_id, stream->conf->get_json_conf("label")));
-    co_await stream->restart();
+    Reason reason{.by = by};
+    co_await stream->restart(0, std::move(reason));
     co_await sleep_seconds(interval);
   }
 }

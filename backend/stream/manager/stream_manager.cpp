@@ -101,7 +101,7 @@ Async<bool> StreamManager::restore_stream(std::shared_ptr<Stream> stream, double
   if (!is_active(stream->get_status())) co_return false;
   stream->debug(fmt::format("Was active, starts in {} s", delay));
   stream->set_status("stopped");
-  co_await stream->start(delay, false);
+  co_await stream->start(delay, false, "server start");
   co_return true;
 }
 

@@ -57,9 +57,10 @@ class StreamManager : public Error {
 
   // --- control ---
 
-  Async<bool> start_stream(const Value& stream_id);
-  Async<bool> stop_stream(const Value& stream_id);
-  Async<bool> restart_stream(const Value& stream_id);
+  // `by`: who asks, for the journal.
+  Async<bool> start_stream(const Value& stream_id, std::string by = {});
+  Async<bool> stop_stream(const Value& stream_id, std::string by = {});
+  Async<bool> restart_stream(const Value& stream_id, std::string by = {});
   /// The log's text; nothing for a bad id.
   std::optional<std::string> get_stream_log(const Value& stream_id);
   bool delete_stream_log(const Value& stream_id);
@@ -71,13 +72,13 @@ class StreamManager : public Error {
   bool remove_stream_client_info(const Value& stream_id, const Value& filename, const Value& addr, const Value& port);
 
   /// Starts the stopped ones, `interval` seconds apart. Returns true.
-  Async<bool> batch_start_streams(std::vector<Value> stream_ids, double interval = 3);
+  Async<bool> batch_start_streams(std::vector<Value> stream_ids, double interval = 3, std::string by = {});
   /// Stops them all. Returns true.
-  Async<bool> batch_stop_streams(std::vector<Value> stream_ids);
+  Async<bool> batch_stop_streams(std::vector<Value> stream_ids, std::string by = {});
   /// Restarts the active ones in a background task, `interval` seconds apart. With a `log_format`, which may hold the
   /// fields {id} and {label}, a line is logged for each. Returns true at once. A later batch call ends the task.
   Async<bool> batch_restart_streams(std::vector<Value> stream_ids, double interval = 3,
-                                    std::optional<std::string> log_format = std::nullopt);
+                                    std::optional<std::string> log_format = std::nullopt, std::string by = {});
 
   // --- queries ---
 
@@ -106,7 +107,8 @@ class StreamManager : public Error {
   Task thread;                                           ///< the batch-restart task, running or ended
 
  private:
-  Async<> restart_each(std::vector<Value> stream_ids, double interval, std::optional<std::string> log_format);
+  Async<> restart_each(std::vector<Value> stream_ids, double interval, std::optional<std::string> log_format,
+                       std::string by);
 };
 
 /// The manager of the process: the first one that was made; null before.

@@ -61,18 +61,14 @@ MemoryUse memory_limits(const JsonConf& conf, const MemoryUse& baseline) {
   return limits;
 }
 
-// Whether a limit is exceeded now, with the warning that says so.
-bool exceeds(const Stream& stream, const MemoryUse& limits) {
+// Which limit is exceeded now; empty when none is.
+std::string find_excess(const Stream& stream, const MemoryUse& limits) {
   const Value use = graphics_use(stream);
-  if (is_set(use) && use > limits.graphics) {
-    stream.warning(fmt::format("Graphics memory usage is exceeded the {} MiB limits", to_text(limits.graphics)));
-    return true;
-  }
-  if (system_use(stream) > limits.system) {
-    stream.warning(fmt::format("System memory usage is exceeded the {} MiB limits", to_text(limits.system)));
-    return true;
-  }
-  return false;
+  if (is_set(use) && use > limits.graphics)
+    return fmt::format("Graphics memory usage is exceeded the {} MiB limits", to_text(limits.graphics));
+  if (system_use(stream) > limits.system)
+    return fmt::format("System memory usage is exceeded the {} MiB limits", to_text(limits.system));
+  return {};
 }
 
 Async<> watch_memory(Stream& stream) {
@@ -81,9 +77,11 @@ Async<> watch_memory(Stream& stream) {
   const MemoryUse limits = memory_limits(*stream.conf, baseline);
   while (!stream.proc->poll()) {
     co_await sleep(seconds(60));
-    const bool exceeded = exceeds(stream, limits);
-    if (!exceeded) continue;
-    co_await stream.restart();
+    const std::string excess = find_excess(stream, limits);
+    if (excess.empty()) continue;
+    stream.warning(excess);
+    Reason reason{.cause = Cause::memory, .text = excess};
+    co_await stream.restart(0, std::move(reason));
     co_return;
   }
 }

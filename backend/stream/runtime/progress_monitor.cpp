@@ -10,11 +10,13 @@ Async<> progress_monitor(Stream& stream) {
       if (!running) {
         const auto guard = co_await stream.lock.acquire();
         stream.set_status("running");
+        stream.tell_running();
       }
       running = true;
       for (const std::string_view code : console_codes_pattern.findall(*line)) stream.stdbuf.write(code);
     } else {
       if (!running) stream.streaminfo->parse(*line);
+      stream.cycle.look(*line);
       stream.stdbuf.write(*line);
     }
   }

@@ -24,7 +24,8 @@ Async<bool> switch_to_better_input(Stream& stream) {
       continue;
     }
     stream.info(fmt::format("Switching to priority URL #{} {}", index, url));
-    co_await stream.restart(index);
+    Reason reason{.cause = Cause::better_input, .text = fmt::format("input #{} answers", index)};
+    co_await stream.restart(index, std::move(reason));
     co_return true;
   }
   co_return false;
@@ -40,7 +41,8 @@ Async<> schedule_monitor(Stream& stream) {
     const std::tm local = local_time(Loop::current().clock().wall());
     if (restarting.matches(local)) {
       stream.info("Restarting according to the schedule");
-      co_await stream.restart();
+      Reason reason{.cause = Cause::timetable};
+      co_await stream.restart(0, std::move(reason));
       co_return;
     }
     if (!switching.matches(local)) continue;

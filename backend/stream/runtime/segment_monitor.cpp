@@ -52,7 +52,8 @@ Async<> keep_segments(Stream& stream, std::string directory) {
     failure = format_traceback(std::current_exception());
   }
   stream.error(failure);
-  co_await stream.restart(stream.ffmpeg->input_index);
+  Reason reason{.cause = Cause::directory_lost, .text = directory};
+  co_await stream.restart(stream.ffmpeg->input_index, std::move(reason));
 }
 
 }  // namespace

@@ -43,8 +43,11 @@ Async<> watch_speed(Stream& stream, double min_speed, double max_speed) {
     const double speed = stream.stats.speed.value;
     duration = min_speed < speed && speed < max_speed ? 0 : duration + check_period;
   }
-  stream.warning(fmt::format("Speed {}x is too fast or slow", to_text(StreamStats::to_value(stream.stats.speed))));
-  co_await stream.restart();
+  Reason reason{
+      .cause = Cause::speed,
+      .text = fmt::format("Speed {}x is too fast or slow", to_text(StreamStats::to_value(stream.stats.speed)))};
+  stream.warning(reason.text);
+  co_await stream.restart(0, std::move(reason));
 }
 
 }  // namespace

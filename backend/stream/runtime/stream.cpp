@@ -37,13 +37,17 @@ std::string Stream::get_class_name() const {
   return fmt::format("Stream {} {}", id, to_text(conf->get_json_conf("label")));
 }
 
+LogFields Stream::get_log_fields() const { return {.stream = id, .label = to_text(conf->get_json_conf("label"))}; }
+
 const Value& Stream::get_status() const { return conf->get_json_conf("status"); }
 
 void Stream::set_status(std::string_view status) {
+  const bool is_new = get_status() != status;
   if (conf->set_json_conf("status", status)) conf->save_json_conf();
+  if (is_new) tell({.kind = JournalKind::status, .text = std::string(status)});
 }
 
-Async<bool> Stream::start(double start_delay, bool check_config) {
+Async<bool> Stream::start(double start_delay, bool check_config, std::string by) {
   const auto guard = co_await lock.acquire();
   if (!thread.dead()) co_return true;
   if (check_config) {
@@ -57,21 +61,38 @@ Async<bool> Stream::start(double start_delay, bool check_config) {
   }
   delay = start_delay;
   input_next = 0;
+  reason_.reset();
   thread = spawn(get_class_name(), supervise(shared_from_this()));
+  tell({.kind = JournalKind::started, .retry_seconds = delay, .by = std::move(by)});
   co_return true;
 }
 
-Async<bool> Stream::kill(Kill exception, std::optional<int> next_input) {
+Async<bool> Stream::kill(Kill exception, std::optional<int> next_input, Reason reason) {
   const auto guard = co_await lock.acquire();
+  note_reason(exception, std::move(reason));
   thread.kill(exception);
   if (next_input) input_next = *next_input;
   delay = 0;
   co_return true;
 }
 
-Async<bool> Stream::stop() { return kill(Kill::with<GreenletStopException>(), 0); }
+// Of two kills that arrive together the task gets the stronger one, and of equal ones the first.
+void Stream::note_reason(const Kill& exception, Reason reason) {
+  if (thread.dead()) return;
+  if (reason_ && exception.rank <= reason_rank_) return;
+  reason_ = std::move(reason);
+  reason_rank_ = exception.rank;
+}
 
-Async<bool> Stream::restart(int next_input) { return kill(Kill::with<GreenletRestartException>(), next_input); }
+Async<bool> Stream::stop(std::string by) {
+  // The server would start it again.
+  if (thread.dead() && failures_ > 0) tell_stopped({.by = by});
+  return kill(Kill::with<GreenletStopException>(), 0, {.by = std::move(by)});
+}
+
+Async<bool> Stream::restart(int next_input, Reason reason) {
+  return kill(Kill::with<GreenletRestartException>(), next_input, std::move(reason));
+}
 
 void Stream::cleanup_dirs() const {
   const std::string hls = join_path(Config::HLS_DIRECTORY, std::to_string(id));

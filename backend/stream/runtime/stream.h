@@ -15,6 +15,7 @@
 #include "backend/platform/task.h"
 #include "backend/stream/clients/stream_client_info.h"
 #include "backend/stream/config/stream_config.h"
+#include "backend/stream/runtime/cycle.h"
 #include "backend/stream/runtime/stream_stats.h"
 
 namespace weir {
@@ -37,6 +38,7 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
 
   /// "Stream", the id and the label.
   std::string get_class_name() const override;
+  LogFields get_log_fields() const override;
 
   /// The status word; null while the document has none.
   const Value& get_status() const;
@@ -45,16 +47,20 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
 
   /// Spawns the supervision task, which launches after `delay` seconds. True when it runs after the call, also when it
   /// ran before; false with the reason when no command can be made of the document (unless `check_config` is false).
-  Async<bool> start(double delay = 0, bool check_config = true);
+  /// `by`: who asked, for the journal.
+  Async<bool> start(double delay = 0, bool check_config = true, std::string by = {});
   /// Asks the supervision task to end. Returns true without waiting for that.
-  Async<bool> stop();
+  Async<bool> stop(std::string by = {});
   /// Asks the supervision task to end the cycle and to launch again at once, with this input. Returns true without
   /// waiting for that.
-  Async<bool> restart(int input_next = 0);
+  Async<bool> restart(int input_next = 0, Reason reason = {});
 
   /// What `stop` and `restart` are made of: raises the exception in the supervision task, and sets the input of the
   /// next launch if one is given. Returns true.
-  Async<bool> kill(Kill exception, std::optional<int> input_next = std::nullopt);
+  Async<bool> kill(Kill exception, std::optional<int> input_next = std::nullopt, Reason reason = {});
+
+  /// Says that the transcoder makes progress.
+  void tell_running();
 
   /// Whether the supervision task waits for the next launch's time.
   bool awaits_launch() const noexcept;
@@ -90,13 +96,16 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   std::unique_ptr<AVStreamInfo> streaminfo;
   std::unique_ptr<StreamClientInfo> clientinfo;
   std::unique_ptr<LineReader> stderr_lines;  ///< of `proc`; goes before it
+  Cycle cycle;                               ///< the current or last one
+  std::optional<JournalEntry> last_end;      ///< of a cycle
+  std::optional<TimePoint> next_launch;      ///< while the supervision task waits for it
 
  private:
   // The supervision task; its monitors are in monitors.h.
   static Async<> supervise(std::shared_ptr<Stream> self);
   Async<> run();
   Async<> run_cycles(std::shared_ptr<const std::vector<std::string>> environment);
-  Async<> run_transcoder(std::shared_ptr<const std::vector<std::string>> environment);
+  Async<Reason> run_transcoder(std::shared_ptr<const std::vector<std::string>> environment);
   Async<> launch(std::shared_ptr<const std::vector<std::string>> environment);
   void spawn_monitors();
   Async<> clean_up_cycle();
@@ -105,7 +114,23 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   static Async<> drain_stderr(std::shared_ptr<Stream> self);
   Async<> sleep_until_launch();
 
+  void note_reason(const Kill& exception, Reason reason);
+  Reason take_reason();
+
+  // What the journal is told.
+  void tell(JournalEntry entry) const;
+  JournalEntry describe_cycle(JournalKind kind) const;
+  JournalEntry make_end(const Reason& reason) const;
+  void tell_launched();
+  void tell_ended(JournalEntry end, bool goes_on);
+  void tell_stopped(const Reason& reason);
+  std::string find_error() const;
+  void tell_failed(std::string_view reason);
+
   SleepWait* launch_delay_ = nullptr;  ///< the wait that the supervision task is in
+  std::optional<Reason> reason_;       ///< of the kill that is on its way to the supervision task
+  int reason_rank_ = 0;                ///< of that kill
+  int failures_ = 0;                   ///< of the supervision since the last progress
 };
 
 }  // namespace weir

@@ -99,63 +99,82 @@ Async<> run_guarded(std::shared_ptr<Stream> stream, Async<> (*monitor)(Stream&))
 
 Async<> Stream::supervise(std::shared_ptr<Stream> self) { co_await self->run(); }
 
-// Runs cycles until one ends the loop. A failure of the environment or of a clean-up ends the task without a report.
+// Runs cycles until one ends the loop. A failure of the environment or of a clean-up ends the task.
 Async<> Stream::run() {
   std::exception_ptr leaving;
+  std::optional<std::string> failure;
   try {
     const std::shared_ptr<const Environment> environment = shared_environment();
     set_status("starting");
     co_await run_cycles(environment);
-  } catch (const std::exception&) {
+  } catch (const std::exception& raised) {
+    failure = raised.what();
   } catch (...) {
     leaving = std::current_exception();
   }
   set_status("stopped");
+  if (failure) tell_failed(*failure);
   if (leaving) std::rethrow_exception(leaving);
 }
 
 Async<> Stream::run_cycles(std::shared_ptr<const Environment> environment) {
   bool stopped = false;
   while (!stopped) {
+    const long long last_cycle = cycle.number;
     std::exception_ptr leaving;
+    Reason reason{.cause = Cause::exited};
     try {
-      co_await run_transcoder(environment);
+      reason = co_await run_transcoder(environment);
     } catch (const GreenletRestartException&) {
+      reason = take_reason();
     } catch (const NoSuchProcess&) {
     } catch (const GreenletStopException&) {
+      reason = take_reason();
       stopped = true;
-    } catch (const std::exception&) {
+    } catch (const std::exception& failure) {
       error(format_traceback(std::current_exception()));
+      reason = {.cause = cycle.launched ? Cause::failed : Cause::not_launched, .text = failure.what()};
     } catch (...) {
+      reason = {.cause = Cause::server_end};
       leaving = std::current_exception();
     }
+    const bool goes_on = !stopped && !leaving;
+    JournalEntry end = make_end(reason);
     co_await clean_up_cycle();
+    // One that was ended before its launch was due is no cycle.
+    if (cycle.number != last_cycle) tell_ended(std::move(end), goes_on);
     cleanup_dirs();
     set_status("restarting");
     if (leaving) std::rethrow_exception(leaving);
+    if (stopped) tell_stopped(reason);
   }
 }
 
-// One cycle: launches the transcoder and waits for its end.
-Async<> Stream::run_transcoder(std::shared_ptr<const Environment> environment) {
+// One cycle: launches the transcoder and waits for its end, of which the reason is given.
+Async<Reason> Stream::run_transcoder(std::shared_ptr<const Environment> environment) {
   co_await sleep_until_launch();
   {
     const auto guard = co_await lock.acquire();
     delay = delay_between_cycles;
+    cycle = {.number = cycle.number + 1, .input = input_next};
     ffmpeg = siblings().ffmpeg(*conf, input_next, this);
   }
   const bool generated = co_await ffmpeg->generate_command(true);
   if (!generated) {
     error(get_error_msg());
-    co_return;
+    const Cause cause = ffmpeg->no_input_answers ? Cause::no_input : Cause::not_launched;
+    co_return Reason{.cause = cause, .text = get_error_msg()};
   }
   co_await launch(environment);
   co_await proc->wait();
+  co_return Reason{.cause = Cause::exited};
 }
 
 Async<> Stream::sleep_until_launch() {
   SleepWait wait = sleep_seconds(delay);
   const SetWhile<SleepWait*> known(launch_delay_, &wait);
+  const SetWhile<std::optional<TimePoint>> announced(
+      next_launch, now() + std::chrono::duration_cast<TimePoint::duration>(std::chrono::duration<double>(delay)));
   co_await wait;
 }
 
@@ -174,7 +193,7 @@ Async<> Stream::launch(std::shared_ptr<const Environment> environment) {
   proc = siblings().spawn_child(options);
   stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
   procinfo = siblings().process_info(proc->pid());
-  debug(fmt::format("Cycle launched: input #{}, process {}", ffmpeg->input_index, proc->pid()));
+  tell_launched();
   spawn_monitors();
 }
 
@@ -207,10 +226,8 @@ Async<> Stream::clean_up_cycle() {
 // is reaped the group's id cannot mean another one.
 Async<> Stream::end_transcoder() {
   proc->signal_group(SIGKILL);
-  const int exit_status = co_await proc->wait();
+  cycle.exit_status = co_await proc->wait();
   proc->reap();
-  debug(fmt::format("Cycle ended: process {}, {} {}", proc->pid(), exit_status < 0 ? "signal" : "exit status",
-                    std::abs(exit_status)));
   if (stderr_lines) co_await drain_for_a_while();
 }
 
@@ -226,7 +243,9 @@ Async<> Stream::drain_for_a_while() {
 
 Async<> Stream::drain_stderr(std::shared_ptr<Stream> self) {
   while (auto line = co_await self->stderr_lines->next()) {
-    if (!self->stats.update(*line)) self->stdbuf.write(*line);
+    if (self->stats.update(*line)) continue;
+    self->cycle.look(*line);
+    self->stdbuf.write(*line);
   }
 }
 

@@ -15,8 +15,9 @@ Async<> timeout_monitor(Stream& stream) {
     if (stream.stats.time == stats_time) {
       const int index = stream.ffmpeg->input_index;
       const Value& url = stream.conf->get_json_conf(fmt::format("input.{}.url", index));
-      stream.warning(fmt::format("URL #{} {} is timeout", index, to_text(url)));
-      co_await stream.restart();
+      Reason reason{.cause = Cause::stalled, .text = fmt::format("URL #{} {} is timeout", index, to_text(url))};
+      stream.warning(reason.text);
+      co_await stream.restart(0, std::move(reason));
       co_return;
     }
     stats_time = stream.stats.time;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <map>
+
+#include "backend/collaborators/journal.h"
+#include "backend/platform/task.h"
+#include "backend/stream/manager/stream_manager.h"
+
+namespace weir {
+
+/// Starts streams again whose supervision failed, after the time that their entry names. A stop, a start by somebody
+/// else, or the deletion of the stream ends the wait.
+class FailedStreams final : public JournalReader {
+ public:
+  /// The manager outlives this.
+  explicit FailedStreams(StreamManager& manager) : manager_(manager) {}
+  ~FailedStreams() override { stop(); }
+
+  void read(const JournalEntry& entry) override;
+  /// Ends all waits.
+  void stop();
+
+ private:
+  Async<> start_later(long long stream_id, double seconds);
+  void forget(long long stream_id);
+
+  StreamManager& manager_;
+  std::map<long long, Task> waits_;  ///< by stream
+};
+
+}  // namespace weir
