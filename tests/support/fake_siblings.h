@@ -10,6 +10,7 @@
 #include "backend/base/log.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/journal_text.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -65,11 +66,21 @@ class FakeSiblings {
   void add_profile(long long id, Value members);
 
   std::vector<std::string> log_lines;  ///< "level name: text"
+  std::vector<std::string> told;       ///< what the journal was told, in words, without status words and launches
 
   /// The latest child.
   ChildScript& child() { return *children.back(); }
 
  private:
+  struct Told final : JournalReader {
+    explicit Told(std::vector<std::string>& lines) : lines(lines) {}
+    void read(const JournalEntry& entry) override {
+      if (entry.kind != JournalKind::status && entry.kind != JournalKind::launched) lines.push_back(describe(entry));
+    }
+    std::vector<std::string>& lines;
+  };
+
+  Told told_reader_{told};
   PublishingPort port_;
   NginxManager nginx_{port_};
   FakeGraphics graphics_;

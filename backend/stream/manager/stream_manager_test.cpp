@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "backend/stream/manager/failed_streams.h"
 #include "backend/stream/manager/launch_pacing.h"
 #include "backend/stream/manager/stream_file.h"
 #include "tests/support/fake_siblings.h"
@@ -174,6 +175,45 @@ TEST_F(StreamManagerTest, BatchRestartGoesOneByOneUntilAnotherBatchEndsIt) {
   EXPECT_EQ(world.children.size(), 5u);
   EXPECT_EQ(status(0), "stopped");
   EXPECT_EQ(status(1), "restarting");
+}
+
+TEST_F(StreamManagerTest, WhatTheSupervisionFailedIsStartedAgainUntilItRunsOrIsStopped) {
+  FailedStreams failed(manager);
+  add(1);
+  const auto lose_directory = [] {
+    std::filesystem::remove_all(Config::MMCB_DIRECTORY);
+    std::ofstream(Config::MMCB_DIRECTORY.c_str()) << "a file in the place of the directory";
+  };
+  const auto fail = [&] {
+    world.child().exit(1);
+    world.loop.settle();
+    EXPECT_EQ(status(0), "stopped");
+  };
+  run({0});
+  lose_directory();
+  fail();
+  world.loop.advance(1s);
+  for (const auto wait : {30s, 60s, 120s, 300s, 600s, 600s}) {
+    const std::size_t launches = world.children.size();
+    world.loop.advance(wait - 2s);
+    EXPECT_EQ(world.children.size(), launches) << wait.count();
+    world.loop.advance(2s);
+    EXPECT_EQ(world.children.size(), launches + 1) << wait.count();
+    EXPECT_EQ(status(0), "stopped");
+  }
+  std::filesystem::remove(Config::MMCB_DIRECTORY);
+  world.loop.advance(601s);
+  world.child().print(test::progress_line("00:00:01"));
+  world.loop.settle();
+  EXPECT_EQ(status(0), "running");
+  lose_directory();
+  fail();
+  EXPECT_TRUE(world.told.back().ends_with("starts again in 30 s")) << world.told.back();
+  const std::size_t launches = world.children.size();
+  world.loop.run(manager.stop_stream(0, "a"));
+  EXPECT_EQ(world.told.back(), "stopped by a");
+  world.loop.advance(1h);
+  EXPECT_EQ(world.children.size(), launches);
 }
 
 TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {

@@ -163,6 +163,8 @@ TEST_F(StreamTest, AFailedCleanUpEndsTheTaskAsStopped) {
   EXPECT_EQ(status(), "stopped");
   EXPECT_TRUE(stream->thread.dead());
   EXPECT_TRUE(world.loop.failures.empty());
+  EXPECT_TRUE(world.told.back().starts_with("stopped because the supervision failed: ")) << world.told.back();
+  EXPECT_TRUE(world.told.back().ends_with("Not a directory; starts again in 30 s")) << world.told.back();
 }
 
 TEST_F(StreamTest, CleanUpIsNotTornByAKill) {
