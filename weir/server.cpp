@@ -12,6 +12,7 @@
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/journal.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
@@ -110,7 +111,7 @@ Async<> Server::serve() {
     Task launches;
     if (hastens_launches_) launches = spawn("launches", hasten_launches(manager_.all_streams(), look_at_processors));
     const int signal = co_await signals_.next();
-    log(LogLevel::info, "Weir", fmt::format("Ending because of signal {}", signal));
+    journal().record({.text = fmt::format("Ending because of signal {}", signal)});
     retries.kill();
     cleaner.kill();
     repetitions.kill();
@@ -127,7 +128,7 @@ Async<bool> Server::start_streams() {
   try {
     windows_.adopt();
     const bool loaded = co_await manager_.init();
-    log(LogLevel::info, "Weir", fmt::format("{} streams are loaded", manager_.streams.size()));
+    journal().record({.text = fmt::format("Started with {} streams", manager_.streams.size())});
     if (manager_.nothing_could_be_loaded())
       log(LogLevel::error, "Weir", "No stream can be loaded: the server does not start");
     co_return loaded && !manager_.nothing_could_be_loaded();

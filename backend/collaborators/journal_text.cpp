@@ -76,6 +76,12 @@ std::string describe_running(const JournalEntry& entry) {
                      describe_seconds(entry.cycle_seconds.value_or(0)), entry.process.value_or(0));
 }
 
+// "profile 3 changed by …" where it is not about a stream.
+std::string describe_change(const JournalEntry& entry) {
+  const std::string change = std::string(to_word(entry.kind)) + by_whom(entry);
+  return entry.stream_id ? change + after_colon(entry.text) : entry.text + " " + change;
+}
+
 std::string describe_plainly(const JournalEntry& entry) {
   switch (entry.kind) {
     case JournalKind::status:
@@ -92,10 +98,11 @@ std::string describe_plainly(const JournalEntry& entry) {
       return fmt::format("stopped because the supervision failed{}; starts again in {}", after_colon(entry.text),
                          describe_seconds(entry.retry_seconds.value_or(0)));
     case JournalKind::stopped:
+      return "stopped" + by_whom(entry);
     case JournalKind::added:
     case JournalKind::changed:
     case JournalKind::deleted:
-      return std::string(to_word(entry.kind)) + by_whom(entry) + after_colon(entry.text);
+      return describe_change(entry);
     case JournalKind::set_aside:
     case JournalKind::notice:
       return entry.text;

@@ -10,6 +10,7 @@
 #include "backend/base/bounded_json.h"
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
+#include "backend/collaborators/journal.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
@@ -23,6 +24,10 @@ namespace {
 void refuse_id(const Value& form) {
   for (const auto& [key, value] : form.items())
     if (key.substr(0, key.find('.')) == "id") throw HttpError(400, "\"id\" is kept by the server");
+}
+
+void tell(JournalKind kind, long long profile, std::string by) {
+  journal().record({.kind = kind, .by = std::move(by), .text = fmt::format("profile {}", profile)});
 }
 
 // "06" names profile 6, too.
@@ -48,11 +53,13 @@ void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   // What waits gets values: the request is read before.
   router.add("GET", "/api/profiles", [this](const Request&, Parameters) { return list(); });
-  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(read_form(r)); });
+  router.add("POST", "/api/profiles",
+             [this](const Request& r, Parameters) { return add(read_form(r), r.client_address); });
   router.add("GET", "/api/profiles/{id}", [this](const Request&, Parameters p) { return read(p[0]); });
   router.add("PATCH", "/api/profiles/{id}",
-             [this](const Request& r, Parameters p) { return change(p[0], read_form(r)); });
-  router.add("DELETE", "/api/profiles/{id}", [this](const Request&, Parameters p) { return remove(p[0]); });
+             [this](const Request& r, Parameters p) { return change(p[0], read_form(r), r.client_address); });
+  router.add("DELETE", "/api/profiles/{id}",
+             [this](const Request& r, Parameters p) { return remove(p[0], r.client_address); });
 }
 
 long long ProfileRoutes::find(const std::string& id) {
@@ -90,7 +97,7 @@ Async<Response> ProfileRoutes::list() { co_return json_response(profiles_.list()
 
 Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(profiles_.read(find(id))); }
 
-Async<Response> ProfileRoutes::add(Value form) {
+Async<Response> ProfileRoutes::add(Value form, std::string by) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<ProfileDraft> draft = profiles_.draft_new(form);
@@ -102,10 +109,11 @@ Async<Response> ProfileRoutes::add(Value form) {
     profiles_.remove(draft->id());
     throw HttpError(500, fmt::format("The profile can't be saved: {}", failure.what()));
   }
+  tell(JournalKind::added, draft->id(), std::move(by));
   co_return json_response({{"id", draft->id()}}, 201);
 }
 
-Async<Response> ProfileRoutes::change(std::string id, Value form) {
+Async<Response> ProfileRoutes::change(std::string id, Value form, std::string by) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
@@ -113,6 +121,7 @@ Async<Response> ProfileRoutes::change(std::string id, Value form) {
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
   for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_profile(stream->conf, draft);
   co_await store(draft);
+  tell(JournalKind::changed, number, std::move(by));
   co_return ok_response();
 }
 
@@ -121,12 +130,13 @@ Async<> ProfileRoutes::store(std::shared_ptr<ProfileDraft> draft) {
   co_await sync_file(profiles_.path(draft->id()));
 }
 
-Async<Response> ProfileRoutes::remove(std::string id) {
+Async<Response> ProfileRoutes::remove(std::string id, std::string by) {
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
   co_await refuse_used(number);
   const std::filesystem::path path = profiles_.path(number);
   if (!profiles_.remove(number)) throw HttpError(500, profiles_.get_error_msg());
+  tell(JournalKind::deleted, number, std::move(by));
   co_await sync_or_log(path.parent_path());
   co_return empty_response();
 }

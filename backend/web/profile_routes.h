@@ -21,9 +21,9 @@ class ProfileRoutes {
  private:
   Async<Response> list();
   Async<Response> read(std::string id);
-  Async<Response> add(Value form);
-  Async<Response> change(std::string id, Value form);
-  Async<Response> remove(std::string id);
+  Async<Response> add(Value form, std::string by);
+  Async<Response> change(std::string id, Value form, std::string by);
+  Async<Response> remove(std::string id, std::string by);
 
   /// The id of a profile that exists. Throws `HttpError` with 404.
   long long find(const std::string& id);

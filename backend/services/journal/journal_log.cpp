@@ -43,7 +43,8 @@ LogLevel get_level(const JournalEntry& entry) {
 }
 
 std::string get_name(const JournalEntry& entry) {
-  return entry.stream_id ? fmt::format("Stream {} {}", *entry.stream_id, entry.label) : "Weir";
+  if (!entry.stream_id) return "Weir";
+  return fmt::format("Stream {}{}{}", *entry.stream_id, entry.label.empty() ? "" : " ", entry.label);
 }
 
 // What stays the same from one cycle of a crash loop to the next.

@@ -1,5 +1,9 @@
 #include "backend/web/publishing/viewers.h"
 
+#include <fmt/core.h>
+
+#include "backend/collaborators/journal.h"
+
 namespace weir {
 
 namespace {
@@ -34,16 +38,14 @@ bool Viewers::admit_hls(long long stream_id, const std::string& address, std::ch
     known->second = until;
     return true;
   }
-  if (!has_room(stream_id, address)) forget_gone();
-  if (!has_room(stream_id, address)) return false;
+  if (!admits(stream_id, address)) return false;
   count(stream_id, address);
   hls_.emplace(viewer, until);
   return true;
 }
 
 std::unique_ptr<Viewers::Seat> Viewers::admit_http(long long stream_id, const std::string& address) {
-  if (!has_room(stream_id, address)) forget_gone();
-  if (!has_room(stream_id, address)) return nullptr;
+  if (!admits(stream_id, address)) return nullptr;
   return std::make_unique<Seat>(shared_from_this(), stream_id, address);
 }
 
@@ -55,9 +57,34 @@ void Viewers::forget_gone() {
   });
 }
 
-bool Viewers::has_room(long long stream_id, const std::string& address) const {
-  return is_below(total_, limits_.total) && is_below(count_of(by_stream_, stream_id), limits_.per_stream) &&
-         is_below(count_of(by_address_, address), limits_.per_address);
+bool Viewers::admits(long long stream_id, const std::string& address) {
+  if (find_reached_limit(stream_id, address).empty()) return true;
+  forget_gone();
+  const std::string limit = find_reached_limit(stream_id, address);
+  if (!limit.empty()) tell_refusal(stream_id, limit);
+  return limit.empty();
+}
+
+std::string Viewers::find_reached_limit(long long stream_id, const std::string& address) const {
+  if (!is_below(total_, limits_.total)) return fmt::format("{} viewers in all", limits_.total);
+  if (!is_below(count_of(by_stream_, stream_id), limits_.per_stream))
+    return fmt::format("{} viewers of the stream", limits_.per_stream);
+  if (!is_below(count_of(by_address_, address), limits_.per_address))
+    return fmt::format("{} viewers from one address", limits_.per_address);
+  return {};
+}
+
+// At most once a minute for each stream: players try again and again.
+void Viewers::tell_refusal(long long stream_id, const std::string& limit) {
+  const auto [entry, is_first] = refusals_.try_emplace(stream_id);
+  Refusals& refusals = entry->second;
+  ++refusals.since;
+  if (!is_first && now() - refusals.told < std::chrono::minutes(1)) return;
+  journal().record(
+      {.kind = JournalKind::notice,
+       .stream_id = stream_id,
+       .text = fmt::format("viewers are refused: the limit of {} is reached ({} refusals)", limit, refusals.since)});
+  refusals = {.told = now()};
 }
 
 void Viewers::count(long long stream_id, const std::string& address) {

@@ -49,7 +49,10 @@ class Viewers : public std::enable_shared_from_this<Viewers> {
   void forget_gone();
 
  private:
-  bool has_room(long long stream_id, const std::string& address) const;
+  /// Which limit leaves no room for another viewer; empty when none does.
+  std::string find_reached_limit(long long stream_id, const std::string& address) const;
+  bool admits(long long stream_id, const std::string& address);
+  void tell_refusal(long long stream_id, const std::string& limit);
   void count(long long stream_id, const std::string& address);
   void discount(long long stream_id, const std::string& address);
 
@@ -58,6 +61,12 @@ class Viewers : public std::enable_shared_from_this<Viewers> {
   std::unordered_map<long long, std::size_t> by_stream_;
   std::unordered_map<std::string, std::size_t> by_address_;
   std::size_t total_ = 0;
+
+  struct Refusals {
+    TimePoint told;
+    std::size_t since = 0;  ///< since they were told last
+  };
+  std::unordered_map<long long, Refusals> refusals_;  ///< by stream
 };
 
 }  // namespace weir
