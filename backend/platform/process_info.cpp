@@ -33,12 +33,6 @@ Pages read_pages(const Descriptor& statm, pid_t pid) {
   return pages;
 }
 
-std::chrono::nanoseconds cpu_time(clockid_t clock, pid_t pid) {
-  timespec time{};
-  if (::clock_gettime(clock, &time) != 0) throw_gone(pid);
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
-
 }  // namespace
 
 Process::Process(pid_t pid)
@@ -47,8 +41,14 @@ Process::Process(pid_t pid)
   if (!statm_ || ::clock_getcpuclockid(pid, &cpu_clock_) != 0) throw_gone(pid);
 }
 
+std::chrono::nanoseconds Process::cpu_time() {
+  timespec time{};
+  if (::clock_gettime(cpu_clock_, &time) != 0) throw_gone(pid_);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 double Process::cpu_percent() {
-  const std::chrono::nanoseconds cpu = cpu_time(cpu_clock_, pid_);
+  const std::chrono::nanoseconds cpu = cpu_time();
   const TimePoint time = now();
   const auto cpu_used = cpu - std::exchange(last_cpu_, cpu);
   const auto passed = time - std::exchange(last_time_, time);

@@ -24,6 +24,8 @@ class ProcessInfo {
   /// CPU use in percent of one core since the previous call on this handle, to one decimal; 0.0 at the first call.
   /// Throws `NoSuchProcess`.
   virtual double cpu_percent() = 0;
+  /// CPU time used since the process's start. Asking for it changes nothing for `cpu_percent`. Throws `NoSuchProcess`.
+  virtual std::chrono::nanoseconds cpu_time() = 0;
   /// Throws `NoSuchProcess`.
   virtual MemoryInfo memory_info() = 0;
 };
@@ -36,6 +38,7 @@ class Process : public ProcessInfo {
   /// Throws `NoSuchProcess`.
   explicit Process(pid_t pid);
   double cpu_percent() override;
+  std::chrono::nanoseconds cpu_time() override;
   MemoryInfo memory_info() override;
 
  private:

@@ -123,7 +123,9 @@ Async<bool> HttpConnection::serve_request() {
   deadline_.reset();
   busy_ = true;
   const bool with_body = request.method != "HEAD";
+  const TimePoint begin = now();
   Response response = co_await service_->handler(std::move(request));
+  service_->figures.count(response.status, now() - begin);
   // HTTP/1.0 clients need a header for it that is not sent.
   const bool keep_alive = parser.keep_alive() && parser.get().version() == 11 && !finishing_ && !response.is_live;
   const bool sent = co_await send(std::move(response), with_body, keep_alive);
@@ -187,6 +189,7 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
 Async<> HttpConnection::refuse(int status, std::string message) {
   Response response = error_response(status, message);
   if (status == 503) response.headers.emplace_back("Retry-After", "5");
+  service_->figures.count(status);
   const bool sent = co_await send(std::move(response), true, false);
   if (sent) co_await drain();
 }

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <string_view>
@@ -51,7 +52,10 @@ struct HttpServer::State {
 
   void add(tcp::socket socket) {
     if (connections.size() >= service->limits.connections) forget_ended();
-    if (connections.size() >= service->limits.connections) return refuse(socket);
+    if (connections.size() >= service->limits.connections) {
+      service->figures.count(503);
+      return refuse(socket);
+    }
     const auto connection = std::make_shared<HttpConnection>(std::move(socket), service);
     connections.push_back(connection);
     connection->task = spawn("http connection", HttpConnection::serve(connection));
@@ -89,6 +93,13 @@ void HttpServer::listen(const std::string& address, int port) {
   check(error, what);
   acceptor.listen(tcp::acceptor::max_listen_connections, error);
   check(error, what);
+}
+
+HttpFigures HttpServer::figures() const {
+  HttpFigures figures = state_->service->figures;
+  figures.connections = static_cast<std::size_t>(
+      std::ranges::count_if(state_->connections, [](const auto& connection) { return !connection->task.dead(); }));
+  return figures;
 }
 
 int HttpServer::port() const { return state_->acceptor.local_endpoint().port(); }

@@ -27,6 +27,8 @@ class HttpServer {
   /// Closes the port, gives answers in progress `grace` to end, and waits until every task has ended.
   Async<> stop(std::chrono::milliseconds grace);
 
+  HttpFigures figures() const;
+
  private:
   struct State;
 

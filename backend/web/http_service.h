@@ -7,6 +7,7 @@
 #include <string>
 
 #include "backend/platform/async.h"
+#include "backend/web/http_figures.h"
 #include "backend/web/request.h"
 #include "backend/web/response.h"
 
@@ -35,6 +36,7 @@ struct HttpService {
   std::set<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client
   std::size_t reserved_body_bytes = 0;
   std::size_t peak_body_bytes = 0;  ///< since freed memory was last given back to the system
+  HttpFigures figures = {};
 };
 
 }  // namespace weir

@@ -1,5 +1,7 @@
 #include "backend/web/server_routes.h"
 
+#include <fmt/core.h>
+
 #include <nlohmann/json.hpp>
 
 #include "backend/base/text.h"
@@ -8,18 +10,38 @@
 
 namespace weir {
 
+namespace {
+
+constexpr std::string_view compiler = __VERSION__;
+#ifdef NDEBUG
+constexpr std::string_view build_type = "release";
+#else
+constexpr std::string_view build_type = "debug";
+#endif
+
+}  // namespace
+
 void ServerRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   router.add("GET", "/healthz", [](const Request&, Parameters) { return immediate(ok_response()); });
-  router.add("GET", "/readyz", [this](const Request&, Parameters) { return immediate(readiness()); });
-  router.add("GET", "/api/version",
-             [](const Request&, Parameters) { return immediate(json_response({{"version", Config::VERSION}})); });
+  router.add("GET", "/readyz", [this](const Request&, Parameters) { return readiness(); });
+  router.add("GET", "/api/version", [this](const Request&, Parameters) { return version(); });
   router.add("GET", "/api/probe",
              [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); });
 }
 
-Response ServerRoutes::readiness() const {
-  return ready_ ? ok_response() : error_response(503, "The streams are not loaded");
+Async<Response> ServerRoutes::readiness() {
+  if (!ready_) co_return error_response(503, "The streams are not loaded");
+  const std::string fault = co_await data_.find_fault(Config::STREAM_DIRECTORY);
+  if (!fault.empty()) co_return error_response(503, "The data directory can't be written: " + fault);
+  co_return ok_response();
+}
+
+Async<Response> ServerRoutes::version() {
+  const std::string ffmpeg = co_await ffmpeg_.get();
+  co_return json_response({{"version", Config::VERSION},
+                           {"ffmpeg", ffmpeg.empty() ? Value() : Value(ffmpeg)},
+                           {"build", fmt::format("{}, {}", compiler, build_type)}});
 }
 
 Async<Response> ServerRoutes::probe(std::string url) {

@@ -5,6 +5,8 @@
 
 #include "backend/base/value.h"
 #include "backend/platform/semaphore.h"
+#include "backend/web/directory_check.h"
+#include "backend/web/ffmpeg_version.h"
 #include "backend/web/router.h"
 
 namespace weir {
@@ -15,7 +17,8 @@ using ProbeFunction = std::function<Async<Value>(std::string url)>;
 /// /healthz, /readyz, /api/version and /api/probe: the server itself.
 class ServerRoutes {
  public:
-  explicit ServerRoutes(ProbeFunction probe) : probe_(std::move(probe)) {}
+  /// The version outlives the routes.
+  ServerRoutes(ProbeFunction probe, FfmpegVersion& ffmpeg) : probe_(std::move(probe)), ffmpeg_(ffmpeg) {}
   void add_to(Router& router);
 
   /// Whether the streams are loaded and the server is not ending. False at first.
@@ -25,10 +28,13 @@ class ServerRoutes {
  private:
   static constexpr int max_probes = 4;
 
-  Response readiness() const;
+  Async<Response> readiness();
+  Async<Response> version();
   Async<Response> probe(std::string url);
 
   ProbeFunction probe_;
+  FfmpegVersion& ffmpeg_;
+  DirectoryCheck data_;
   Semaphore probes_{max_probes};
   bool ready_ = false;
 };

@@ -32,7 +32,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
     : streams_(manager, document_changes_),
       batches_(manager),
       profiles_(manager, profiles, document_changes_),
-      server_routes_(probe),
+      server_routes_(probe, ffmpeg_version_),
+      metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager, viewers_),
@@ -41,6 +42,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   batches_.add_to(router_);
   profiles_.add_to(router_);
   server_routes_.add_to(router_);
+  metrics_.add_to(router_);
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_.add_to(router_);

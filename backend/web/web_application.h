@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/web/batch_routes.h"
+#include "backend/web/events/metrics_routes.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
 #include "backend/web/publishing/hls_routes.h"
@@ -38,7 +39,9 @@ class WebApplication {
   StreamRoutes streams_;
   BatchRoutes batches_;
   ProfileRoutes profiles_;
+  FfmpegVersion ffmpeg_version_;
   ServerRoutes server_routes_;
+  MetricsRoutes metrics_;
   std::shared_ptr<Viewers> viewers_;
   HlsRoutes hls_;
   HttpOutputs http_outputs_;

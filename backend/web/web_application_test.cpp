@@ -385,5 +385,17 @@ TEST_F(WebApplicationTest, BeforeItIsReadyOnlyItsStateCanBeAsked) {
   EXPECT_EQ(ask("GET", "/readyz").status, 200);
 }
 
+TEST_F(WebApplicationTest, WithoutAWritableDataDirectoryItIsNotReady) {
+  fs::rename(Config::STREAM_DIRECTORY, world_.directory.path() / "elsewhere");
+  const Response refused = ask("GET", "/readyz");
+  EXPECT_EQ(refused.status, 503);
+  EXPECT_NE(refused.body.find("No such file or directory"), std::string::npos) << refused.body;
+  fs::rename(world_.directory.path() / "elsewhere", Config::STREAM_DIRECTORY);
+  EXPECT_EQ(ask("GET", "/readyz").status, 503) << "looked at each 5 s only";
+  world_.loop.advance(5s);
+  EXPECT_EQ(ask("GET", "/readyz").status, 200);
+  EXPECT_TRUE(fs::is_empty(Config::STREAM_DIRECTORY));
+}
+
 }  // namespace
 }  // namespace weir

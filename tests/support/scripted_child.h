@@ -22,6 +22,7 @@ struct ChildScript {
   bool dies_of_signals = true;   ///< a SIGKILL ends it
   std::uint64_t rss = 50 << 20;  ///< bytes
   double cpu_percent = 0;
+  std::chrono::nanoseconds cpu_time{0};
 
   /// Prints to standard error.
   void print(std::string_view text) const {
@@ -80,6 +81,7 @@ class ScriptedProcessInfo : public ProcessInfo {
  public:
   explicit ScriptedProcessInfo(std::shared_ptr<ChildScript> script) : script_(std::move(script)) {}
   double cpu_percent() override { return running().cpu_percent; }
+  std::chrono::nanoseconds cpu_time() override { return running().cpu_time; }
   MemoryInfo memory_info() override { return {running().rss}; }
 
  private:

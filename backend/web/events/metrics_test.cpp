@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <limits>
+
+#include "backend/web/events/stream_metrics.h"
+#include "tests/support/stream_fixture.h"
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(MetricsTextTest, FamiliesStandTogetherAndLabelsAreEscaped) {
+  MetricsText text;
+  auto first = text.family("a", MetricsText::Type::gauge, "First.");
+  auto second = text.family("b_seconds", MetricsText::Type::histogram, "Second.");
+  DurationHistogram histogram;
+  for (const std::chrono::microseconds duration : {500us, 501us, 11000000us}) histogram.add(duration);
+  first.add(metric_label("x", "1"), 0.1);
+  second.add(histogram);
+  first.add(metric_label("x", "\"\\\n}\xff"), std::numeric_limits<double>::infinity());
+  first.add("", std::uint64_t{18446744073709551615U});
+  const std::string joined = text.join();
+  EXPECT_TRUE(
+      joined.starts_with("# HELP a First.\n# TYPE a gauge\na{x=\"1\"} 0.1\n"
+                         "a{x=\"\\\"\\\\\\n}\uFFFD\"} +Inf\na 18446744073709551615\n"
+                         "# HELP b_seconds Second.\n# TYPE b_seconds histogram\n"
+                         "b_seconds_bucket{le=\"0.0005\"} 1\nb_seconds_bucket{le=\"0.001\"} 2\n"))
+      << joined;
+  EXPECT_TRUE(
+      joined.ends_with("_bucket{le=\"10\"} 2\nb_seconds_bucket{le=\"+Inf\"} 3\nb_seconds_sum 11.001001\n"
+                       "b_seconds_count 3\n"))
+      << joined;
+}
+
+class StreamMetricsTest : public test::StreamFixture {
+ protected:
+  std::string metrics() {
+    const auto text = std::make_shared<MetricsText>();
+    world.loop.run(add_stream_metrics(text, {stream}, counters));
+    return text->join();
+  }
+  bool shows(const std::string& sample) { return ("\n" + metrics()).find("\n" + sample + "\n") != std::string::npos; }
+
+  StreamCounters counters;
+};
+
+TEST_F(StreamMetricsTest, EachStreamShowsItsStateAndItsFigures) {
+  EXPECT_TRUE(shows("weir_stream_info{stream=\"7\",label=\"Lobby\"} 1"));
+  EXPECT_TRUE(shows("weir_stream_wanted{stream=\"7\"} 0"));
+  EXPECT_EQ(metrics().find("weir_stream_speed_ratio{"), std::string::npos) << "no figures of a stopped stream";
+  run_to_first_progress();
+  world.child().cpu_time = 2500ms;
+  stream->clientinfo->add("index.m3u8", "10.0.0.1", nullptr, 60);
+  for (const char* sample :
+       {"weir_stream_wanted{stream=\"7\"} 1", "weir_stream_up{stream=\"7\"} 1", "weir_stream_viewers{stream=\"7\"} 1",
+        "weir_stream_speed_ratio{stream=\"7\"} 1", "weir_stream_input_index{stream=\"7\"} 0",
+        "weir_stream_cpu_seconds_total{stream=\"7\"} 2.5", "weir_stream_resident_bytes{stream=\"7\"} 52428800"})
+    EXPECT_TRUE(shows(sample)) << sample << "\n" << metrics();
+  world.child().exit(1);
+  world.loop.settle();
+  EXPECT_TRUE(shows("weir_stream_up{stream=\"7\"} 0"));
+  EXPECT_EQ(metrics().find("weir_stream_resident_bytes{"), std::string::npos);
+}
+
+TEST_F(StreamMetricsTest, RestartsCountByCauseAndAStopIsNone) {
+  const auto tell = [](JournalKind kind, std::optional<Cause> cause, std::optional<double> retry, long long id = 7) {
+    JournalEntry entry;
+    entry.kind = kind;
+    entry.stream_id = id;
+    entry.cause = cause;
+    entry.retry_seconds = retry;
+    journal().record(std::move(entry));
+  };
+  for (int i = 0; i < 2; ++i) {
+    tell(JournalKind::launched, {}, {});
+    tell(JournalKind::ended, Cause::stalled, 3);
+  }
+  tell(JournalKind::ended, Cause::no_input, 3);
+  tell(JournalKind::ended, Cause::no_input, 3, 8);
+  tell(JournalKind::ended, Cause::operator_asked, {});
+  EXPECT_TRUE(shows("weir_stream_launches_total{stream=\"7\"} 2"));
+  EXPECT_TRUE(shows("weir_stream_restarts_total{stream=\"7\",cause=\"stalled\"} 2"));
+  EXPECT_TRUE(shows("weir_stream_restarts_total{stream=\"7\",cause=\"no_input\"} 1"));
+  EXPECT_EQ(metrics().find("operator"), std::string::npos);
+  tell(JournalKind::deleted, {}, {});
+  EXPECT_EQ(metrics().find("weir_stream_restarts_total{"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace weir

@@ -1,0 +1,102 @@
+#include "backend/web/events/stream_metrics.h"
+
+#include <fmt/format.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "backend/base/text_form.h"
+#include "backend/platform/failure.h"
+
+namespace weir {
+
+namespace {
+
+using Type = MetricsText::Type;
+using Family = MetricsText::Family;
+
+std::uint64_t count_viewers(const Stream& stream) {
+  std::uint64_t count = 0;
+  for (const Value& output : stream.get_client_info()) count += output.at("clients").size();
+  return count;
+}
+
+/// The families of streams, and the one place that fills them.
+class StreamFamilies {
+ public:
+  explicit StreamFamilies(MetricsText& text)
+      : info_(text.family("weir_stream_info", Type::gauge, "1 for each stream, with what it is called.")),
+        wanted_(text.family("weir_stream_wanted", Type::gauge, "1 while the stream is meant to run, 0 while stopped.")),
+        up_(text.family("weir_stream_up", Type::gauge, "1 while the stream's transcoder makes progress, else 0.")),
+        launches_(
+            text.family("weir_stream_launches_total", Type::counter, "Transcoders launched since the server's start.")),
+        restarts_(text.family("weir_stream_restarts_total", Type::counter,
+                              "Cycles that ended and were followed by another, by cause; without causes that did not "
+                              "occur since the server's start.")),
+        viewers_(text.family("weir_stream_viewers", Type::gauge, "Viewers of HLS and HTTP outputs now.")),
+        input_(text.family("weir_stream_input_index", Type::gauge, "The input in use; 0 is the preferred one.")),
+        speed_(text.family("weir_stream_speed_ratio", Type::gauge,
+                           "Media time by real time since the transcoder's start, as it prints it.")),
+        fps_(text.family("weir_stream_frames_per_second", Type::gauge, "Frames encoded per second.")),
+        bytes_(text.family("weir_stream_output_bytes_per_second", Type::gauge,
+                           "Bit rate of the output by 8, as the transcoder prints it; absent where it prints none.")),
+        media_(text.family("weir_stream_media_seconds", Type::gauge, "Media time since the transcoder's start.")),
+        cpu_(text.family("weir_stream_cpu_seconds_total", Type::counter,
+                         "CPU time of the transcoder; begins again with each.")),
+        memory_(text.family("weir_stream_resident_bytes", Type::gauge, "Resident memory of the transcoder.")) {}
+
+  void add(const Stream& stream, const StreamCounters::Counts& counts) {
+    const std::string labels = fmt::format("stream=\"{}\"", stream.id);
+    const Value& status = stream.get_status();
+    info_.add(labels + "," + metric_label("label", to_text(stream.conf->get_json_conf("label"))), std::uint64_t{1});
+    wanted_.add(labels, std::uint64_t{is_active(status)});
+    up_.add(labels, std::uint64_t{status == "running"});
+    launches_.add(labels, counts.launches);
+    for (std::size_t cause = 0; cause < counts.restarts.size(); ++cause) {
+      if (counts.restarts[cause] == 0) continue;
+      const std::string_view word = to_word(static_cast<Cause>(cause));
+      restarts_.add(fmt::format("{},cause=\"{}\"", labels, word), counts.restarts[cause]);
+    }
+    viewers_.add(labels, count_viewers(stream));
+    if (status == "running") add_progress(stream, labels);
+    add_process(stream, labels);
+  }
+
+ private:
+  void add_progress(const Stream& stream, const std::string& labels) {
+    input_.add(labels, static_cast<double>(stream.ffmpeg->input_index));
+    speed_.add(labels, stream.stats.speed.value);
+    fps_.add(labels, stream.stats.fps.value);
+    // It stays the integer 0 while "N/A" is printed.
+    if (!stream.stats.bitrate.integer) bytes_.add(labels, stream.stats.bitrate.value * 125);
+    media_.add(labels, static_cast<double>(stream.stats.time));
+  }
+
+  void add_process(const Stream& stream, const std::string& labels) {
+    if (!stream.procinfo) return;
+    try {
+      const double cpu = std::chrono::duration<double>(stream.procinfo->cpu_time()).count();
+      const std::uint64_t resident = stream.procinfo->memory_info().rss;
+      cpu_.add(labels, cpu);
+      memory_.add(labels, resident);
+    } catch (const NoSuchProcess&) {
+      // It has ended.
+    }
+  }
+
+  Family info_, wanted_, up_, launches_, restarts_, viewers_, input_, speed_, fps_, bytes_, media_, cpu_, memory_;
+};
+
+}  // namespace
+
+Async<> add_stream_metrics(std::shared_ptr<MetricsText> text, std::vector<std::shared_ptr<Stream>> streams,
+                           const StreamCounters& counters) {
+  constexpr std::size_t part = 64;
+  StreamFamilies families(*text);
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    if (i % part == part - 1) co_await yield_to_others();
+    families.add(*streams[i], counters.of(streams[i]->id));
+  }
+}
+
+}  // namespace weir
