@@ -176,6 +176,7 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
                   .host = host.empty() ? local_authority() : std::move(host),
                   .origin = std::string(message[http::field::origin]),
                   .range = std::string(message[http::field::range]),
+                  .last_event_id = std::string(message["Last-Event-ID"]),
                   .body = {},
                   .client_address = {},
                   .client_port = {}};
@@ -234,6 +235,10 @@ Async<bool> HttpConnection::send_file(FilePart file) {
 
 Async<> HttpConnection::send_live(std::unique_ptr<LiveBody> body) {
   live_ = true;
+  if (const int bytes = body->send_buffer_bytes()) {
+    error_code ignored;
+    socket_.set_option(asio::socket_base::send_buffer_size(bytes), ignored);
+  }
   for (;;) {
     deadline_.reset();
     const std::vector<LiveSlice> slices = co_await body->next();

@@ -20,6 +20,8 @@ class LiveBody {
   virtual ~LiveBody() = default;
   /// Waits for the bytes that follow; empty at the end.
   virtual Async<std::vector<LiveSlice>> next() = 0;
+  /// How much of it the system may hold for a client that does not read; 0: as it likes.
+  virtual int send_buffer_bytes() const { return 0; }
 };
 
 }  // namespace weir

@@ -1,6 +1,9 @@
 #include "backend/web/web_application.h"
 
+#include <nlohmann/json.hpp>
+
 #include "backend/base/numbers.h"
+#include "backend/platform/sleep.h"
 #include "backend/web/request_source.h"
 
 namespace weir {
@@ -19,6 +22,22 @@ bool asks_for_stream(const Request& request) {
 
 bool comes_from_here(const Request& request) { return !request.forwarded && is_loopback_host(request.host); }
 
+// As the transcoders print them.
+FigureFeed figures_of_transcoders() {
+  FigureFeed feed;
+  feed.hold = [] { return nullptr; };
+  feed.next = []() -> Async<> { co_await sleep_to_next(std::chrono::seconds(1)); };
+  feed.read = [](const Stream& stream) {
+    EventFigures figures;
+    if (stream.get_status() != "running") return figures;
+    figures[0] = stream.stats.speed.value;
+    figures[1] = stream.stats.fps.value;
+    if (!stream.stats.bitrate.integer) figures[2] = stream.stats.bitrate.value;
+    return figures;
+  };
+  return feed;
+}
+
 Response not_ready() {
   Response response = error_response(503, "The server is starting or ending");
   response.headers.emplace_back("Retry-After", "2");
@@ -34,6 +53,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       profiles_(manager, profiles, document_changes_),
       server_routes_(probe, ffmpeg_version_),
       metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
+      events_(manager, figures_of_transcoders()),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager, viewers_),
@@ -43,6 +63,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   profiles_.add_to(router_);
   server_routes_.add_to(router_);
   metrics_.add_to(router_);
+  events_.add_to(router_);
+  metrics_.add_source([this](MetricsText& text) { events_.add_metrics(text); });
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_.add_to(router_);

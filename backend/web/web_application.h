@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/web/batch_routes.h"
+#include "backend/web/events/event_routes.h"
 #include "backend/web/events/metrics_routes.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
@@ -42,6 +43,7 @@ class WebApplication {
   FfmpegVersion ffmpeg_version_;
   ServerRoutes server_routes_;
   MetricsRoutes metrics_;
+  EventRoutes events_;
   std::shared_ptr<Viewers> viewers_;
   HlsRoutes hls_;
   HttpOutputs http_outputs_;
