@@ -20,6 +20,7 @@
 #include "backend/platform/child_process.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/sleep.h"
+#include "backend/services/journal/journal_history.h"
 #include "backend/web/web_application.h"
 #include "bench/stream_files.h"
 #include "tests/support/temporary_directory.h"
@@ -158,7 +159,8 @@ int main(int argc, char** argv) {
   weir::HlsWindows windows;
   weir::Services services("", windows);
   weir::ServerStreamManager manager;
-  weir::WebApplication web(manager, services.profiles(), windows, {});
+  weir::JournalHistory history(data.path() / "journal.db", {});
+  weir::WebApplication web(manager, services.profiles(), windows, history, {});
   web.set_ready(true);
   int exit_code = 1;
   const weir::Task task = weir::spawn("bench", weir::run(manager, web, static_cast<std::size_t>(streams), exit_code));

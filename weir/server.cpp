@@ -15,6 +15,7 @@
 #include "backend/collaborators/journal.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
+#include "backend/platform/files.h"
 #include "backend/platform/loop.h"
 #include "backend/platform/processor_time.h"
 #include "backend/platform/sleep.h"
@@ -65,7 +66,9 @@ WebSettings make_web_settings(const ServerSettings& settings) {
 Server::Server(const ServerSettings& settings)
     : signals_({SIGTERM, SIGINT}),
       services_(settings.gpu_patch_library, windows_),
-      web_(manager_, services_.profiles(), windows_, probe, make_web_settings(settings)),
+      history_(join_path(settings.data, "journal.db"),
+               {.entries_per_stream = settings.history_entries, .age = std::chrono::days(settings.history_days)}),
+      web_(manager_, services_.profiles(), windows_, history_, probe, make_web_settings(settings)),
       hastens_launches_(!settings.restore_interval) {
   Loop::current().on_unhandled_failure(log_failure);
   siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
@@ -102,6 +105,7 @@ int Server::run() {
 
 Async<> Server::serve() {
   web_.server().start();
+  co_await history_.start();
   const bool started = co_await start_streams();
   if (started) {
     web_.set_ready(true);
@@ -150,6 +154,7 @@ Async<> Server::end() {
   kill_all(tasks);
   for (const Task& task : tasks) co_await task.wait();
   log(LogLevel::info, "Weir", "Every transcoder has ended");
+  co_await history_.close();
 }
 
 // The transcoders die with the process.

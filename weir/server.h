@@ -3,6 +3,7 @@
 #include "backend/platform/async.h"
 #include "backend/platform/signals.h"
 #include "backend/services/configuration/server_settings.h"
+#include "backend/services/journal/journal_history.h"
 #include "backend/services/journal/journal_log.h"
 #include "backend/stream/manager/failed_streams.h"
 #include "backend/web/server_stream_manager.h"
@@ -33,6 +34,7 @@ class Server {
   HlsWindows windows_;
   Services services_;
   JournalLog journal_log_;
+  JournalHistory history_;
   ServerStreamManager manager_;
   FailedStreams failed_streams_{manager_};
   WebApplication web_;

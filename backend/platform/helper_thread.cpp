@@ -18,7 +18,7 @@ namespace {
 /// The end of a piece of work, shared by the waiting task and the thread: either may go first.
 class WorkWait final : public Wait {
  public:
-  explicit WorkWait(std::function<void()> work) : state_(std::make_shared<State>()) {
+  WorkWait(asio::thread_pool& thread, std::function<void()> work) : thread_(thread), state_(std::make_shared<State>()) {
     state_->wait = this;
     state_->work = std::move(work);
   }
@@ -38,7 +38,7 @@ class WorkWait final : public Wait {
 
   bool begin() override {
     asio::io_context& context = Loop::current().context();
-    asio::post(Loop::current().helper_thread(), [state = state_, &context, guard = asio::make_work_guard(context)] {
+    asio::post(thread_, [state = state_, &context, guard = asio::make_work_guard(context)] {
       try {
         state->work();
       } catch (...) {
@@ -53,13 +53,23 @@ class WorkWait final : public Wait {
 
   bool cancel() noexcept override { return true; }
 
+  asio::thread_pool& thread_;
   std::shared_ptr<State> state_;
 };
 
 }  // namespace
 
 Async<> on_helper_thread(std::function<void()> work) {
-  WorkWait wait(std::move(work));
+  WorkWait wait(Loop::current().helper_thread(), std::move(work));
+  co_await wait;
+}
+
+HelperThread::HelperThread() = default;
+HelperThread::~HelperThread() = default;
+
+Async<> HelperThread::run(std::function<void()> work) {
+  if (!thread_) thread_ = std::make_unique<asio::thread_pool>(1);
+  WorkWait wait(*thread_, std::move(work));
   co_await wait;
 }
 

@@ -47,10 +47,11 @@ Response not_ready() {
 }  // namespace
 
 WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
-                               ProbeFunction probe, WebSettings settings)
+                               History& history, ProbeFunction probe, WebSettings settings)
     : streams_(manager, document_changes_),
       batches_(manager),
       profiles_(manager, profiles, document_changes_),
+      history_(manager, history),
       server_routes_(probe, ffmpeg_version_),
       metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
       events_(manager, figures_of_transcoders()),
@@ -58,9 +59,12 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
+  streams_.add_record_member(
+      {"history", [this](std::string& json, const Stream& stream) { history_.append_summary(json, stream); }});
   streams_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
+  history_.add_to(router_);
   server_routes_.add_to(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);

@@ -3,6 +3,7 @@
 #include "backend/web/batch_routes.h"
 #include "backend/web/events/event_routes.h"
 #include "backend/web/events/metrics_routes.h"
+#include "backend/web/history_routes.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
 #include "backend/web/publishing/hls_routes.h"
@@ -21,9 +22,9 @@ struct WebSettings {
 /// The whole web layer: every route, and the server that answers by them.
 class WebApplication {
  public:
-  /// Manager, profiles and windows outlive the application.
-  WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows, ProbeFunction probe,
-                 WebSettings settings = {});
+  /// Manager, profiles, windows and history outlive the application.
+  WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows, History& history,
+                 ProbeFunction probe, WebSettings settings = {});
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(Request request) const;
@@ -40,6 +41,7 @@ class WebApplication {
   StreamRoutes streams_;
   BatchRoutes batches_;
   ProfileRoutes profiles_;
+  HistoryRoutes history_;
   FfmpegVersion ffmpeg_version_;
   ServerRoutes server_routes_;
   MetricsRoutes metrics_;

@@ -7,6 +7,7 @@
 #include <future>
 
 #include "backend/platform/helper_thread.h"
+#include "backend/services/journal/journal_history.h"
 #include "tests/support/fake_siblings.h"
 
 namespace weir {
@@ -85,8 +86,9 @@ class WebApplicationTest : public testing::Test {
   ServerStreamManager manager_;
   Task syncs_;
   HlsWindows windows_;
-  WebApplication web_{
-      manager_, world_.profiles, windows_, probe_nothing, {.viewers = {.per_stream = 1}, .trusted_proxies = {}}};
+  JournalHistory history_{world_.directory.path() / "journal.db", {}};
+  WebApplication web_{manager_, world_.profiles, windows_,
+                      history_, probe_nothing,   {.viewers = {.per_stream = 1}, .trusted_proxies = {}}};
 };
 
 TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
@@ -374,6 +376,36 @@ TEST_F(WebApplicationTest, AChangeOfAStreamThatIsDeletedMeanwhileIsNotFound) {
   release.set_value();
   EXPECT_EQ(finish(std::move(change)).status, 404);
   EXPECT_EQ(finish(std::move(deletion)).status, 204);
+}
+
+TEST_F(WebApplicationTest, TheHistoryOfAStreamIsShownAndThatOfADeletedOneStaysReadable) {
+  EXPECT_EQ(ask("GET", "/api/history").status, 503) << "not opened";
+  world_.loop.run(history_.start());
+  add();
+  start_and_run();
+  world_.child().exit(1);
+  world_.loop.advance(1s);
+  const Value rows = get("/api/streams/0/history");
+  EXPECT_EQ(rows.at(0).at("kind"), "ended");
+  EXPECT_EQ(rows.at(0).at("cause"), "exited");
+  EXPECT_EQ(rows.at(0).at("label"), "News");
+  EXPECT_FALSE(rows.at(0).contains("count"));
+  EXPECT_TRUE(rows.at(0).at("description").get<std::string>().starts_with("ended by itself with code 1"));
+  const std::string before = std::to_string(rows.at(0).at("number").get<int>());
+  EXPECT_EQ(get("/api/streams/0/history?limit=1&before=" + before).at(0), rows.at(1));
+  EXPECT_EQ(get("/api/streams/0/timeline").at("restarts").size(), 1U);
+  EXPECT_EQ(get("/api/streams/0/timeline").at("intervals").back().at("status"), "restarting");
+  EXPECT_EQ(get("/api/streams/0").at("history").at("restarts").at("hour"), Value::parse(R"({"exited": 1})"));
+
+  for (const char* target : {"/api/streams/0/timeline?hours=169", "/api/history?limit=0", "/api/history?stream=x"})
+    EXPECT_EQ(ask("GET", target).status, 400) << target;
+  ASSERT_EQ(ask("POST", "/api/streams/0/stop").status, 200);
+  world_.loop.settle();
+  ASSERT_EQ(ask("DELETE", "/api/streams/0").status, 204);
+  EXPECT_EQ(ask("GET", "/api/streams/0/history").status, 404);
+  EXPECT_EQ(ask("GET", "/api/streams/0/timeline").status, 404);
+  EXPECT_EQ(get("/api/history?stream=0").at(0).at("kind"), "deleted");
+  EXPECT_EQ(get("/api/history?stream=0").size(), rows.size() + 2) << "stopped, deleted";
 }
 
 TEST_F(WebApplicationTest, BeforeItIsReadyOnlyItsStateCanBeAsked) {

@@ -49,6 +49,19 @@ std::size_t to_count(const std::string& value) {
   return static_cast<std::size_t>(*count);
 }
 
+std::size_t to_history_entries(const std::string& value) {
+  const auto entries = parse_integer(value);
+  if (!entries || *entries < 1 || *entries > 1'000'000)
+    throw std::invalid_argument("is not a number from 1 to 1000000");
+  return static_cast<std::size_t>(*entries);
+}
+
+std::size_t to_days(const std::string& value) {
+  const auto days = parse_integer(value);
+  if (!days || *days < 1 || *days > 36'500) throw std::invalid_argument("is not a number of days from 1 to 36500");
+  return static_cast<std::size_t>(*days);
+}
+
 std::optional<double> to_interval(const std::string& value) {
   if (value == "auto") return std::nullopt;
   const auto seconds = parse_float(value);
@@ -161,6 +174,9 @@ const std::vector<Setting>& setting_table() {
       {"max-viewers-per-stream", "N", "the same for each stream", one(&S::max_viewers_per_stream, to_count)},
       {"max-viewers-per-address", "N", "the same for each address of viewers",
        one(&S::max_viewers_per_address, to_count)},
+      {"history-entries", "N", "entries of the history that are kept of each stream (default 2000)",
+       one(&S::history_entries, to_history_entries)},
+      {"history-days", "N", "days for which the history is kept (default 90)", one(&S::history_days, to_days)},
       {"trusted-proxy", "ADDR",
        "address of a proxy in front of the server, repeatable; its X-Forwarded-For header names the viewer",
        list(&S::trusted_proxies, ',', to_address)},

@@ -25,6 +25,8 @@ struct ServerSettings {
   std::size_t max_viewers = 0;   ///< of all streams; 0: no limit
   std::size_t max_viewers_per_stream = 0;
   std::size_t max_viewers_per_address = 0;
+  std::size_t history_entries = 2000;  ///< of each stream
+  std::size_t history_days = 90;
   std::vector<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client
   std::vector<std::string> hardware;         ///< "nvenc", "qsv": what the transcoders' environment is prepared for
   std::vector<std::string> file_roots;       ///< where filters of documents may read files; empty: the upload directory

@@ -1,0 +1,118 @@
+#include "backend/services/journal/history_figures.h"
+
+#include <gtest/gtest.h>
+
+namespace weir {
+namespace {
+
+using namespace std::chrono_literals;
+
+const WallTime noon(1'800'000'000s);
+
+JournalEntry event(JournalKind kind, WallTime time) {
+  JournalEntry entry;
+  entry.kind = kind;
+  entry.time = time;
+  entry.stream_id = 1;
+  return entry;
+}
+
+JournalEntry end(WallTime time, Cause cause, double on_air = 0, bool goes_on = true) {
+  JournalEntry entry = event(JournalKind::ended, time);
+  entry.cause = cause;
+  entry.on_air_seconds = on_air;
+  if (goes_on) entry.retry_seconds = 3;
+  return entry;
+}
+
+class HistoryFiguresTest : public testing::Test {
+ protected:
+  void add(const JournalEntry& entry, long long count = 1, std::optional<WallTime> first = {}) {
+    figures_.add(entry, count, first.value_or(entry.time));
+  }
+  std::uint32_t last_hour(Cause cause, WallTime now) const {
+    return figures_.summarize(1, now).restarts_last_hour[static_cast<std::size_t>(cause)];
+  }
+  std::uint32_t last_day(Cause cause, WallTime now) const {
+    return figures_.summarize(1, now).restarts_last_day[static_cast<std::size_t>(cause)];
+  }
+  double on_air(WallTime now) const { return figures_.summarize(1, now).on_air_percent.value_or(-1); }
+
+  HistoryFigures figures_;
+};
+
+TEST_F(HistoryFiguresTest, CountsTheRestartsOfTheLastHourAndDayByCause) {
+  add(end(noon, Cause::stalled));
+  add(end(noon + 2h, Cause::exited));
+  add(end(noon + 2h + 1min, Cause::exited));
+  add(end(noon + 2h + 2min, Cause::operator_asked, 0, false));
+  add(end(noon + 2h + 2min, Cause::server_end));
+  EXPECT_EQ(last_hour(Cause::exited, noon + 2h + 30min), 2U);
+  EXPECT_EQ(last_hour(Cause::stalled, noon + 2h + 30min), 0U);
+  EXPECT_EQ(last_day(Cause::stalled, noon + 2h + 30min), 1U);
+  EXPECT_EQ(last_day(Cause::operator_asked, noon + 2h + 30min), 0U) << "a stop";
+  EXPECT_EQ(last_day(Cause::server_end, noon + 2h + 30min), 0U);
+  EXPECT_EQ(last_hour(Cause::exited, noon + 3h + 10min), 0U);
+  EXPECT_EQ(last_day(Cause::stalled, noon + 24h + 10min), 0U);
+}
+
+TEST_F(HistoryFiguresTest, SpreadsTheRestartsOfACrashLoopOverItsTime) {
+  add(end(noon + 48h, Cause::exited), 48 * 60, noon);
+  EXPECT_NEAR(last_hour(Cause::exited, noon + 48h), 60, 6);
+  EXPECT_NEAR(last_day(Cause::exited, noon + 48h), 24 * 60, 6);
+  EXPECT_NEAR(last_day(Cause::exited, noon + 60h), 12 * 60, 6);
+}
+
+TEST_F(HistoryFiguresTest, TheTimeOnTheAirIsThatOfTheLastDayOrOfTheStreamsLife) {
+  EXPECT_EQ(on_air(noon), -1) << "an unknown stream";
+  add(event(JournalKind::added, noon));
+  EXPECT_EQ(on_air(noon), -1) << "a new stream";
+  EXPECT_EQ(on_air(noon + 1h), 0);
+  add(event(JournalKind::running, noon + 1h));
+  EXPECT_NEAR(on_air(noon + 4h), 75, 0.01);
+  add(end(noon + 6h, Cause::exited, 5 * 3600));
+  EXPECT_NEAR(on_air(noon + 10h), 50, 0.01);
+  add(event(JournalKind::running, noon + 10h));
+  EXPECT_NEAR(on_air(noon + 28h), 100 * 20 / 24., 0.01) << "two hours of the first run, all of the second";
+  EXPECT_NEAR(on_air(noon + 60h), 100, 0.01);
+}
+
+TEST_F(HistoryFiguresTest, ACrashLoopsTimeOnTheAirIsSummedUp) {
+  add(event(JournalKind::added, noon));
+  for (int i = 1; i <= 3600; ++i) {
+    add(event(JournalKind::running, noon + i * 10s - 5s));
+    add(end(noon + i * 10s, Cause::exited, 5));
+  }
+  EXPECT_NEAR(on_air(noon + 10h), 50, 0.01);
+  EXPECT_NEAR(on_air(noon + 29h), 100 * 2.5 / 24, 0.1);
+}
+
+TEST_F(HistoryFiguresTest, WhatEarlierRunsOfTheServerToldComesBefore) {
+  HistoryFigures earlier;
+  earlier.begin(1, noon - 100h);
+  earlier.add(end(noon, Cause::stalled, 6 * 3600), 1, noon);
+  add(event(JournalKind::running, noon + 1h));
+  add(end(noon + 2h, Cause::exited, 3600));
+  figures_.prepend(std::move(earlier));
+  EXPECT_EQ(last_day(Cause::stalled, noon + 2h), 1U);
+  EXPECT_EQ(last_day(Cause::exited, noon + 2h), 1U);
+  EXPECT_NEAR(on_air(noon + 2h), 100 * 7 / 24., 0.01);
+}
+
+TEST_F(HistoryFiguresTest, AStreamIsActiveUntilItStopsAndADeletedOneIsForgotten) {
+  const std::pair<JournalEntry, bool> steps[] = {
+      {event(JournalKind::started, noon), true},       {end(noon + 1s, Cause::exited), true},
+      {event(JournalKind::running, noon + 2s), true},  {end(noon + 3s, Cause::operator_asked, 1, false), false},
+      {event(JournalKind::stopped, noon + 3s), false},
+  };
+  for (const auto& [entry, active] : steps) {
+    add(entry);
+    EXPECT_EQ(figures_.is_any_active(), active) << to_word(entry.kind);
+  }
+  add(event(JournalKind::deleted, noon + 4s));
+  EXPECT_EQ(last_day(Cause::exited, noon + 5s), 0U);
+  EXPECT_EQ(on_air(noon + 5s), -1);
+}
+
+}  // namespace
+}  // namespace weir

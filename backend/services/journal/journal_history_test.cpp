@@ -1,0 +1,230 @@
+#include "backend/services/journal/journal_history.h"
+
+#include <fmt/core.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "backend/base/log.h"
+#include "backend/platform/sleep.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test_loop.h"
+
+namespace weir {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+/// The largest file that this process can write, while it lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    set(bytes);
+  }
+  ~FileSizeLimit() { set(before_.rlim_cur); }
+
+ private:
+  void set(rlim_t bytes) const {
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  rlimit before_{};
+};
+
+class JournalHistoryTest : public testing::Test {
+ protected:
+  JournalHistoryTest() {
+    set_log_sink([this](LogLevel, std::string_view, std::string_view text) { log_lines_.emplace_back(text); });
+  }
+  ~JournalHistoryTest() override { set_log_sink({}); }
+
+  void start() {
+    history_ = std::make_unique<JournalHistory>(path_, HistoryLimits{.entries_per_stream = 1'000'000});
+    loop_.run(history_->start());
+  }
+  void restart() {
+    loop_.run(history_->close());
+    history_.reset();
+    start();
+  }
+  static void tell(JournalKind kind = JournalKind::changed, const std::string& text = {}) {
+    journal().record({.kind = kind, .stream_id = 1, .label = "News", .text = text});
+  }
+  std::vector<HistoryEntry> find(const HistoryQuery& query = {}) { return loop_.run(history_->find(query)); }
+  std::size_t count() { return find({.limit = 1'000'000}).size(); }
+  /// What another reader of the file sees.
+  std::size_t count_in_file() const { return JournalDatabase(path_, {}).find({.limit = 1'000'000}).size(); }
+  bool eventually_in_file(std::size_t count) {
+    return loop_.run_until([&] { return count_in_file() == count; }, 10s);
+  }
+  /// The time of the next try to write comes, which works.
+  void retry() {
+    loop_.advance(10s);
+    EXPECT_TRUE(loop_.run_until([&] { return log_lines_.back().find("is written again") != std::string::npos; }, 10s));
+  }
+
+  test::TemporaryDirectory directory_;
+  const std::string path_ = directory_.path() / "journal.db";
+  test::TestLoop loop_;
+  std::vector<std::string> log_lines_;
+  std::unique_ptr<JournalHistory> history_;
+};
+
+TEST_F(JournalHistoryTest, WritesWithinASecondAndWakesNobodyWhenThereIsNothingToWrite) {
+  start();
+  EXPECT_GT(*loop_.timers().next() - now(), 24h) << "nothing to write";
+  tell();
+  tell();
+  loop_.advance(950ms);
+  EXPECT_TRUE(eventually_in_file(2));
+  EXPECT_GT(*loop_.timers().next() - now(), 24h);
+  tell(JournalKind::running);
+  loop_.advance(950ms);
+  EXPECT_TRUE(eventually_in_file(3));
+  loop_.settle();
+  EXPECT_LE(*loop_.timers().next() - now(), 1min) << "a stream runs: how far it came is noted";
+}
+
+TEST_F(JournalHistoryTest, FindsWhatWasToldJustNowAndGoesOnWithItsNumbersAfterARestart) {
+  start();
+  tell();
+  const std::uint64_t first = find().at(0).entry.number;
+  tell();
+  loop_.run(history_->close());
+  history_.reset();
+  journal().continue_from(1);
+  start();
+  EXPECT_EQ(journal().next_number(), first + 2) << "the end wrote the rest";
+  tell();
+  EXPECT_EQ(find().at(0).entry.number, first + 2);
+  EXPECT_EQ(count(), 3U);
+}
+
+TEST_F(JournalHistoryTest, KeepsNoPasswordsAndNoMoreOfATextThanItNeeds) {
+  start();
+  tell(JournalKind::notice, "rtmp://u:secret@h/ fails");
+  tell(JournalKind::notice, std::string(999, 'x') + "\u00fc");
+  EXPECT_EQ(find().at(0).entry.text, std::string(999, 'x'));
+  EXPECT_EQ(find().at(1).entry.text, "rtmp://u:***@h/ fails");
+}
+
+TEST_F(JournalHistoryTest, AKilledServersStreamsAreOffTheAirFromWhenItWasLastKnownAlive) {
+  start();
+  tell(JournalKind::running);
+  loop_.advance(1s);
+  ASSERT_TRUE(eventually_in_file(1));
+  history_.reset();  // without a word
+  loop_.advance(1h);
+  start();
+  const HistoryEntry end = find({.limit = 1}).at(0);
+  EXPECT_EQ(end.entry.cause, Cause::server_end);
+  EXPECT_NEAR(end.entry.on_air_seconds.value_or(-1), 1, 0.1);
+  EXPECT_NEAR(history_->summarize(1).on_air_percent.value_or(-1), 100 / 3600., 0.01);
+}
+
+TEST_F(JournalHistoryTest, ADamagedFileIsSetAsideWithOneLine) {
+  start();
+  for (int i = 0; i < 500; ++i) tell(JournalKind::notice, std::string(100, 'x'));
+  loop_.run(history_->close());
+  history_.reset();
+  const auto overwrite = [&](std::size_t at, std::size_t size) {
+    std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(at)) << std::string(size, '\xA5');
+  };
+  const std::pair<const char*, std::function<void()>> damages[] = {
+      {"no database", [&] { std::ofstream(path_) << std::string(5000, 'x'); }},
+      {"damaged pages", [&] { overwrite(4096, 12'000); }},
+      {"of a newer version", [&] { Sqlite(path_).execute("PRAGMA user_version = 99"); }},
+  };
+  for (const auto& [name, damage] : damages) {
+    log_lines_.clear();
+    damage();
+    start();
+    tell();
+    EXPECT_EQ(count(), 1U) << name;
+    EXPECT_TRUE(fs::exists(path_ + ".broken")) << name;
+    fs::remove(path_ + ".broken");
+    for (int i = 0; i < 500; ++i) tell(JournalKind::notice, std::string(100, 'x'));
+    restart();
+    EXPECT_EQ(count(), 501U) << name;
+    EXPECT_EQ(log_lines_.size(), 1U) << name;
+    loop_.run(history_->close());
+    history_.reset();
+  }
+}
+
+TEST_F(JournalHistoryTest, DamageThatIsMetWhileTheServerRunsLosesNoNewEntry) {
+  start();
+  for (int i = 0; i < 500; ++i) tell(JournalKind::notice, std::string(100, 'x'));
+  EXPECT_EQ(count(), 500U);
+  Sqlite(path_).execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  std::ofstream(path_, std::ios::in | std::ios::out) << std::string(20'000, '\xA5');
+  for (int i = 0; i < 3; ++i) tell();
+  EXPECT_EQ(count(), 3U);
+  EXPECT_EQ(log_lines_.size(), 1U);
+}
+
+TEST_F(JournalHistoryTest, AFullDiskIsSaidOnceAndTheHistoryGoesOnWhenThereIsRoom) {
+  start();
+  tell();
+  ASSERT_EQ(count(), 1U);
+  {
+    const FileSizeLimit full(100'000);
+    for (int i = 0; i < 1000; ++i) tell(JournalKind::notice, std::string(500, 'x'));
+    loop_.advance(1s);
+    ASSERT_TRUE(loop_.run_until([&] { return log_lines_.size() == 1; }, 10s));
+    loop_.advance(10s);
+    EXPECT_EQ(find().size(), 1U) << "what was written can be read, after the second try";
+    tell();
+  }
+  EXPECT_EQ(log_lines_.size(), 1U);
+  EXPECT_NE(log_lines_[0].find(path_ + " can't be written: "), std::string::npos) << log_lines_[0];
+  retry();
+  EXPECT_EQ(log_lines_.back(), path_ + " is written again; 0 entries were lost");
+  EXPECT_EQ(count(), 1002U);
+}
+
+TEST_F(JournalHistoryTest, WhileItCannotBeWrittenTheNewestEntriesAreKeptInLimitedMemory) {
+  fs::create_directory(path_);
+  start();
+  EXPECT_THROW(find(), HistoryUnavailable);
+  const std::uint64_t first = journal().next_number();
+  for (int i = 0; i < 10'000; ++i) tell(JournalKind::notice, std::string(1000, 'x'));
+  EXPECT_EQ(log_lines_.size(), 1U);
+  fs::remove(path_);
+  retry();
+  const std::size_t kept = count();
+  EXPECT_GT(kept, 2000U);
+  EXPECT_LT(kept, 4000U);
+  EXPECT_EQ(log_lines_.back(), fmt::format("{} is written again; {} entries were lost", path_, 10'000 - kept));
+  EXPECT_EQ(find({.limit = 1}).at(0).entry.number, first + 9999);
+}
+
+TEST_F(JournalHistoryTest, ALockedFileIsOpenedLaterAndTheNumbersOfEntriesUntilThenFollowItsOwn) {
+  start();
+  tell();
+  tell();
+  loop_.run(history_->close());
+  history_.reset();
+  journal().continue_from(1);
+  auto other = std::make_unique<Sqlite>(path_);
+  other->execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN IMMEDIATE; INSERT INTO state VALUES('x', 1); COMMIT");
+  start();
+  EXPECT_EQ(log_lines_.size(), 1U);
+  tell(JournalKind::notice, "late");
+  other.reset();
+  retry();
+  const std::vector<HistoryEntry> found = find();
+  ASSERT_EQ(found.size(), 3U);
+  EXPECT_EQ(found[0].entry.text, "late");
+  EXPECT_EQ(journal().next_number(), found[0].entry.number + 1);
+}
+
+}  // namespace
+}  // namespace weir
