@@ -1,6 +1,7 @@
 // A transcoder that does nothing but talk: a description at the start, then two progress lines a second. Its phase
 // follows from its process id, so that many of them are spread over the second. With FAKE_SEGMENTS in its environment
-// it also completes an HLS segment every four seconds, beside the playlist that its arguments name.
+// it also completes an HLS segment every four seconds, beside the playlist that its arguments name; with FAKE_FIGURES
+// its figures change from line to line.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -42,15 +43,18 @@ int main(int argc, char** argv) {
   if (write(STDERR_FILENO, description, sizeof description - 1) < 0) return 1;
   const char* playlist = playlist_among(argc, argv);
   if (playlist) write_file(playlist);
+  const bool varies = std::getenv("FAKE_FIGURES") != nullptr;
   timespec pause{0, (getpid() * 7919L) % 500 * 1000000L};
   for (long tick = 0;; ++tick) {
     nanosleep(&pause, nullptr);
     pause = {0, 500000000L};
+    const long change = varies ? (tick * 7919 + getpid()) % 97 : 0;
     char line[160];
     const int size = std::snprintf(line, sizeof line,
                                    "frame=%5ld fps= 25 q=28.0 size=%8ldkB time=%02ld:%02ld:%02ld.%02ld "
-                                   "bitrate=2097.2kbits/s speed=1.00x    \r",
-                                   tick * 12, tick * 128, tick / 7200, tick / 120 % 60, tick / 2 % 60, tick % 2 * 50);
+                                   "bitrate=%ld.2kbits/s speed=1.%02ldx    \r",
+                                   tick * 12, tick * 128, tick / 7200, tick / 120 % 60, tick / 2 % 60, tick % 2 * 50,
+                                   2097 + change, change / 10);
     if (write(STDERR_FILENO, line, static_cast<size_t>(size)) < 0) return 1;
     if (playlist && (tick + getpid()) % 8 == 0) write_segment(playlist, tick / 8);
   }

@@ -58,7 +58,10 @@ WebSettings make_web_settings(const ServerSettings& settings) {
   return {.viewers = {.total = settings.max_viewers,
                       .per_stream = settings.max_viewers_per_stream,
                       .per_address = settings.max_viewers_per_address},
-          .trusted_proxies = {settings.trusted_proxies.begin(), settings.trusted_proxies.end()}};
+          .trusted_proxies = {settings.trusted_proxies.begin(), settings.trusted_proxies.end()},
+          .webhooks = {.file = join_path(settings.data, "webhooks.json"),
+                       .settings_file = settings.webhooks,
+                       .private_addresses = settings.webhook_private_addresses}};
 }
 
 }  // namespace

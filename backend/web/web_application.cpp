@@ -55,6 +55,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       server_routes_(probe, ffmpeg_version_),
       metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
       events_(manager, figures_of_transcoders()),
+      webhooks_(std::move(settings.webhooks)),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager, viewers_),
@@ -68,7 +69,9 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   server_routes_.add_to(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);
+  webhooks_.add_to(router_);
   metrics_.add_source([this](MetricsText& text) { events_.add_metrics(text); });
+  metrics_.add_source([this](MetricsText& text) { webhooks_.add_metrics(text); });
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_.add_to(router_);

@@ -3,6 +3,7 @@
 #include "backend/web/batch_routes.h"
 #include "backend/web/events/event_routes.h"
 #include "backend/web/events/metrics_routes.h"
+#include "backend/web/events/webhook_routes.h"
 #include "backend/web/history_routes.h"
 #include "backend/web/http_server.h"
 #include "backend/web/profile_routes.h"
@@ -17,6 +18,7 @@ namespace weir {
 struct WebSettings {
   ViewerLimits viewers;
   std::set<std::string> trusted_proxies;  ///< see `HttpService`
+  WebhookSettings webhooks = {};
 };
 
 /// The whole web layer: every route, and the server that answers by them.
@@ -46,6 +48,7 @@ class WebApplication {
   ServerRoutes server_routes_;
   MetricsRoutes metrics_;
   EventRoutes events_;
+  WebhookRoutes webhooks_;
   std::shared_ptr<Viewers> viewers_;
   HlsRoutes hls_;
   HttpOutputs http_outputs_;

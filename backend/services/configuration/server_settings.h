@@ -31,6 +31,8 @@ struct ServerSettings {
   std::vector<std::string> hardware;         ///< "nvenc", "qsv": what the transcoders' environment is prepared for
   std::vector<std::string> file_roots;       ///< where filters of documents may read files; empty: the upload directory
   std::string gpu_patch_library;             ///< LD_PRELOAD of the transcoders with "nvenc"
+  std::string webhooks;                      ///< a JSON file with a list of them; empty: none but those of the API
+  bool webhook_private_addresses = false;    ///< whether receivers of webhooks may have private addresses
   LogLevel log_level = LogLevel::info;
   LogFormat log_format = LogFormat::text;
   bool assertions = true;
