@@ -38,7 +38,8 @@ enum class JournalKind {
   launched,  ///< a cycle's transcoder was launched: `cycle`, `input`, `process`
   running,   ///< its first progress; the same fields, and `cycle_seconds` since the launch
   ended,  ///< a cycle ended: all fields of a cycle, `cause`, `text` the transcoder's last error line or what was wrong
-  stopped,    ///< the supervision task ended and the stream is off the air: `cause`, `by`
+  stopped,    ///< the supervision task ended and the stream is off the air: `cause`, `by`, `on_air_seconds` of its last
+              ///< cycle
   failed,     ///< the supervision could not go on: `text` why, `retry_seconds` until the server starts the stream again
   added,      ///< a stream was created: `by`
   changed,    ///< a document was changed: `by`, `text` the keys

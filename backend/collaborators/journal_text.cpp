@@ -13,6 +13,11 @@ std::string by_whom(const JournalEntry& entry) { return entry.by.empty() ? "" : 
 
 std::string after_colon(const std::string& text) { return text.empty() ? "" : ": " + text; }
 
+std::string after_time_on_air(const JournalEntry& entry) {
+  if (entry.on_air_seconds.value_or(0) <= 0) return {};
+  return " after " + describe_seconds(*entry.on_air_seconds) + " on the air";
+}
+
 std::string describe_input(const JournalEntry& entry) {
   const int input = entry.input.value_or(0);
   return fmt::format("input #{}{}", input, input > 0 ? " (not the preferred one)" : "");
@@ -55,10 +60,9 @@ std::string describe_cause(const JournalEntry& end) {
 
 std::string describe_end(const JournalEntry& end) {
   std::string text = describe_cause(end);
-  if (end.on_air_seconds.value_or(0) > 0)
-    text += " after " + describe_seconds(*end.on_air_seconds) + " on the air";
-  else if (end.cycle_seconds.value_or(0) > 0)
-    text += " after " + describe_seconds(*end.cycle_seconds);
+  const std::string on_air = after_time_on_air(end);
+  text += on_air;
+  if (on_air.empty() && end.cycle_seconds.value_or(0) > 0) text += " after " + describe_seconds(*end.cycle_seconds);
   text += after_colon(end.text);
   // Only where it does not follow at once.
   if (end.retry_seconds.value_or(0) > 0) text += "; next launch in " + describe_seconds(*end.retry_seconds);
@@ -98,7 +102,7 @@ std::string describe_plainly(const JournalEntry& entry) {
       return fmt::format("stopped because the supervision failed{}; starts again in {}", after_colon(entry.text),
                          describe_seconds(entry.retry_seconds.value_or(0)));
     case JournalKind::stopped:
-      return "stopped" + by_whom(entry);
+      return "stopped" + by_whom(entry) + after_time_on_air(entry);
     case JournalKind::added:
     case JournalKind::changed:
     case JournalKind::deleted:

@@ -123,7 +123,7 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   JournalEntry make_end(const Reason& reason) const;
   void tell_launched();
   void tell_ended(JournalEntry end, bool goes_on);
-  void tell_stopped(const Reason& reason);
+  void tell_stopped(const Reason& reason, std::optional<double> on_air = std::nullopt);
   std::string find_error() const;
   void tell_failed(std::string_view reason);
 

@@ -84,12 +84,13 @@ std::string Stream::find_error() const {
 
 Reason Stream::take_reason() { return std::exchange(reason_, std::nullopt).value_or(Reason()); }
 
-void Stream::tell_stopped(const Reason& reason) {
+void Stream::tell_stopped(const Reason& reason, std::optional<double> on_air) {
   failures_ = 0;
   JournalEntry entry;
   entry.kind = JournalKind::stopped;
   entry.cause = reason.cause;
   entry.by = reason.by;
+  entry.on_air_seconds = on_air;
   tell(std::move(entry));
 }
 

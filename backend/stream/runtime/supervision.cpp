@@ -146,7 +146,7 @@ Async<> Stream::run_cycles(std::shared_ptr<const Environment> environment) {
     cleanup_dirs();
     set_status("restarting");
     if (leaving) std::rethrow_exception(leaving);
-    if (stopped) tell_stopped(reason);
+    if (stopped) tell_stopped(reason, cycle.number != last_cycle ? last_end->on_air_seconds : std::nullopt);
   }
 }
 

@@ -20,6 +20,7 @@ struct HlsWindow {
   };
 
   HlsCycle cycle;
+  bool has_file = false;        ///< something of it was saved
   bool is_running = false;      ///< a cycle has begun and not ended
   long long discontinuity = 0;  ///< the discontinuity sequence number of the cycle
   int target_duration = 0;      ///< seconds; 0 until a segment is known

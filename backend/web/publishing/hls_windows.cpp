@@ -53,7 +53,10 @@ std::string window_path(long long stream_id) {
   return join_path(windows_directory(), fmt::format("{}.json", stream_id));
 }
 
-void save(long long stream_id, const HlsWindow& window) { update_file(window_path(stream_id), format_window(window)); }
+void save(long long stream_id, HlsWindow& window) {
+  update_file(window_path(stream_id), format_window(window));
+  window.has_file = true;
+}
 
 // A rename costs half of a link and its removal, and loses nothing: the directory is about to be emptied.
 void keep_segment(long long stream_id, const std::string& name) {
@@ -145,7 +148,8 @@ std::vector<long long> HlsWindows::begin_cycle(long long stream_id, const HlsCyc
   window.cycle = cycle;
   window.is_running = true;
   ++window.revision;
-  log_failure(stream_id, "The HLS window can't be saved", [&] { save(stream_id, window); });
+  // What nobody has seen need not be remembered, and new files are much of what a start of many streams costs.
+  if (window.has_file) log_failure(stream_id, "The HLS window can't be saved", [&] { save(stream_id, window); });
   return first_numbers;
 }
 
