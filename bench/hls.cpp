@@ -1,6 +1,6 @@
 // What viewers of HLS cost: a copied stream of about 4 Mbit/s to many viewers at once, each of whom asks for the
 // playlist and for every new segment. Shows what they received, the server's CPU and memory, and the longest rounds of
-// GET /healthz meanwhile: in time, and in CPU that the server used until it answered.
+// GET /healthz meanwhile: in time, and in CPU that the server used until it answered; and the longest turn of the loop.
 //
 //     bench_hls SERVER [VIEWERS [SECONDS]]
 
@@ -142,6 +142,19 @@ Received watch(std::vector<std::unique_ptr<Viewer>>& viewers, int epoll, std::ch
   return received;
 }
 
+// The figure after `name` in JSON text.
+std::string figure_after(const std::string& json, const std::string& name) {
+  const std::size_t begin = std::min(json.find("\"" + name + "\":"), json.size());
+  const std::string_view rest = std::string_view(json).substr(std::min(begin + name.size() + 3, json.size()));
+  return std::string(rest.substr(0, rest.find_first_of(",}")));
+}
+
+void print_longest_turn() {
+  const std::string system = request("GET", "/api/system");
+  fmt::print("longest turn of the loop: {} ms, longest lag of a timer: {} ms\n",
+             figure_after(system, "longest_turn_ms"), figure_after(system, "longest_lag_ms"));
+}
+
 void measure(pid_t server, std::size_t count, int seconds) {
   const double memory_before = resident_mebibytes(server);
   const int epoll = epoll_create1(EPOLL_CLOEXEC);
@@ -155,6 +168,7 @@ void measure(pid_t server, std::size_t count, int seconds) {
   }
   const Received before = watch(viewers, epoll, 2 * segment_time);
   const double cpu = cpu_seconds(server);
+  request("DELETE", "/api/system/longest");
   Prober prober(server);
   const Received after = watch(viewers, epoll, std::chrono::seconds(seconds));
   const auto [times, cpus] = prober.finish();
@@ -165,6 +179,7 @@ void measure(pid_t server, std::size_t count, int seconds) {
   fmt::print("server: {:.0f} % of a core, {:.1f} MiB resident ({:.1f} before they came)\n", 100 * used / seconds,
              resident_mebibytes(server), memory_before);
   print_rounds(times, cpus);
+  print_longest_turn();
   close(epoll);
 }
 

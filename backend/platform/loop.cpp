@@ -97,13 +97,16 @@ void Loop::schedule(TaskState& task) {
 void Loop::run_ready() {
   drain_posted_ = false;
   idle_rounds_ = 0;
-  const auto deadline = std::chrono::steady_clock::now() + max_round;
+  TimePoint turn_begin = std::chrono::steady_clock::now();
+  const TimePoint deadline = turn_begin + max_round;
   for (std::size_t count = ready_.size(); count > 0; --count) {
     TaskState* task = ready_.front();
     ready_.pop_front();
     task->run();
     intrusive_ptr_release(task);
-    if (std::chrono::steady_clock::now() > deadline) break;
+    const TimePoint turn_end = std::chrono::steady_clock::now();
+    turns_.record(turn_end - std::exchange(turn_begin, turn_end));
+    if (turn_end > deadline) break;
   }
   if (!ready_.empty()) post_drain();
 }
@@ -144,9 +147,12 @@ void Loop::arm_real_timer() {
   real_timer_->timer.expires_at(*next);
   real_timer_->timer.async_wait([this](const boost::system::error_code& error) {
     if (error) return;
+    const TimePoint begin = clock_->now();
+    turns_.record_lag(begin - real_timer_->timer.expiry());
     real_timer_->expiring = true;
-    timers_.expire(clock_->now());
+    timers_.expire(begin);
     real_timer_->expiring = false;
+    turns_.record(clock_->now() - begin);
     arm_real_timer();
   });
 }

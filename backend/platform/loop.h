@@ -9,6 +9,7 @@
 
 #include "backend/platform/clock.h"
 #include "backend/platform/timers.h"
+#include "backend/platform/turn_times.h"
 
 namespace boost::asio {
 class io_context;
@@ -45,6 +46,8 @@ class Loop {
   Poller& poller() noexcept { return *poller_; }
   DirectoryWatcher& directory_watcher();
   boost::asio::io_context& context() noexcept { return *context_; }
+  /// For how long tasks, timers and pipes held the loop, in real time.
+  TurnTimes& turns() noexcept { return turns_; }
   /// One thread for blocking calls; see `on_helper_thread`.
   boost::asio::thread_pool& helper_thread();
 
@@ -82,6 +85,7 @@ class Loop {
   bool yielded_posted_ = false;
   int idle_rounds_ = 0;   ///< in which no task ran
   int yield_rounds_ = 0;  ///< since a yielded task went on
+  TurnTimes turns_;
   FailureHandler failure_handler_;
 };
 
