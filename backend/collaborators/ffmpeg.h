@@ -6,6 +6,7 @@
 
 #include "backend/base/value.h"
 #include "backend/platform/async.h"
+#include "backend/platform/clock.h"
 
 namespace weir {
 
@@ -15,6 +16,14 @@ struct FFmpegStreamSpecifier {
   std::string stream_type = "v";  ///< "v", "a", "s", or empty for any
   int stream_index = 0;           ///< among the streams of that type
   int output = 0;                 ///< index of the transcoder's output, where outputs are asked
+};
+
+/// What a probe of one of a stream's inputs told.
+struct InputAnswer {
+  int index = 0;
+  bool answers = false;
+  std::string reason = {};  ///< why it does not, where that is known
+  WallTime time = {};
 };
 
 /// The command builder of one run of a stream's transcoder. Failures are left as the error handler's error message.
@@ -35,6 +44,8 @@ class FFmpeg {
   std::vector<int> hls_list_sizes;   ///< per HLS variant: how many segments its playlist lists
   std::vector<std::vector<FFmpegStreamSpecifier>> hls_variants;  ///< per HLS variant: its output streams
   std::optional<std::string> hls_master_playlist;                ///< file name; nothing when none is wanted
+  std::vector<std::string> recordings;     ///< paths of the files that the run writes as its outputs
+  std::vector<InputAnswer> input_answers;  ///< of the inputs that the latest probing call has an answer of
 };
 
 /// Composes the address of an RTMP output. A setter takes one field of the output, null when it is absent, and is true

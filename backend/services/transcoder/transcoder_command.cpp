@@ -15,6 +15,7 @@
 #include "backend/platform/child_process.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/platform/loop.h"
 #include "backend/services/transcoder/encoding/encoding.h"
 #include "backend/services/transcoder/input/silence_limit.h"
 #include "backend/services/transcoder/output/hls_output.h"
@@ -135,6 +136,10 @@ void TranscoderCommand::build(bool launch) {
   if (probed_format_ == "mpegts" || source.format == "mpegts") expect_transport_stream(source);
   limit_silence(source);
   Outputs outputs = read_outputs();
+  recordings.clear();
+  for (const OutputTarget& target : outputs.targets) {
+    if (!target.recording.empty()) recordings.push_back(target.recording);
+  }
   refuse_shared_files(source, outputs.targets);
   EncodingDemands demands;
   demands.segment_time = outputs.hls ? outputs.hls->segment_time : 0;
@@ -237,6 +242,7 @@ Async<std::string> TranscoderCommand::settle_input() {
   std::vector<InputCandidate> candidates;
   for (int index : inputs) candidates.push_back(make_candidate(index));
   const SettledInput settled = co_await settle_inputs(std::move(candidates));
+  note_answers(inputs, settled);
   problem = tell_of_reasons(inputs, settled.reasons);
   no_input_answers = !settled.taken;
   if (no_input_answers) co_return "No input answers:" + problem;
@@ -253,6 +259,17 @@ InputCandidate TranscoderCommand::make_candidate(int index) const {
     candidate.timeout = source.probe_timeout;
   });
   return candidate;
+}
+
+/// Of those behind the one taken nothing is known.
+void TranscoderCommand::note_answers(const std::vector<int>& inputs, const SettledInput& settled) {
+  const WallTime time = Loop::current().clock().wall();
+  input_answers.clear();
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    const bool taken = settled.taken == i;
+    if (!taken && settled.reasons[i].empty()) continue;
+    input_answers.push_back({inputs[i], taken, mask_passwords(settled.reasons[i]), time});
+  }
 }
 
 /// Logs why inputs were not taken, and gives it as one text.

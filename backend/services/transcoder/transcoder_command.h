@@ -45,6 +45,7 @@ class TranscoderCommand : public FFmpeg {
   std::vector<int> get_candidates() const;
   Async<std::string> settle_input();
   InputCandidate make_candidate(int index) const;
+  void note_answers(const std::vector<int>& inputs, const SettledInput& settled);
   std::string tell_of_reasons(const std::vector<int>& inputs, const std::vector<std::string>& reasons) const;
 
   const JsonConf& conf_;

@@ -116,6 +116,12 @@ bool StreamClientInfo::remove(const Value& filename, const Value& addr, const Va
   return true;
 }
 
+std::size_t StreamClientInfo::size() const {
+  std::size_t count = 0;
+  for (const Output& output : outputs_) count += output.clients.size();
+  return count;
+}
+
 Value StreamClientInfo::dumps() const {
   const long long time = wall_seconds();
   Value summary = Value::object();

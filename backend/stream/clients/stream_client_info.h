@@ -34,6 +34,9 @@ class StreamClientInfo final : private Timer {
   /// first arrival. In order of the outputs.
   Value dumps() const;
 
+  /// The number of clients, of all outputs together.
+  std::size_t size() const;
+
   /// Forgets no further client by itself. Returns true.
   Async<bool> cleanup();
 

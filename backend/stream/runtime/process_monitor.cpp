@@ -75,6 +75,8 @@ Async<> watch_memory(Stream& stream) {
   while (stream.get_status() != "running") co_await sleep(seconds(1));
   const MemoryUse baseline = co_await settle_memory(stream);
   const MemoryUse limits = memory_limits(*stream.conf, baseline);
+  stream.findings.system_limit = limits.system.get<double>();
+  stream.findings.graphics_limit = limits.graphics.get<double>();
   while (!stream.proc->poll()) {
     co_await sleep(seconds(60));
     const std::string excess = find_excess(stream, limits);

@@ -1,3 +1,4 @@
+#include "backend/platform/clock.h"
 #include "backend/stream/runtime/monitors.h"
 #include "backend/stream/runtime/stream.h"
 
@@ -7,6 +8,7 @@ Async<> progress_monitor(Stream& stream) {
   bool running = false;
   while (auto line = co_await stream.stderr_lines->next()) {
     if (stream.stats.update(*line)) {
+      stream.stats.taken_at = now();
       if (!running) {
         const auto guard = co_await stream.lock.acquire();
         stream.set_status("running");

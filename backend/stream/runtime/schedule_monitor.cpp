@@ -19,6 +19,7 @@ Async<bool> switch_to_better_input(Stream& stream) {
     const std::string url = to_text(stream.conf->get_json_conf(fmt::format("input.{}.url", index)));
     const std::unique_ptr<AVStreamInfo> probe = siblings().streaminfo();
     const bool answers = co_await probe->probe(fmt::format("-i '{}'", url));
+    stream.note_input({.index = index, .answers = answers, .time = Loop::current().clock().wall()});
     if (!answers) {
       stream.debug(fmt::format("Priority URL #{} {} does not answer yet", index, url));
       continue;

@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,6 +21,14 @@ void delete_segment(const std::string& directory, const std::string& name) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno(path);
 }
 
+// What is no segment, or gone already, is left out.
+void measure(const std::string& directory, const std::string& name, std::size_t variants, SegmentRates& rates) {
+  const auto segment = parse_segment_name(name);
+  struct stat status{};
+  if (!segment || segment->variant >= variants || ::stat(join_path(directory, name).c_str(), &status) != 0) return;
+  rates.complete(segment->variant, static_cast<std::uint64_t>(status.st_size), now());
+}
+
 void handle(const DirectoryEvent& event, const std::string& directory, SegmentWindow& window) {
   switch (event.kind) {
     case DirectoryEvent::Kind::close_write:
@@ -33,12 +42,18 @@ void handle(const DirectoryEvent& event, const std::string& directory, SegmentWi
   }
 }
 
-Async<> watch_segments(std::string directory, std::vector<int> list_sizes) {
+Async<> watch_segments(Stream& stream, std::string directory) {
+  const std::vector<int>& list_sizes = stream.ffmpeg->hls_list_sizes;
+  const std::size_t variants = list_sizes.size();
   DirectoryWatch watch(directory);
-  SegmentWindow window(std::move(list_sizes));
+  SegmentWindow window(list_sizes);
   for (;;) {
     const std::vector<DirectoryEvent> events = co_await watch.next();
-    for (const DirectoryEvent& event : events) handle(event, directory, window);
+    for (const DirectoryEvent& event : events) {
+      if (event.kind == DirectoryEvent::Kind::close_write)
+        measure(directory, event.name, variants, stream.findings.segment_rates);
+      handle(event, directory, window);
+    }
   }
 }
 
@@ -46,7 +61,7 @@ Async<> watch_segments(std::string directory, std::vector<int> list_sizes) {
 Async<> keep_segments(Stream& stream, std::string directory) {
   std::string failure;
   try {
-    co_await watch_segments(directory, stream.ffmpeg->hls_list_sizes);
+    co_await watch_segments(stream, directory);
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
     failure = format_traceback(std::current_exception());

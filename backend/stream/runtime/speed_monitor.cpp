@@ -38,6 +38,7 @@ Async<> watch_speed(Stream& stream, double min_speed, double max_speed) {
     stream.debug("Speed is not watched: the input is a file");
     co_return;
   }
+  stream.findings.speed_band = SpeedBand{min_speed, max_speed};
   for (int duration = 0; duration <= max_excess;) {
     co_await sleep(std::chrono::seconds(check_period));
     const double speed = stream.stats.speed.value;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "backend/stream/clients/stream_client_info.h"
 #include "backend/stream/config/stream_config.h"
 #include "backend/stream/runtime/cycle.h"
+#include "backend/stream/runtime/findings.h"
 #include "backend/stream/runtime/stream_stats.h"
 
 namespace weir {
@@ -62,6 +64,9 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   /// Says that the transcoder makes progress.
   void tell_running();
 
+  /// Keeps what a probe told of an input, with the URL that the document gives it now.
+  void note_input(InputAnswer answer);
+
   /// Whether the supervision task waits for the next launch's time.
   bool awaits_launch() const noexcept;
   /// Ends that wait: the launch follows at once.
@@ -95,6 +100,8 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   std::unique_ptr<ProcessInfo> procinfo;
   std::unique_ptr<AVStreamInfo> streaminfo;
   std::unique_ptr<StreamClientInfo> clientinfo;
+  Findings findings;                         ///< of the current cycle
+  std::map<int, KnownInput> known_inputs;    ///< by index; what is not probed is not there
   std::unique_ptr<LineReader> stderr_lines;  ///< of `proc`; goes before it
   Cycle cycle;                               ///< the current or last one
   std::optional<JournalEntry> last_end;      ///< of a cycle

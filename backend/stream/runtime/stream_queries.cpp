@@ -1,6 +1,9 @@
+#include <fmt/core.h>
+
 #include <nlohmann/json.hpp>
 
 #include "backend/base/members.h"
+#include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/stream/runtime/stream.h"
 
@@ -40,6 +43,11 @@ Value Stream::get_codec_info() const {
   result["inputs"] = streaminfo->dump_inputs();
   result["outputs"] = streaminfo->dump_outputs();
   return result;
+}
+
+void Stream::note_input(InputAnswer answer) {
+  const int index = answer.index;
+  known_inputs[index] = {to_text(conf->get_json_conf(fmt::format("input.{}.url", index))), std::move(answer)};
 }
 
 Value Stream::get_client_info() const { return clientinfo->dumps(); }

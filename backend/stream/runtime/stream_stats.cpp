@@ -30,8 +30,13 @@ bool read_figure(std::string_view text, StreamStats::Figure& figure) {
   return value.has_value();
 }
 
-// "hours:minutes:seconds" as whole seconds.
-std::optional<long long> read_time(std::string_view text) {
+struct MediaTime {
+  long long whole_seconds = 0;
+  double seconds = 0;
+};
+
+// "hours:minutes:seconds".
+std::optional<MediaTime> read_time(std::string_view text) {
   const std::size_t first = text.find(':');
   const std::size_t second = text.find(':', first == std::string_view::npos ? first : first + 1);
   if (second == std::string_view::npos || text.find(':', second + 1) != std::string_view::npos) return std::nullopt;
@@ -45,7 +50,7 @@ std::optional<long long> read_time(std::string_view text) {
   for (const double part : parts) {
     if (std::abs(part) > max_part) throw OverflowError("media time out of range");
   }
-  return *hours * 3600 + *minutes * 60 + static_cast<long long>(*seconds);
+  return MediaTime{*hours * 3600 + *minutes * 60 + static_cast<long long>(*seconds), parts[0] + parts[1] + parts[2]};
 }
 
 }  // namespace
@@ -61,12 +66,14 @@ bool StreamStats::update(std::string_view line) {
   if (fields->time != not_available) {
     const auto value = read_time(fields->time);
     if (!value) return false;
-    time = *value;
+    time = value->whole_seconds;
+    media_seconds = value->seconds;
   }
   if (fields->bitrate != not_available && !read_figure(without_end(fields->bitrate, 7), bitrate)) return false;
   if (fields->speed != not_available && !read_figure(without_end(fields->speed, 1), speed)) return false;
   if (time < 0) {
     time = 0;
+    media_seconds = 0;
     return false;
   }
   return true;

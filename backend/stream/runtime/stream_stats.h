@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "backend/base/value.h"
+#include "backend/platform/clock.h"
 
 namespace weir {
 
@@ -27,6 +29,10 @@ class StreamStats {
   Figure bitrate;         ///< kbit/s
   long long time = 0;     ///< whole seconds of media transcoded
   Figure speed;           ///< multiple of real time
+
+  // Not among the figures of the information record.
+  double media_seconds = 0;           ///< as `time`, with the fraction
+  std::optional<TimePoint> taken_at;  ///< when the latest line came; set by whoever reads the lines
 };
 
 }  // namespace weir

@@ -160,6 +160,7 @@ Async<Reason> Stream::run_transcoder(std::shared_ptr<const Environment> environm
     ffmpeg = siblings().ffmpeg(*conf, input_next, this);
   }
   const bool generated = co_await ffmpeg->generate_command(true);
+  for (InputAnswer& answer : std::exchange(ffmpeg->input_answers, {})) note_input(std::move(answer));
   if (!generated) {
     error(get_error_msg());
     const Cause cause = ffmpeg->no_input_answers ? Cause::no_input : Cause::not_launched;
@@ -218,6 +219,7 @@ Async<> Stream::clean_up_cycle() {
   proc = nullptr;
   procinfo = nullptr;
   stats = {};
+  findings = {};
   streaminfo = siblings().streaminfo();
   clientinfo = std::make_unique<StreamClientInfo>(*conf);
 }

@@ -19,6 +19,24 @@ Timetable read_timetable(const JsonConf& conf, std::string_view key) {
   return timetable;
 }
 
+std::optional<WallTime> next_time(const Timetable& timetable, WallTime time) {
+  using std::chrono::minutes;
+  // Offsets from UTC are multiples of it and change only at multiples of it: within one the local hour is the same.
+  constexpr minutes block(15);
+  constexpr minutes horizon = std::chrono::days(9);  // a week, and days that summer time makes longer
+  if (timetable.minutes.empty() || timetable.hours.empty() || timetable.weekdays.empty()) return std::nullopt;
+  const WallTime first = std::chrono::floor<minutes>(time) + minutes(1);
+  for (WallTime begin = std::chrono::floor<minutes>(time); begin < first + horizon;) {
+    const auto into_block = begin.time_since_epoch() % block;
+    std::tm local = local_time(begin);
+    for (WallTime minute = begin; minute < begin + block - into_block; minute += minutes(1), ++local.tm_min) {
+      if (minute >= first && timetable.matches(local)) return minute;
+    }
+    begin += block - into_block;
+  }
+  return std::nullopt;
+}
+
 std::tm local_time(WallTime time) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
   std::tm local{};
