@@ -115,12 +115,14 @@ Async<> Server::serve() {
     const Task retries = spawn("missing streams", manager_.retry_missing_streams());
     const Task repetitions = spawn("repeated log lines", report_repetitions());
     const Task cleaner = spawn("hls windows", web_.clean_up());
+    const Task sampler = spawn("sampler", web_.sample());
     Task launches;
     if (hastens_launches_) launches = spawn("launches", hasten_launches(manager_.all_streams(), look_at_processors));
     const int signal = co_await signals_.next();
     journal().record({.text = fmt::format("Ending because of signal {}", signal)});
     retries.kill();
     cleaner.kill();
+    sampler.kill();
     repetitions.kill();
     launches.kill();
   }

@@ -1,5 +1,6 @@
 #include "backend/web/request.h"
 
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/bounded_json.h"
@@ -9,8 +10,14 @@
 namespace weir {
 
 std::string_view Request::query(std::string_view name) const {
-  const auto found = target.query.find(name);
-  return found == target.query.end() ? std::string_view() : std::string_view(found->second);
+  const auto [first, end] = target.query.equal_range(name);
+  return first == end ? std::string_view() : std::string_view(std::prev(end)->second);
+}
+
+std::vector<std::string> Request::query_all(std::string_view name) const {
+  std::vector<std::string> values;
+  for (auto [value, end] = target.query.equal_range(name); value != end; ++value) values.push_back(value->second);
+  return values;
 }
 
 Value read_form(const Request& request) {

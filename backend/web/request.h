@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "backend/base/value.h"
 #include "backend/web/url.h"
@@ -21,8 +22,10 @@ struct Request {
   std::string client_port;     ///< of the connection
   bool forwarded = false;      ///< a proxy passed it on
 
-  /// A parameter of the query; empty when it is absent.
+  /// A parameter of the query, of several with one name the last; empty when it is absent.
   std::string_view query(std::string_view name) const;
+  /// All parameters of one name, in their order.
+  std::vector<std::string> query_all(std::string_view name) const;
 };
 
 /// The body as a mapping. Throws `HttpError` with 400 for any other body.

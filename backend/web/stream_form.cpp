@@ -17,6 +17,7 @@
 #include "backend/platform/task.h"
 #include "backend/web/document_checks.h"
 #include "backend/web/response.h"
+#include "backend/web/stream_tags.h"
 
 namespace weir {
 
@@ -118,6 +119,7 @@ Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft
   check_texts(document);
   check_playlist_names(document);
   check_http_outputs(document);
+  check_tags(document);
   const std::string text = check_size(document);
   co_await yield_to_others();
   Value saved = parse_json(text);

@@ -15,6 +15,7 @@
 #include "backend/stream/manager/stream_file.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
+#include "backend/web/stream_tags.h"
 #include "backend/web/sync.h"
 
 namespace weir {
@@ -69,7 +70,7 @@ void StreamRoutes::add_to(Router& router) {
   // What waits gets values: the request is read before.
   const std::string one = "/api/streams/{id}";
   router.add("GET", "/api/streams", [this](const Request& r, Parameters) {
-    return r.query("broken") == "1" ? list_broken_files() : list(r.host);
+    return r.query("broken") == "1" ? list_broken_files() : list(r.host, r.query_all("tag"));
   });
   router.add("POST", "/api/streams",
              [this](const Request& r, Parameters) { return add(read_form(r), r.client_address); });
@@ -103,10 +104,11 @@ std::shared_ptr<Stream> StreamRoutes::find(const Value& id) {
 
 // Each record is made a text at once: a thousand records are many megabytes of small pieces. The others have their turn
 // after each part. The streams are those of the beginning.
-Async<Response> StreamRoutes::list(std::string host) {
+Async<Response> StreamRoutes::list(std::string host, std::vector<std::string> tags) {
   constexpr std::size_t usual_record = 800;
   constexpr std::size_t part = 64;
-  const std::vector<std::shared_ptr<Stream>> streams = manager_.all_streams();
+  std::vector<std::shared_ptr<Stream>> streams = manager_.all_streams();
+  if (!tags.empty()) std::erase_if(streams, [&](const auto& stream) { return !has_tags(*stream->conf, tags); });
   std::string records = "[";
   records.reserve(streams.size() * usual_record);
   for (std::size_t i = 0; i < streams.size(); ++i) {

@@ -22,7 +22,7 @@ class StreamRoutes {
   /// An operation of the manager on one stream.
   using Control = Async<bool> (StreamManager::*)(const Value& stream_id, std::string by);
 
-  Async<Response> list(std::string host);
+  Async<Response> list(std::string host, std::vector<std::string> tags);
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
   // `by`: the address that asks.

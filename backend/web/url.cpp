@@ -71,7 +71,7 @@ bool parse_query(std::string_view query, Target& target) {
     const auto name = decode_form_text(pair.substr(0, separator));
     const auto value = decode_form_text(pair.substr(std::min(separator + 1, pair.size())));
     if (!name || !value) return false;
-    target.query[*name] = *value;
+    target.query.emplace(*name, *value);
   }
   return true;
 }

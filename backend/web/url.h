@@ -15,8 +15,8 @@ struct Target {
   /// The segments of the path: "/api/streams" is "api", "streams"; "/" is one empty segment. No segment holds a "/" or
   /// a NUL, nor is it "." or "..".
   std::vector<std::string> path;
-  /// The query's parameters; of several with one name the last.
-  std::map<std::string, std::string, std::less<>> query;
+  /// The query's parameters; those of one name in their order.
+  std::multimap<std::string, std::string, std::less<>> query;
 };
 
 /// Decodes "/a/b%20c?x=1". Nothing for a text that is no target, or whose path could leave a directory.

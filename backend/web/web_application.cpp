@@ -1,9 +1,7 @@
 #include "backend/web/web_application.h"
 
-#include <nlohmann/json.hpp>
-
 #include "backend/base/numbers.h"
-#include "backend/platform/sleep.h"
+#include "backend/web/now/now_members.h"
 #include "backend/web/request_source.h"
 
 namespace weir {
@@ -22,18 +20,13 @@ bool asks_for_stream(const Request& request) {
 
 bool comes_from_here(const Request& request) { return !request.forwarded && is_loopback_host(request.host); }
 
-// As the transcoders print them.
-FigureFeed figures_of_transcoders() {
+FigureFeed figures_of(Sampler& sampler) {
   FigureFeed feed;
-  feed.hold = [] { return nullptr; };
-  feed.next = []() -> Async<> { co_await sleep_to_next(std::chrono::seconds(1)); };
-  feed.read = [](const Stream& stream) {
-    EventFigures figures;
-    if (stream.get_status() != "running") return figures;
-    figures[0] = stream.stats.speed.value;
-    figures[1] = stream.stats.fps.value;
-    if (!stream.stats.bitrate.integer) figures[2] = stream.stats.bitrate.value;
-    return figures;
+  feed.hold = [&sampler] { return std::make_shared<Sampler::FastSeat>(sampler); };
+  feed.next = [&sampler] { return sampler.next(); };
+  feed.read = [&sampler](const Stream& stream) {
+    const Sampler::Sample* sample = sampler.find(stream.id);
+    return sample ? sample->values : EventFigures();
   };
   return feed;
 }
@@ -48,24 +41,26 @@ Response not_ready() {
 
 WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
                                History& history, ProbeFunction probe, WebSettings settings)
-    : streams_(manager, document_changes_),
+    : sampler_(manager),
+      streams_(manager, document_changes_),
       batches_(manager),
       profiles_(manager, profiles, document_changes_),
       history_(manager, history),
+      now_(manager, sampler_, ffmpeg_version_),
       server_routes_(probe, ffmpeg_version_),
       metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
-      events_(manager, figures_of_transcoders()),
+      events_(manager, figures_of(sampler_)),
       webhooks_(std::move(settings.webhooks)),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
-  streams_.add_record_member(
-      {"history", [this](std::string& json, const Stream& stream) { history_.append_summary(json, stream); }});
+  add_record_members(settings.viewers);
   streams_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
   history_.add_to(router_);
+  now_.add_to(router_);
   server_routes_.add_to(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);
@@ -75,6 +70,17 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_.add_to(router_);
+}
+
+void WebApplication::add_record_members(const ViewerLimits& viewers) {
+  streams_.add_record_member(cycle_.make());
+  streams_.add_record_member(make_measured_member(sampler_));
+  streams_.add_record_member(make_inputs_member());
+  streams_.add_record_member(make_limits_member(viewers));
+  streams_.add_record_member(make_timetable_member());
+  streams_.add_record_member(make_tags_member());
+  streams_.add_record_member(
+      {"history", [this](std::string& json, const Stream& stream) { history_.append_summary(json, stream); }});
 }
 
 Async<Response> WebApplication::answer(Request request) const {

@@ -6,6 +6,9 @@
 #include "backend/web/events/webhook_routes.h"
 #include "backend/web/history_routes.h"
 #include "backend/web/http_server.h"
+#include "backend/web/now/cycle_member.h"
+#include "backend/web/now/now_routes.h"
+#include "backend/web/now/sampler.h"
 #include "backend/web/profile_routes.h"
 #include "backend/web/publishing/hls_routes.h"
 #include "backend/web/publishing/http_outputs.h"
@@ -35,16 +38,24 @@ class WebApplication {
   /// Removes what no viewer needs any more. Runs until it is killed.
   Async<> clean_up() { return hls_.clean_up(); }
 
+  /// Takes samples of the streams' figures. Runs until it is killed.
+  Async<> sample() { return sampler_.run(); }
+
   HttpServer& server() noexcept { return server_; }
   HttpOutputs& http_outputs() noexcept { return http_outputs_; }
 
  private:
+  void add_record_members(const ViewerLimits& viewers);
+
   Semaphore document_changes_{1};
+  Sampler sampler_;
+  CycleMember cycle_;
   StreamRoutes streams_;
   BatchRoutes batches_;
   ProfileRoutes profiles_;
   HistoryRoutes history_;
   FfmpegVersion ffmpeg_version_;
+  NowRoutes now_;
   ServerRoutes server_routes_;
   MetricsRoutes metrics_;
   EventRoutes events_;

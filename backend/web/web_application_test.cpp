@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <future>
+#include <thread>
 
 #include "backend/platform/helper_thread.h"
 #include "backend/services/journal/journal_history.h"
@@ -406,6 +407,83 @@ TEST_F(WebApplicationTest, TheHistoryOfAStreamIsShownAndThatOfADeletedOneStaysRe
   EXPECT_EQ(ask("GET", "/api/streams/0/timeline").status, 404);
   EXPECT_EQ(get("/api/history?stream=0").at(0).at("kind"), "deleted");
   EXPECT_EQ(get("/api/history?stream=0").size(), rows.size() + 2) << "stopped, deleted";
+}
+
+TEST_F(WebApplicationTest, TagsFilterTheListAndAreChecked) {
+  add(R"({"label": "A", "input": {}, "output": {}, "tags": ["news", "hd"]})");
+  add(R"({"label": "B", "input": {}, "output": {}, "tags": ["news"]})");
+  add(R"({"label": "C", "input": {}, "output": {}})");
+  const auto labels = [this](const std::string& query) {
+    std::string all;
+    for (const Value& record : get("/api/streams" + query)) all += record.at("label").get<std::string>();
+    return all;
+  };
+  EXPECT_EQ(labels(""), "ABC");
+  EXPECT_EQ(labels("?tag=news"), "AB");
+  EXPECT_EQ(labels("?tag=hd&tag=news"), "A");
+  EXPECT_EQ(labels("?tag=hd&tag=old"), "");
+  EXPECT_EQ(get("/api/streams/0").at("tags"), Value::array({"news", "hd"}));
+  EXPECT_EQ(get("/api/streams/2").at("tags"), Value::array());
+  for (const char* tags : {"\"news\"", "[7]", "[\"\"]", "{}"}) {
+    const Response refusal = ask("PATCH", "/api/streams/1", fmt::format(R"({{"tags": {}}})", tags));
+    EXPECT_EQ(refusal.status, 400) << tags;
+    EXPECT_NE(refusal.body.find("tags: "), std::string::npos) << refusal.body;
+  }
+  EXPECT_EQ(ask("PATCH", "/api/streams/1", R"({"tags": []})").status, 200);
+  EXPECT_EQ(labels("?tag=news"), "A");
+}
+
+TEST_F(WebApplicationTest, SeriesAreAlignedAndHaveGapsWhereNothingRan) {
+  add();
+  const Task sampler = spawn("sampler", web_.sample());
+  start_and_run();
+  world_.loop.advance(25s);
+  const Value answer = get("/api/streams/0/series?names=fps,%20memory");
+  EXPECT_EQ(answer.at("step"), 10);
+  EXPECT_EQ(answer.at("to"), "2019-12-20T00:00:20.000Z");
+  EXPECT_EQ(answer.at("from"), "2019-12-19T23:00:30.000Z");
+  ASSERT_EQ(answer.at("series").size(), 2u);
+  const Value& fps = answer.at("series").at("fps");
+  ASSERT_EQ(fps.size(), 360u);
+  EXPECT_EQ(Value(fps.end() - 3, fps.end()), Value::array({nullptr, 25, 25}));
+  EXPECT_EQ(get("/api/streams/0/series").at("series").size(), 6u);
+  const Response refusal = ask("GET", "/api/streams/0/series?names=speed,volume");
+  EXPECT_EQ(refusal.status, 400);
+  EXPECT_NE(refusal.body.find("\\\"volume\\\" is not one of speed"), std::string::npos) << refusal.body;
+  EXPECT_EQ(ask("GET", "/api/streams/9/series").status, 404);
+  sampler.kill();
+  world_.loop.settle();
+}
+
+TEST_F(WebApplicationTest, TheSystemShowsWhatItRunsOnAndTheLoopsLongestTurn) {
+  Config::FFMPEG = "/bin/echo";
+  std::filesystem::create_directories(Config::HLS_DIRECTORY);
+  Config::UPLOAD_DIRECTORY = world_.directory.path() / "absent";
+  // Disks are looked at on threads of their own.
+  const auto get_system = [this] {
+    auto exchange = begin("GET", "/api/system");
+    for (int i = 0; i < 2000 && !exchange->task.dead(); ++i) {
+      world_.loop.advance(20ms);
+      std::this_thread::sleep_for(1ms);
+    }
+    return Value::parse(finish(std::move(exchange)).body);
+  };
+  const Value system = get_system();
+  EXPECT_GT(system.at("processors").at("count"), 0);
+  EXPECT_GT(system.at("memory").at("total_bytes"), system.at("memory").at("available_bytes"));
+  EXPECT_GT(system.at("disks").at("hls").at("total_bytes"), 0) << system;
+  EXPECT_EQ(system.at("disks").at("recordings").at("error"), "the file system cannot be read");
+  EXPECT_EQ(system.at("versions").at("ffmpeg"), "-version");
+  EXPECT_GT(system.at("descriptors").at("open"), 2);
+  EXPECT_GT(system.at("loop").at("longest_turn_ms"), 0);
+  const Task slow = spawn("slow", []() -> Async<> {
+    std::this_thread::sleep_for(30ms);
+    co_return;
+  }());
+  world_.loop.settle();
+  EXPECT_GE(get_system().at("loop").at("longest_turn_ms"), 30);
+  EXPECT_EQ(ask("DELETE", "/api/system/longest").status, 204);
+  EXPECT_LT(get_system().at("loop").at("longest_turn_ms"), 30);
 }
 
 TEST_F(WebApplicationTest, BeforeItIsReadyOnlyItsStateCanBeAsked) {
