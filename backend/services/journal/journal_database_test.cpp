@@ -21,6 +21,7 @@ struct Event {
   std::string text = {};
   std::optional<Cause> cause = Cause::exited;
   std::optional<double> retry_seconds = 3;
+  std::string by = {};
 };
 
 class JournalDatabaseTest : public testing::Test {
@@ -38,6 +39,7 @@ class JournalDatabaseTest : public testing::Test {
     if (event.kind == ended) made.on_air_seconds = event.cycle_seconds / 2;
     if (event.kind == ended) made.retry_seconds = event.retry_seconds;
     made.text = event.text;
+    made.by = event.by;
     return made;
   }
   void write(const std::vector<Event>& events, long long stream = 1) {
@@ -72,6 +74,7 @@ TEST_F(JournalDatabaseTest, TheEqualEndsOfACrashLoopAreOneRow) {
       {"another address in memory", {first, {ended, 2, 2, "[tcp @ 0x7fa9c1] refused"}}, "ended*2/2"},
       {"another text", {first, {ended, 2, 2, "[tcp @ 0x55d0] refused by"}}, "ended1 ended2"},
       {"another cause", {first, {ended, 2, 2, first.text, Cause::signalled}}, "ended1 ended2"},
+      {"asked for by somebody", {first, {ended, 2, 2, first.text, Cause::exited, 3, "10.0.0.5"}}, "ended1 ended2"},
       {"a long cycle", {first, {ended, 2, 60, first.text}}, "ended1 ended2"},
       {"after a long cycle", {{ended, 1, 60, "x"}, {ended, 2, 2, "x"}}, "ended1 ended2"},
       {"something between", {first, {changed}, {ended, 2, 2, first.text}}, "ended1 changed2 ended3"},
