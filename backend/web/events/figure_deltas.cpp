@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "backend/base/text_form.h"
 #include "backend/base/time_text.h"
