@@ -140,6 +140,8 @@ void EventHub::end() {
   ended_ = true;
   figures_task_.kill();
   waker_.kill();
+  // What it holds may end before the task's frame does.
+  seat_.reset();
   waiting_.wake_all();
 }
 
@@ -186,6 +188,7 @@ Async<> EventHub::send_figures(std::shared_ptr<EventHub> self, const StreamManag
   for (;;) {
     while (self->subscribers_ == 0) co_await self->idle_.wait();
     co_await self->send_figures_while_subscribed(manager);
+    self->seat_.reset();
     self->deltas_.forget();
     self->snapshot_.reset();
     self->figures_.clear();
@@ -193,7 +196,7 @@ Async<> EventHub::send_figures(std::shared_ptr<EventHub> self, const StreamManag
 }
 
 Async<> EventHub::send_figures_while_subscribed(const StreamManager& manager) {
-  const std::shared_ptr<void> seat = feed_.hold();
+  seat_ = feed_.hold();
   TimePoint last_heartbeat = now();
   while (subscribers_ > 0) {
     co_await feed_.next();

@@ -53,6 +53,7 @@ class EventHub : public JournalReader, public std::enable_shared_from_this<Event
   EventFramePointer snapshot();
 
   FigureFeed feed_;
+  std::shared_ptr<void> seat_;  ///< while somebody subscribes
   FigureDeltas deltas_;
   EventRing entries_{{.frames = 2000, .bytes = 1 << 20}};  ///< of the journal: for those who come back, too
   EventRing figures_{{.frames = 6, .bytes = 4 << 20}};     ///< and heartbeats

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -27,6 +29,17 @@ void add_process(MetricsText& text, WallTime start) {
   gauge("process_max_fds", "Descriptors that the server can have open.", static_cast<double>(own.max_descriptors));
   gauge("process_start_time_seconds", "When the server started, since the epoch.",
         std::chrono::duration<double>(start.time_since_epoch()).count());
+}
+
+void add_loop(MetricsText& text) {
+  const TurnTimes& turns = Loop::current().turns();
+  std::array<double, TurnTimes::bounds.size()> ends{};
+  std::ranges::transform(TurnTimes::bounds, ends.begin(),
+                         [](auto end) { return std::chrono::duration<double>(end).count(); });
+  text.family("weir_loop_turn_seconds", Type::histogram, "For how long the server's loop was held at a stretch.")
+      .add_histogram(ends, turns.counts(), std::chrono::duration<double>(turns.total()).count());
+  text.family("weir_loop_lag_seconds", Type::gauge, "How late the latest timer was.")
+      .add({}, std::chrono::duration<double>(turns.latest_lag()).count());
 }
 
 void add_http(MetricsText& text, const HttpFigures& http) {
@@ -61,6 +74,7 @@ Async<> MetricsRoutes::add_server(std::shared_ptr<MetricsText> text) {
   text->family("weir_build_info", Type::gauge, "1, with the versions of the server and of FFmpeg.")
       .add(metric_label("version", Config::VERSION) + "," + metric_label("ffmpeg", ffmpeg), std::uint64_t{1});
   add_process(*text, start_);
+  add_loop(*text);
   add_http(*text, http_());
   for (const Source& source : sources_) source(*text);
   auto streams = text->family("weir_streams", Type::gauge, "Streams by their status.");

@@ -52,15 +52,19 @@ void MetricsText::Family::add(std::string_view labels, std::uint64_t value) {
 }
 
 void MetricsText::Family::add(const DurationHistogram& histogram) {
+  add_histogram(DurationHistogram::bounds, histogram.counts(), histogram.sum());
+}
+
+void MetricsText::Family::add_histogram(std::span<const double> ends, std::span<const std::uint64_t> counts,
+                                        double sum) {
   std::uint64_t count = 0;
-  for (std::size_t i = 0; i < histogram.counts().size(); ++i) {
-    count += histogram.counts()[i];
-    const bool has_end = i < DurationHistogram::bounds.size();
-    begin_sample("_bucket", has_end ? fmt::format("le=\"{}\"", DurationHistogram::bounds[i]) : "le=\"+Inf\"");
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    count += counts[i];
+    begin_sample("_bucket", i < ends.size() ? fmt::format("le=\"{}\"", ends[i]) : "le=\"+Inf\"");
     fmt::format_to(std::back_inserter(samples()), " {}\n", count);
   }
   begin_sample("_sum", {});
-  append_value(samples(), histogram.sum());
+  append_value(samples(), sum);
   begin_sample("_count", {});
   fmt::format_to(std::back_inserter(samples()), " {}\n", count);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,9 @@ class MetricsText {
     void add(std::string_view labels, double value);
     void add(std::string_view labels, std::uint64_t value);
     void add(const DurationHistogram& histogram);
+    /// A histogram: the upper ends of the classes in seconds, the number in each class alone (one more than ends), and
+    /// the sum.
+    void add_histogram(std::span<const double> ends, std::span<const std::uint64_t> counts, double sum);
 
    private:
     friend class MetricsText;

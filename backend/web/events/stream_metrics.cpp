@@ -15,12 +15,6 @@ namespace {
 using Type = MetricsText::Type;
 using Family = MetricsText::Family;
 
-std::uint64_t count_viewers(const Stream& stream) {
-  std::uint64_t count = 0;
-  for (const Value& output : stream.get_client_info()) count += output.at("clients").size();
-  return count;
-}
-
 /// The families of streams, and the one place that fills them.
 class StreamFamilies {
  public:
@@ -57,7 +51,7 @@ class StreamFamilies {
       const std::string_view word = to_word(static_cast<Cause>(cause));
       restarts_.add(fmt::format("{},cause=\"{}\"", labels, word), counts.restarts[cause]);
     }
-    viewers_.add(labels, count_viewers(stream));
+    viewers_.add(labels, std::uint64_t{stream.clientinfo->size()});
     if (status == "running") add_progress(stream, labels);
     add_process(stream, labels);
   }
