@@ -72,6 +72,9 @@ Server::Server(const ServerSettings& settings)
       history_(join_path(settings.data, "journal.db"),
                {.entries_per_stream = settings.history_entries, .age = std::chrono::days(settings.history_days)}),
       web_(manager_, services_.profiles(), windows_, history_, probe, make_web_settings(settings)),
+      stream_logs_(manager_, {.directory = settings.stream_log_dir,
+                              .max_bytes = std::uint64_t{settings.stream_log_mebibytes} << 20,
+                              .old_files = static_cast<int>(settings.stream_log_files)}),
       hastens_launches_(!settings.restore_interval) {
   Loop::current().on_unhandled_failure(log_failure);
   siblings().ffmpeg = announce_launches(std::move(siblings().ffmpeg),
@@ -116,6 +119,7 @@ Async<> Server::serve() {
     const Task repetitions = spawn("repeated log lines", report_repetitions());
     const Task cleaner = spawn("hls windows", web_.clean_up());
     const Task sampler = spawn("sampler", web_.sample());
+    const Task logs = spawn("stream logs", stream_logs_.run());
     Task launches;
     if (hastens_launches_) launches = spawn("launches", hasten_launches(manager_.all_streams(), look_at_processors));
     const int signal = co_await signals_.next();
@@ -124,6 +128,7 @@ Async<> Server::serve() {
     cleaner.kill();
     sampler.kill();
     repetitions.kill();
+    logs.kill();
     launches.kill();
   }
   exit_status_ = started ? 0 : 1;
@@ -158,6 +163,7 @@ Async<> Server::end() {
   for (const auto& [id, stream] : manager_.streams) tasks.push_back(stream->thread);
   kill_all(tasks);
   for (const Task& task : tasks) co_await task.wait();
+  co_await stream_logs_.flush();
   log(LogLevel::info, "Weir", "Every transcoder has ended");
   co_await history_.close();
 }

@@ -6,6 +6,7 @@
 #include "backend/services/journal/journal_history.h"
 #include "backend/services/journal/journal_log.h"
 #include "backend/stream/manager/failed_streams.h"
+#include "backend/web/log/stream_log_files.h"
 #include "backend/web/server_stream_manager.h"
 #include "backend/web/web_application.h"
 #include "weir/services.h"
@@ -38,6 +39,7 @@ class Server {
   ServerStreamManager manager_;
   FailedStreams failed_streams_{manager_};
   WebApplication web_;
+  StreamLogFiles stream_logs_;
   const bool hastens_launches_;
   int exit_status_ = 0;
 };

@@ -10,6 +10,7 @@
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
+#include "backend/platform/loop.h"
 
 namespace weir {
 
@@ -52,6 +53,8 @@ std::size_t end_of_sequence(std::string_view line, std::size_t start) {
   return closed_by(line, skip(line, kind, 0x20, 0x2F), 0x30, 0x7E, start);
 }
 
+WallTime wall_time() { return Loop::current().clock().wall(); }
+
 // --- timetables ---
 
 constexpr long long max_number = 59;
@@ -80,17 +83,42 @@ void add_item(IntegerList& list, std::string_view item, std::string_view whole) 
 }  // namespace
 
 void StandardBuffer::write(std::string_view text) {
+  const bool begins_line = text_.empty() || text_.back() == '\n';
+  if (begins_line && (marks_.empty() || wall_time() - marks_.back().time >= grain)) add_mark(0);
   text_ += text;
   if (text_.size() <= capacity) return;
   // Drops an eighth more than necessary, so that not every line moves the whole buffer.
   const std::size_t line_end = text_.find('\n', text_.size() - capacity + capacity / 8);
-  text_.erase(0, line_end == std::string::npos ? text_.size() - capacity : line_end + 1);
+  drop(line_end == std::string::npos ? text_.size() - capacity : line_end + 1);
+}
+
+// Marks of nothing but cycles may not pile up either.
+void StandardBuffer::add_mark(long long cycle) {
+  constexpr std::size_t max_cycles_without_text = 100;
+  const auto empty = std::ranges::find_if(marks_, [this](const Mark& mark) { return mark.position >= end(); });
+  if (marks_.end() - empty > static_cast<std::ptrdiff_t>(max_cycles_without_text)) marks_.erase(empty);
+  marks_.push_back({end(), wall_time(), cycle});
+}
+
+// The mark of the text that is first then is kept.
+void StandardBuffer::drop(std::size_t size) {
+  text_.erase(0, size);
+  begin_ += size;
+  const auto later = std::ranges::find_if(marks_, [this](const Mark& mark) { return mark.position > begin_; });
+  if (later - marks_.begin() > 1) marks_.erase(marks_.begin(), later - 1);
+}
+
+std::string_view StandardBuffer::text_from(Position position) const {
+  const Position from = std::clamp(position, begin(), end());
+  return std::string_view(text_).substr(from - begin_);
 }
 
 std::string StandardBuffer::read() const { return text_; }
 
 bool StandardBuffer::truncate() {
+  begin_ = end();
   text_ = {};
+  marks_ = {};
   return true;
 }
 

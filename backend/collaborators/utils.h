@@ -2,12 +2,14 @@
 
 #include <bitset>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "backend/base/value.h"
 #include "backend/platform/child_process.h"
+#include "backend/platform/clock.h"
 #include "backend/platform/line_reader.h"
 
 namespace weir {
@@ -22,8 +24,35 @@ class StandardBuffer {
   /// Empties the buffer. Returns true.
   bool truncate();
 
+  /// A position in all that was ever written, counted in bytes.
+  using Position = std::uint64_t;
+  /// What was written from the position on has this time, up to the next mark.
+  struct Mark {
+    Position position = 0;
+    WallTime time;
+    long long cycle = 0;  ///< number of the cycle that begins here, or 0
+  };
+
+  /// A cycle begins here.
+  void mark_cycle(long long number) { add_mark(number); }
+  /// Where the text that is kept begins and ends.
+  Position begin() const noexcept { return begin_; }
+  Position end() const noexcept { return begin_ + text_.size(); }
+  /// The text from the position on. It holds until the next write.
+  std::string_view text_from(Position position) const;
+  /// Those of the text that is kept, by position; the first one may stand before it.
+  const std::vector<Mark>& marks() const noexcept { return marks_; }
+
  private:
+  // Lines of one burst have one time.
+  static constexpr std::chrono::milliseconds grain{20};
+
+  void add_mark(long long cycle);
+  void drop(std::size_t size);
+
   std::string text_;
+  Position begin_ = 0;
+  std::vector<Mark> marks_;
 };
 
 /// The text lines of a descriptor that is not owned, for one reader; see `LineReader`.

@@ -13,6 +13,7 @@
 #include "backend/platform/files.h"
 #include "backend/platform/helper_thread.h"
 #include "backend/stream/manager/stream_file.h"
+#include "backend/web/log/stream_log.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
 #include "backend/web/stream_tags.h"
@@ -86,7 +87,7 @@ void StreamRoutes::add_to(Router& router) {
     router.add("POST", one + name, [this, operation](const Request& r, Parameters p) {
       return control(operation, p[0], r.client_address);
     });
-  router.add("GET", one + "/log", [this](const Request&, Parameters p) { return immediate(read_log(p[0])); });
+  router.add("GET", one + "/log", [this](const Request& r, Parameters p) { return immediate(read_log(r, p[0])); });
   router.add("DELETE", one + "/log", [this](const Request&, Parameters p) { return immediate(delete_log(p[0])); });
   router.add("GET", one + "/config", [this](const Request&, Parameters p) { return immediate(read_config(p[0])); });
   router.add("GET", one + "/urls", [this](const Request& r, Parameters p) { return immediate(read_urls(r, p[0])); });
@@ -232,10 +233,20 @@ Async<Response> StreamRoutes::control(Control operation, Value id, std::string b
   co_return ok_response();
 }
 
-Response StreamRoutes::read_log(const Value& id) {
-  const auto text = manager_.get_stream_log(id);
-  if (!text) throw HttpError(404, manager_.get_error_msg());
-  return text_response(mask_passwords(*text));
+Response StreamRoutes::read_log(const Request& request, const Value& id) {
+  const std::shared_ptr<Stream> stream = find(id);
+  const LogView view = parse_log_view(request);
+  if (view.follow) return follow_log(stream, view, request.method == "GET");
+  std::string text = LogReader(view).read(stream->stdbuf);
+  return text_response(view.tail ? last_lines(std::move(text), *view.tail) : std::move(text));
+}
+
+Response StreamRoutes::follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body) {
+  Response response = text_response("");
+  response.headers.emplace_back("X-Accel-Buffering", "no");
+  response.is_live = true;
+  if (with_body) response.live = std::make_unique<LogFollower>(std::move(stream), view);
+  return response;
 }
 
 Response StreamRoutes::delete_log(const Value& id) {

@@ -2,6 +2,7 @@
 
 #include "backend/base/value.h"
 #include "backend/platform/semaphore.h"
+#include "backend/web/log/stream_log.h"
 #include "backend/web/router.h"
 #include "backend/web/server_stream_manager.h"
 #include "backend/web/stream_records.h"
@@ -30,7 +31,8 @@ class StreamRoutes {
   Async<Response> change(Value id, Value posted, std::string by);
   Async<Response> remove(Value id, std::string by);
   Async<Response> control(Control operation, Value id, std::string by);
-  Response read_log(const Value& id);
+  Response read_log(const Request& request, const Value& id);
+  static Response follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body);
   Response delete_log(const Value& id);
   Response read_config(const Value& id);
   Response read_urls(const Request& request, const Value& id);

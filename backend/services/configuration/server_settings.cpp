@@ -62,6 +62,12 @@ std::size_t to_days(const std::string& value) {
   return static_cast<std::size_t>(*days);
 }
 
+std::size_t to_positive(const std::string& value) {
+  const std::size_t count = to_count(value);
+  if (count == 0) throw std::invalid_argument("is not a number above 0");
+  return count;
+}
+
 std::optional<double> to_interval(const std::string& value) {
   if (value == "auto") return std::nullopt;
   const auto seconds = parse_float(value);
@@ -196,6 +202,12 @@ const std::vector<Setting>& setting_table() {
        one(&S::webhooks, to_nonempty)},
       {"webhook-private-addresses", "", "allow receivers of webhooks with private and loopback addresses",
        one(&S::webhook_private_addresses, to_switch)},
+      {"stream-log-dir", "DIR", "directory for the streams' logs as files ID.log (default: none are written)",
+       one(&S::stream_log_dir, as_given)},
+      {"stream-log-size", "MIB", "size at which such a file is renamed to ID.log.1 (default 10)",
+       one(&S::stream_log_mebibytes, to_positive)},
+      {"stream-log-files", "N", "renamed files that are kept of a stream (default 3)",
+       one(&S::stream_log_files, to_count)},
       {"log-level", "L", "debug, info, warning or error (default info)", one(&S::log_level, to_log_level)},
       {"log-format", "F", "text or json: one object a line (default text; under systemd with its priorities)",
        one(&S::log_format, to_log_format)},

@@ -33,6 +33,9 @@ struct ServerSettings {
   std::string gpu_patch_library;             ///< LD_PRELOAD of the transcoders with "nvenc"
   std::string webhooks;                      ///< a JSON file with a list of them; empty: none but those of the API
   bool webhook_private_addresses = false;    ///< whether receivers of webhooks may have private addresses
+  std::string stream_log_dir;                ///< where the streams' logs are written as well; empty: nowhere
+  std::size_t stream_log_mebibytes = 10;     ///< of one file
+  std::size_t stream_log_files = 3;          ///< older ones that are kept of a stream
   LogLevel log_level = LogLevel::info;
   LogFormat log_format = LogFormat::text;
   bool assertions = true;
