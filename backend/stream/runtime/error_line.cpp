@@ -4,6 +4,7 @@
 #include <array>
 
 #include "backend/base/text.h"
+#include "backend/collaborators/srt_rejection.h"
 #include "backend/collaborators/utils.h"
 
 namespace weir {
@@ -12,6 +13,15 @@ namespace {
 
 // What follows an error and says less than it.
 constexpr std::array<std::string_view, 2> sequels{"Error initializing output stream", "All tee outputs failed"};
+
+// What FFmpeg says of a failure whose reason was told in one of the lines before.
+constexpr int max_lines_between = 3;
+
+bool says_less(std::string_view error, int lines_since) {
+  const bool is_sequel = std::ranges::any_of(sequels, [&](std::string_view text) { return error.starts_with(text); });
+  const bool follows = error.starts_with("Cannot open connection ") || error.ends_with(": Input/output error");
+  return is_sequel || (follows && lines_since <= max_lines_between);
+}
 
 bool is_error_colour(std::string_view sequence) {
   return sequence.ends_with("38;5;196m") || sequence.ends_with("38;5;208m");
@@ -27,15 +37,21 @@ std::string make_plain(std::string_view text) {
 }  // namespace
 
 void ErrorLine::look(std::string_view line) {
+  ++lines_since_;
+  if (const std::string_view rejection = find_srt_rejection(line); !rejection.empty()) keep(make_plain(rejection));
   if (line.find("38;5;") == std::string_view::npos) return;
   for (const std::string_view sequence : console_codes_pattern.findall(line)) {
     if (!is_error_colour(sequence)) continue;
     const auto begin = static_cast<std::size_t>(sequence.data() + sequence.size() - line.data());
     std::string error = make_plain(line.substr(begin));
-    const auto says_less = [&](std::string_view sequel) { return error.starts_with(sequel); };
-    if (!error.empty() && (text_.empty() || std::ranges::none_of(sequels, says_less))) text_ = std::move(error);
+    if (!error.empty() && (text_.empty() || !says_less(error, lines_since_))) keep(std::move(error));
     return;
   }
+}
+
+void ErrorLine::keep(std::string error) {
+  text_ = std::move(error);
+  lines_since_ = 0;
 }
 
 std::string last_line(std::string_view log) {

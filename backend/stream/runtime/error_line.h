@@ -18,7 +18,10 @@ class ErrorLine {
   const std::string& text() const noexcept { return text_; }
 
  private:
+  void keep(std::string error);
+
   std::string text_;
+  int lines_since_ = 0;
 };
 
 /// The last line of a log that says something, in the same form: for programs that print errors without colours.
