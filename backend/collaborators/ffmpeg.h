@@ -26,6 +26,13 @@ struct InputAnswer {
   WallTime time = {};
 };
 
+/// What one of FFmpeg's muxers writes to. An HLS output of the document has one for each rendition.
+struct OutputReceiver {
+  int output = 0;  ///< its index in the document
+  std::string protocol = {};
+  std::string address = {};  ///< as FFmpeg prints it
+};
+
 /// The command builder of one run of a stream's transcoder. Failures are left as the error handler's error message.
 class FFmpeg {
  public:
@@ -38,10 +45,11 @@ class FFmpeg {
   /// Releases what the builder holds. May be called more than once.
   virtual void cleanup() = 0;
 
-  std::vector<std::string> command;  ///< program and arguments, after a true `generate_command` until the launch
-  bool no_input_answers = false;     ///< why `generate_command` failed, when it did
-  int input_index = 0;               ///< the input that the run reads
-  std::vector<int> hls_list_sizes;   ///< per HLS variant: how many segments its playlist lists
+  std::vector<std::string> command;       ///< program and arguments, after a true `generate_command` until the launch
+  std::vector<OutputReceiver> receivers;  ///< of the command, in the order in which it names them
+  bool no_input_answers = false;          ///< why `generate_command` failed, when it did
+  int input_index = 0;                    ///< the input that the run reads
+  std::vector<int> hls_list_sizes;        ///< per HLS variant: how many segments its playlist lists
   std::vector<std::vector<FFmpegStreamSpecifier>> hls_variants;  ///< per HLS variant: its output streams
   std::optional<std::string> hls_master_playlist;                ///< file name; nothing when none is wanted
   std::vector<std::string> recordings;     ///< paths of the files that the run writes as its outputs

@@ -7,6 +7,7 @@
 
 #include "backend/base/value.h"
 #include "backend/collaborators/ffmpeg.h"
+#include "backend/collaborators/jsonconf.h"
 #include "backend/platform/async.h"
 
 namespace weir {
@@ -34,6 +35,14 @@ class AVStreamInfo {
   /// Descriptions of the media streams for the web layer: a list of mappings.
   virtual Value dump_inputs() const = 0;
   virtual Value dump_outputs() const = 0;
+
+  /// Begins to follow the outputs: the receivers of the run's command.
+  virtual void follow_outputs(const JsonConf& conf, std::vector<OutputReceiver> receivers) = 0;
+  /// Takes what the line says about the outputs. `is_progress`: the line is one of figures.
+  virtual void watch_outputs(std::string_view line, bool is_progress) = 0;
+  /// What becomes of the outputs, for the web layer: a list as JSON, without passwords.
+  virtual const std::string& output_states() const = 0;
+
   /// Whether an input answers. `arguments` is "-i '{}'" with the input's URL in place of the braces. Bounded in time;
   /// a kill of the waiting task leaves no process behind.
   virtual Async<bool> probe(std::string arguments) = 0;

@@ -177,6 +177,7 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
                   .origin = std::string(message[http::field::origin]),
                   .range = std::string(message[http::field::range]),
                   .last_event_id = std::string(message["Last-Event-ID"]),
+                  .if_none_match = std::string(message[http::field::if_none_match]),
                   .body = {},
                   .client_address = {},
                   .client_port = {}};

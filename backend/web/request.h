@@ -17,6 +17,7 @@ struct Request {
   std::string origin;         ///< the Origin header; empty when there is none
   std::string range;          ///< the Range header; empty when there is none
   std::string last_event_id;  ///< the Last-Event-ID header; empty when there is none
+  std::string if_none_match;  ///< the If-None-Match header; empty when there is none
   std::string body;
   std::string client_address;  ///< without a port; behind a trusted proxy that of the proxy's client
   std::string client_port;     ///< of the connection

@@ -1,6 +1,7 @@
 #include "backend/web/web_application.h"
 
 #include "backend/base/numbers.h"
+#include "backend/collaborators/listener_input.h"
 #include "backend/web/now/now_members.h"
 #include "backend/web/request_source.h"
 
@@ -53,10 +54,12 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       webhooks_(std::move(settings.webhooks)),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       hls_(manager, windows, viewers_, std::move(probe)),
+      thumbnails_(manager, windows),
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
   add_record_members(settings.viewers);
   streams_.add_to(router_);
+  thumbnails_.add_to(router_);
   batches_.add_to(router_);
   profiles_.add_to(router_);
   history_.add_to(router_);
@@ -73,6 +76,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
 }
 
 void WebApplication::add_record_members(const ViewerLimits& viewers) {
+  cycle_.on_waits([](const Stream& stream) { return is_listener_input(*stream.conf, stream.cycle.input); });
   streams_.add_record_member(cycle_.make());
   streams_.add_record_member(make_measured_member(sampler_));
   streams_.add_record_member(make_inputs_member());
@@ -81,6 +85,12 @@ void WebApplication::add_record_members(const ViewerLimits& viewers) {
   streams_.add_record_member(make_tags_member());
   streams_.add_record_member(
       {"history", [this](std::string& json, const Stream& stream) { history_.append_summary(json, stream); }});
+  streams_.add_record_member(
+      {"outputs", [](std::string& json, const Stream& stream) { json += stream.streaminfo->output_states(); }});
+  streams_.add_record_member({"preview", [this](std::string& json, const Stream& stream) {
+                                const bool shown = thumbnails_.has_picture(stream);
+                                json += shown ? '"' + Thumbnails::address(stream) + '"' : "null";
+                              }});
 }
 
 Async<Response> WebApplication::answer(Request request) const {

@@ -12,6 +12,7 @@
 #include "backend/web/profile_routes.h"
 #include "backend/web/publishing/hls_routes.h"
 #include "backend/web/publishing/http_outputs.h"
+#include "backend/web/publishing/thumbnails.h"
 #include "backend/web/router.h"
 #include "backend/web/server_routes.h"
 #include "backend/web/stream_routes.h"
@@ -36,7 +37,9 @@ class WebApplication {
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
 
   /// Removes what no viewer needs any more. Runs until it is killed.
-  Async<> clean_up() { return hls_.clean_up(); }
+  Async<> clean_up() {
+    return hls_.clean_up([this] { thumbnails_.forget_unused(); });
+  }
 
   /// Takes samples of the streams' figures. Runs until it is killed.
   Async<> sample() { return sampler_.run(); }
@@ -62,6 +65,7 @@ class WebApplication {
   WebhookRoutes webhooks_;
   std::shared_ptr<Viewers> viewers_;
   HlsRoutes hls_;
+  Thumbnails thumbnails_;
   HttpOutputs http_outputs_;
   Router router_;
   HttpServer server_;

@@ -40,6 +40,9 @@ class FakeStreamInfo : public AVStreamInfo {
   explicit FakeStreamInfo(FakeSiblings& world) : world_(world) {}
 
   void parse(std::string_view line) override { world_.parsed_lines.emplace_back(line); }
+  void follow_outputs(const JsonConf&, std::vector<OutputReceiver>) override {}
+  void watch_outputs(std::string_view, bool) override {}
+  const std::string& output_states() const override { return output_states_; }
   std::vector<StreamDescription> get_stream_by_specifier(const FFmpegStreamSpecifier&, bool) const override {
     return world_.input_streams;
   }
@@ -53,6 +56,7 @@ class FakeStreamInfo : public AVStreamInfo {
 
  private:
   FakeSiblings& world_;
+  std::string output_states_ = "[]";
 };
 
 const char* level_name(LogLevel level) {

@@ -156,6 +156,9 @@ void TranscoderCommand::build(bool launch) {
   append(command, {"-map_metadata:g", "-1", "-map_chapters", "-1", "-max_muxing_queue_size", "4096"});
   append(command, make_output_arguments(outputs.targets, encoding, has_own_pace(source)));
   check_arguments(command);
+  receivers.clear();
+  for (const OutputTarget& target : outputs.targets)
+    receivers.push_back({target.output, target.protocol, target.address});
   if (launch) keep_recordings(outputs.targets);
 }
 
@@ -169,6 +172,8 @@ TranscoderCommand::Outputs TranscoderCommand::read_outputs() const {
       continue;
     }
     outputs.targets.push_back(read_target(output, i));
+    outputs.targets.back().output = i;
+    outputs.targets.back().protocol = output.text("protocol");
     outputs.targets.back().rendition = static_cast<std::size_t>(output.whole("rendition", 0, 100).value_or(0));
   }
   if (!outputs.hls && outputs.targets.empty()) throw ValueError("The stream has no output");
@@ -202,7 +207,8 @@ void TranscoderCommand::publish_variants(Outputs& outputs, const Encoding& encod
   hls_master_playlist = get_master_playlist(*outputs.hls, count);
   const std::string directory = join_path(Config::HLS_DIRECTORY, to_text(conf_.get_json_conf("id")));
   const auto first_segments = launch ? begin_cycle(*outputs.hls, encoding) : std::vector<long long>(count);
-  const auto variants = make_hls_targets(*outputs.hls, directory, listed, first_segments);
+  auto variants = make_hls_targets(*outputs.hls, directory, listed, first_segments);
+  for (OutputTarget& variant : variants) variant.protocol = "hls";
   outputs.targets.insert(outputs.targets.begin(), variants.begin(), variants.end());
 }
 

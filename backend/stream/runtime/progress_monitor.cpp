@@ -7,7 +7,9 @@ namespace weir {
 Async<> progress_monitor(Stream& stream) {
   bool running = false;
   while (auto line = co_await stream.stderr_lines->next()) {
-    if (stream.stats.update(*line)) {
+    const bool is_progress = stream.stats.update(*line);
+    stream.streaminfo->watch_outputs(*line, is_progress);
+    if (is_progress) {
       stream.stats.taken_at = now();
       if (!running) {
         const auto guard = co_await stream.lock.acquire();

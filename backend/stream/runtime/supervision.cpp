@@ -195,6 +195,8 @@ Async<> Stream::launch(std::shared_ptr<const Environment> environment) {
   stderr_lines.reset(new LineReader(readline2(proc->stderr_fd())));
   procinfo = siblings().process_info(proc->pid());
   tell_launched();
+  stdbuf.mark_cycle(cycle.number);
+  streaminfo->follow_outputs(*conf, std::move(ffmpeg->receivers));
   spawn_monitors();
 }
 

@@ -166,7 +166,7 @@ bool HlsRoutes::admit(const Publication& publication, const Request& request) {
   return true;
 }
 
-Async<> HlsRoutes::clean_up() {
+Async<> HlsRoutes::clean_up(std::function<void()> also) {
   for (;;) {
     co_await sleep_to_next(cleaning_interval);
     windows_.sweep([this](long long id) {
@@ -176,6 +176,7 @@ Async<> HlsRoutes::clean_up() {
     });
     publisher_.forget_unused();
     viewers_->forget_gone();
+    also();
   }
 }
 

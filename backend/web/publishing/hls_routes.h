@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,8 +20,8 @@ class HlsRoutes {
       : manager_(manager), windows_(windows), viewers_(std::move(viewers)), publisher_(windows, std::move(describe)) {}
   void add_to(Router& router);
 
-  /// Removes what no viewer needs any more, every few seconds. Runs until it is killed.
-  Async<> clean_up();
+  /// Removes what no viewer needs any more, every few seconds, and so does `also`. Runs until it is killed.
+  Async<> clean_up(std::function<void()> also);
 
  private:
   /// A stream as viewers see it.

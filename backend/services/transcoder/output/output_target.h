@@ -13,6 +13,8 @@ using OptionList = std::vector<std::pair<std::string, std::string>>;
 
 /// One receiver of the encode: a muxer and its address. An HLS output has one for each rendition.
 struct OutputTarget {
+  int output = 0;  ///< the index in the document
+  std::string protocol;
   std::string format;
   std::string address;
   OptionList options;  ///< of muxer and protocol

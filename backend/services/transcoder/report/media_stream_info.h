@@ -6,6 +6,7 @@
 
 #include "backend/base/value.h"
 #include "backend/collaborators/streaminfo.h"
+#include "backend/services/transcoder/report/output_states.h"
 #include "backend/services/transcoder/report/stream_line.h"
 
 namespace weir {
@@ -23,6 +24,11 @@ class MediaStreamInfo : public AVStreamInfo {
                                                          bool from_outputs = false) const override;
   Value dump_inputs() const override;
   Value dump_outputs() const override;
+  void follow_outputs(const JsonConf& conf, std::vector<OutputReceiver> receivers) override {
+    output_states_.begin(conf, std::move(receivers));
+  }
+  void watch_outputs(std::string_view line, bool is_progress) override { output_states_.watch(line, is_progress); }
+  const std::string& output_states() const override { return output_states_.json(); }
   Async<bool> probe(std::string arguments) override;
 
  private:
@@ -45,6 +51,7 @@ class MediaStreamInfo : public AVStreamInfo {
   std::vector<MediaStream> outputs_;
   std::vector<StreamMapping> mappings_;
   std::optional<long long> input_bitrate_;
+  OutputStates output_states_;
 };
 
 /// The bit rate in kbit/s that is assumed for video whose size and frame rate alone are known: 0.07 bit a pixel, at
