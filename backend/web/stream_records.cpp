@@ -80,14 +80,6 @@ Value module_record(const Stream& stream, const std::string& host) {
 
 }  // namespace
 
-RecordMember make_record_member(std::string name, std::function<Value(const Stream&)> read) {
-  return {std::move(name), [read = std::move(read)](std::string& json, const Stream& stream) {
-            Value value = read(stream);
-            mask_value(value);
-            json += to_json(value);
-          }};
-}
-
 void StreamRecords::add_member(RecordMember member) { added_.push_back(std::move(member)); }
 
 void StreamRecords::forget(long long stream_id) {

@@ -21,9 +21,6 @@ struct RecordMember {
   std::function<void(long long stream_id)> forget = [](long long) {};
 };
 
-/// A member whose value is made anew for every record; passwords in its texts are masked.
-RecordMember make_record_member(std::string name, std::function<Value(const Stream&)> read);
-
 /// The records of streams as the web layer answers them, as JSON, passwords masked. One whose record cannot be made
 /// shows as "id", "label", "status" and "error", so that it hides no other. `host`: see
 /// `StreamConfig::get_output_urls`.
