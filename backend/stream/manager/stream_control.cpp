@@ -102,6 +102,7 @@ Async<bool> StreamManager::batch_start_streams(std::vector<Value> stream_ids, do
     const bool started = co_await stream->start(delay, true, by);
     if (!started) stream->debug(fmt::format("Batch start: {}", stream->get_error_msg()));
     delay += interval;
+    co_await yield_to_others();  // a thousand starts take a second
   }
   co_return true;
 }

@@ -93,6 +93,7 @@ Async<bool> StreamManager::restore_streams(double interval) {
   for (const auto& stream : all_streams()) {
     const bool restored = co_await restore_stream(stream, delay);
     if (restored) delay += interval;
+    co_await yield_to_others();
   }
   co_return true;
 }

@@ -1,16 +1,15 @@
 #include "backend/web/events/http_sender.h"
 
-#include <curl/curl.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <map>
-#include <stdexcept>
 
 #include "backend/platform/loop.h"
 #include "backend/platform/wait_queue.h"
+#include "backend/web/events/curl_library.h"
 #include "backend/web/events/public_address.h"
 
 namespace weir {
@@ -24,11 +23,6 @@ namespace {
 constexpr long timeout_seconds = 10;
 constexpr long max_kept_connections = 16;
 constexpr std::size_t max_answer_bytes = 64 * 1024;
-
-void initialize_once() {
-  static const CURLcode result = ::curl_global_init(CURL_GLOBAL_DEFAULT);
-  if (result != CURLE_OK) throw std::runtime_error(::curl_easy_strerror(result));
-}
 
 }  // namespace
 
@@ -58,7 +52,7 @@ class HttpSender::Transfer {
   std::shared_ptr<Multi> multi_;
   std::shared_ptr<const std::string> body_;
   const bool private_addresses_;
-  CURL* const handle_ = ::curl_easy_init();
+  CURL* const handle_ = curl().easy_init();
   curl_slist* headers_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::size_t received_ = 0;
@@ -71,20 +65,18 @@ class HttpSender::Transfer {
 /// libcurl's view of the loop: it is told which sockets are ready and when its timer has expired.
 class HttpSender::Multi : public std::enable_shared_from_this<Multi> {
  public:
-  explicit Multi(bool private_addresses) : private_addresses(private_addresses) {
-    ::curl_multi_setopt(handle_, CURLMOPT_SOCKETFUNCTION, &Multi::watch);
-    ::curl_multi_setopt(handle_, CURLMOPT_SOCKETDATA, this);
-    ::curl_multi_setopt(handle_, CURLMOPT_TIMERFUNCTION, &Multi::set_timer);
-    ::curl_multi_setopt(handle_, CURLMOPT_TIMERDATA, this);
-    ::curl_multi_setopt(handle_, CURLMOPT_MAXCONNECTS, max_kept_connections);
+  Multi() {
+    curl().multi_setopt(handle_, CURLMOPT_SOCKETFUNCTION, &Multi::watch);
+    curl().multi_setopt(handle_, CURLMOPT_SOCKETDATA, this);
+    curl().multi_setopt(handle_, CURLMOPT_TIMERFUNCTION, &Multi::set_timer);
+    curl().multi_setopt(handle_, CURLMOPT_TIMERDATA, this);
+    curl().multi_setopt(handle_, CURLMOPT_MAXCONNECTS, max_kept_connections);
   }
-  ~Multi() { ::curl_multi_cleanup(handle_); }
+  ~Multi() { curl().multi_cleanup(handle_); }
   Multi(const Multi&) = delete;
   Multi& operator=(const Multi&) = delete;
 
   CURLM* handle() const { return handle_; }
-
-  const bool private_addresses;
 
  private:
   /// A socket of libcurl's, which closes it.
@@ -145,27 +137,27 @@ class HttpSender::Multi : public std::enable_shared_from_this<Multi> {
 
   void act(curl_socket_t fd, int events) {
     int running = 0;
-    ::curl_multi_socket_action(handle_, fd, events, &running);
+    curl().multi_socket_action(handle_, fd, events, &running);
     int left = 0;
-    while (const CURLMsg* message = ::curl_multi_info_read(handle_, &left)) {
+    while (const CURLMsg* message = curl().multi_info_read(handle_, &left)) {
       if (message->msg != CURLMSG_DONE) continue;
       void* transfer = nullptr;
-      ::curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+      curl().easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
       static_cast<Transfer*>(transfer)->finish(message->data.result);
     }
   }
 
   std::map<curl_socket_t, std::shared_ptr<Socket>> sockets_;
   asio::steady_timer timer_{Loop::current().context()};
-  CURLM* const handle_ = ::curl_multi_init();
+  CURLM* const handle_ = curl().multi_init();
 };
 
 HttpSender::Transfer::Transfer(std::shared_ptr<Multi> multi, const std::string& url,
                                const std::vector<std::string>& headers, std::shared_ptr<const std::string> body,
                                bool private_addresses)
     : multi_(std::move(multi)), body_(std::move(body)), private_addresses_(private_addresses) {
-  for (const std::string& line : headers) headers_ = ::curl_slist_append(headers_, line.c_str());
-  const auto set = [this](CURLoption option, auto value) { ::curl_easy_setopt(handle_, option, value); };
+  for (const std::string& line : headers) headers_ = curl().slist_append(headers_, line.c_str());
+  const auto set = [this](CURLoption option, auto value) { curl().easy_setopt(handle_, option, value); };
   set(CURLOPT_URL, url.c_str());
   set(CURLOPT_POSTFIELDS, body_->data());
   set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body_->size()));
@@ -184,13 +176,13 @@ HttpSender::Transfer::Transfer(std::shared_ptr<Multi> multi, const std::string& 
   set(CURLOPT_OPENSOCKETDATA, this);
   set(CURLOPT_ERRORBUFFER, error_.data());
   set(CURLOPT_PRIVATE, this);
-  ::curl_multi_add_handle(multi_->handle(), handle_);
+  curl().multi_add_handle(multi_->handle(), handle_);
 }
 
 HttpSender::Transfer::~Transfer() {
-  ::curl_multi_remove_handle(multi_->handle(), handle_);
-  ::curl_easy_cleanup(handle_);
-  ::curl_slist_free_all(headers_);
+  curl().multi_remove_handle(multi_->handle(), handle_);
+  curl().easy_cleanup(handle_);
+  curl().slist_free_all(headers_);
 }
 
 std::size_t HttpSender::Transfer::take_body(char*, std::size_t size, std::size_t count, void* self) {
@@ -209,30 +201,32 @@ curl_socket_t HttpSender::Transfer::open_socket(void* self, curlsocktype, curl_s
 HttpSender::Answer HttpSender::Transfer::answer() const {
   Answer answer;
   long status = 0;
-  ::curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+  curl().easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
   // With a body that is too long the answer has its status all the same.
   if (result_ == CURLE_OK || result_ == CURLE_WRITE_ERROR) answer.status = static_cast<int>(status);
   answer.refused = answer.status == 0 && refused_;
   if (answer.refused) {
     answer.error = "the receiver's address is private (--webhook-private-addresses allows that)";
   } else if (answer.status == 0) {
-    answer.error = error_[0] ? error_.data() : ::curl_easy_strerror(result_);
+    answer.error = error_[0] ? error_.data() : curl().easy_strerror(result_);
   }
   return answer;
 }
 
-HttpSender::HttpSender(bool private_addresses) {
-  initialize_once();
-  multi_ = std::make_shared<Multi>(private_addresses);
-}
+HttpSender::HttpSender(bool private_addresses) : private_addresses_(private_addresses) {}
 
 HttpSender::~HttpSender() = default;
 
 Async<HttpSender::Answer> HttpSender::post(std::string url, std::vector<std::string> headers,
                                            std::shared_ptr<const std::string> body) {
+  try {
+    if (!multi_) multi_ = std::make_shared<Multi>();
+  } catch (const std::runtime_error& failure) {
+    co_return Answer{.error = failure.what()};
+  }
   headers.emplace_back("Content-Type: application/json");
   headers.emplace_back("Expect:");
-  const auto transfer = std::make_unique<Transfer>(multi_, url, headers, std::move(body), multi_->private_addresses);
+  const auto transfer = std::make_unique<Transfer>(multi_, url, headers, std::move(body), private_addresses_);
   co_await transfer->wait();
   co_return transfer->answer();
 }

@@ -32,7 +32,8 @@ class HttpSender {
   class Transfer;
   class Multi;
 
-  std::shared_ptr<Multi> multi_;  ///< shared with the transfers
+  const bool private_addresses_;
+  std::shared_ptr<Multi> multi_;  ///< since the first request; shared with the transfers
 };
 
 }  // namespace weir

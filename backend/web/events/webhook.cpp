@@ -1,6 +1,5 @@
 #include "backend/web/events/webhook.h"
 
-#include <curl/curl.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
@@ -13,6 +12,7 @@
 #include "backend/base/log.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
+#include "backend/web/events/curl_library.h"
 
 namespace weir {
 
@@ -30,9 +30,9 @@ std::string read_text(const Value& value, std::string_view name, std::size_t lim
 
 std::string read_url(const Value& value) {
   std::string url = read_text(value, "url", max_url_bytes);
-  const std::unique_ptr<CURLU, void (*)(CURLU*)> parsed(::curl_url(), ::curl_url_cleanup);
+  const std::unique_ptr<CURLU, void (*)(CURLU*)> parsed(curl().url(), curl().url_cleanup);
   const bool is_http = url.starts_with("http://") || url.starts_with("https://");
-  if (!is_http || ::curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
+  if (!is_http || curl().url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
     throw ValueError(fmt::format("url: \"{}\" is not an http or https URL", mask_passwords(url)));
   return url;
 }
