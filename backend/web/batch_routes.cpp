@@ -4,7 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/log.h"
 #include "backend/base/members.h"
+#include "backend/base/text_form.h"
 
 namespace weir {
 
@@ -34,6 +36,22 @@ std::optional<std::string> read_log_format(const Value& form) {
   if (!format.is_string() || !is_log_format(format.get_ref<const std::string&>()))
     throw HttpError(400, "\"log_format\" must be a text with no other fields than {id} and {label}");
   return format.get<std::string>();
+}
+
+Value make_result(const Value& id, const std::string& error) {
+  Value result{{"id", id}, {"ok", error.empty()}};
+  if (!error.empty()) result["error"] = mask_passwords(error);
+  return result;
+}
+
+Response answer(Value results) { return json_response({{"ok", true}, {"results", std::move(results)}}); }
+
+std::string describe_status(const Stream& stream) { return "The stream is " + to_text(stream.get_status()); }
+
+Value read_changes(const Request& request) {
+  Value form = member(read_form(request), "form");
+  if (!form.is_object()) throw HttpError(400, "\"form\" must be a mapping of the members to change");
+  return form;
 }
 
 }  // namespace
@@ -72,26 +90,86 @@ void BatchRoutes::add_to(Router& router) {
   router.add("POST", "/api/batch/start", [this](const Request& r, Parameters) { return start(read_batch(r)); });
   router.add("POST", "/api/batch/stop", [this](const Request& r, Parameters) { return stop(read_batch(r)); });
   router.add("POST", "/api/batch/restart", [this](const Request& r, Parameters) { return restart(read_batch(r)); });
+  router.add("POST", "/api/batch/delete", [this](const Request& r, Parameters) { return remove(read_batch(r)); });
+  router.add("POST", "/api/batch/patch",
+             [this](const Request& r, Parameters) { return change(read_batch(r), read_changes(r)); });
   router.add("GET", "/api/stats", [this](const Request& r, Parameters) {
     const std::string_view gpu = r.query("gpu");
     return immediate(stats(gpu.empty() ? Value() : Value(std::string(gpu))));
   });
 }
 
+Value BatchRoutes::check_each(const std::vector<Value>& ids, const Check& check) {
+  Value results = Value::array();
+  for (const Value& id : ids) {
+    const std::shared_ptr<Stream> stream = manager_.get_stream(id);
+    results.push_back(make_result(id, stream ? check(*stream) : manager_.get_error_msg()));
+  }
+  return results;
+}
+
 Async<Response> BatchRoutes::start(Batch batch) {
-  co_await manager_.batch_start_streams(std::move(batch.ids), batch.interval, std::move(batch.by));
-  co_return ok_response();
+  Value results = check_each(batch.ids, [](const Stream& stream) {
+    return stream.get_status() == "stopped" ? std::string() : describe_status(stream);
+  });
+  co_await manager_.batch_start_streams(batch.ids, batch.interval, std::move(batch.by));
+  // A start that was refused leaves no supervision task, and the reason.
+  for (Value& result : results) {
+    if (!result.at("ok").get<bool>()) continue;
+    const std::shared_ptr<Stream> stream = manager_.get_stream(result.at("id"));
+    if (stream && stream->thread.dead())
+      result = make_result(result.at("id"), fmt::format("Not started: {}", stream->get_error_msg()));
+  }
+  co_return answer(std::move(results));
 }
 
 Async<Response> BatchRoutes::stop(Batch batch) {
+  Value results = check_each(batch.ids, [](const Stream&) { return std::string(); });
   co_await manager_.batch_stop_streams(std::move(batch.ids), std::move(batch.by));
-  co_return ok_response();
+  co_return answer(std::move(results));
 }
 
 Async<Response> BatchRoutes::restart(Batch batch) {
+  Value results = check_each(batch.ids, [](const Stream& stream) {
+    return is_active(stream.get_status()) ? std::string() : describe_status(stream);
+  });
   co_await manager_.batch_restart_streams(std::move(batch.ids), batch.interval, std::move(batch.log_format),
                                           std::move(batch.by));
-  co_return ok_response();
+  co_return answer(std::move(results));
+}
+
+Async<Response> BatchRoutes::remove(Batch batch) {
+  Value results = Value::array();
+  std::vector<long long> removed;
+  for (const Value& id : batch.ids) {
+    std::string error;
+    try {
+      removed.push_back(streams_.remove_stream(id, {}, batch.by));
+    } catch (const std::exception& failure) {
+      error = failure.what();
+    }
+    results.push_back(make_result(id, error));
+    co_await yield_to_others();
+  }
+  co_await StreamRoutes::clean_up(std::move(removed));
+  co_return answer(std::move(results));
+}
+
+Async<Response> BatchRoutes::change(Batch batch, Value form) {
+  Value results = Value::array();
+  for (const Value& id : batch.ids) {
+    Value changed;
+    std::string error;
+    try {
+      changed = co_await streams_.change_stream(id, form, {}, batch.by);
+    } catch (const std::exception& failure) {
+      error = failure.what();
+    }
+    Value result = make_result(id, error);
+    if (changed.contains("pending")) result["pending"] = changed.at("pending");
+    results.push_back(std::move(result));
+  }
+  co_return answer(std::move(results));
 }
 
 Response BatchRoutes::stats(const Value& gpu) { return json_response(manager_.get_all_stream_stats(gpu)); }

@@ -1,15 +1,19 @@
 #pragma once
 
+#include <functional>
+
 #include "backend/stream/manager/stream_manager.h"
 #include "backend/web/router.h"
+#include "backend/web/stream_routes.h"
 
 namespace weir {
 
-/// /api/batch and /api/stats: operations on many streams.
+/// /api/batch and /api/stats: operations on many streams. A batch call answers for each id whether the operation was
+/// accepted, and the reason where it was not.
 class BatchRoutes {
  public:
-  /// The manager outlives the routes.
-  explicit BatchRoutes(StreamManager& manager) : manager_(manager) {}
+  /// Both outlive the routes.
+  BatchRoutes(StreamManager& manager, StreamRoutes& streams) : manager_(manager), streams_(streams) {}
   void add_to(Router& router);
 
  private:
@@ -18,9 +22,17 @@ class BatchRoutes {
   Async<Response> start(Batch batch);
   Async<Response> stop(Batch batch);
   Async<Response> restart(Batch batch);
+  Async<Response> remove(Batch batch);
+  Async<Response> change(Batch batch, Value form);
+
+  /// Gives the reason why an operation on a stream is not accepted; empty when it is.
+  using Check = std::function<std::string(const Stream&)>;
+  /// The result for each id.
+  Value check_each(const std::vector<Value>& ids, const Check& check);
   Response stats(const Value& gpu);
 
   StreamManager& manager_;
+  StreamRoutes& streams_;
 };
 
 /// Whether a log format holds no other fields than {id} and {label}, "{{" and "}}" standing for braces.

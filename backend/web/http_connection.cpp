@@ -62,6 +62,16 @@ bool succeeded(const error_code& error) {
   return false;
 }
 
+// A header that is a list may be sent in several lines.
+std::string join_fields(const http::request<http::string_body>& message, http::field name) {
+  std::string joined;
+  for (auto [field, end] = message.equal_range(name); field != end; ++field) {
+    if (!joined.empty()) joined += ", ";
+    joined += std::string_view(field->value());
+  }
+  return joined;
+}
+
 // HTTP/1.0 has no interim answers.
 bool expects_continue(const http::request<http::string_body>& message) {
   return message.version() >= 11 && beast::iequals(message[http::field::expect], "100-continue");
@@ -177,7 +187,10 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
                   .origin = std::string(message[http::field::origin]),
                   .range = std::string(message[http::field::range]),
                   .last_event_id = std::string(message["Last-Event-ID"]),
-                  .if_none_match = std::string(message[http::field::if_none_match]),
+                  .if_match = join_fields(message, http::field::if_match),
+                  .if_none_match = join_fields(message, http::field::if_none_match),
+                  .accept_encoding = join_fields(message, http::field::accept_encoding),
+                  .idempotency_key = std::string(message["Idempotency-Key"]),
                   .body = {},
                   .client_address = {},
                   .client_port = {}};

@@ -13,11 +13,14 @@ namespace weir {
 struct Request {
   std::string method;  ///< "GET", …
   Target target;
-  std::string host;           ///< of the target, else the Host header, else the address that the client connected to
-  std::string origin;         ///< the Origin header; empty when there is none
-  std::string range;          ///< the Range header; empty when there is none
-  std::string last_event_id;  ///< the Last-Event-ID header; empty when there is none
-  std::string if_none_match;  ///< the If-None-Match header; empty when there is none
+  std::string host;             ///< of the target, else the Host header, else the address that the client connected to
+  std::string origin;           ///< the Origin header; empty when there is none
+  std::string range;            ///< the Range header; empty when there is none
+  std::string last_event_id;    ///< the Last-Event-ID header; empty when there is none
+  std::string if_match;         ///< the If-Match header; empty when there is none
+  std::string if_none_match;    ///< the If-None-Match header; empty when there is none
+  std::string accept_encoding;  ///< the Accept-Encoding header; empty when there is none
+  std::string idempotency_key;  ///< the Idempotency-Key header; empty when there is none
   std::string body;
   std::string client_address;  ///< without a port; behind a trusted proxy that of the proxy's client
   std::string client_port;     ///< of the connection

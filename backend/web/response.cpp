@@ -34,7 +34,7 @@ std::string reason(int status) {
 std::string format_head(const Response& response, bool keep_alive) {
   std::string head = fmt::format("HTTP/1.1 {} {}\r\nDate: {:%a, %d %b %Y %H:%M:%S GMT}\r\n", response.status,
                                  reason(response.status), fmt::gmtime(static_cast<std::time_t>(wall_seconds())));
-  if (response.status != 204 && !response.is_live)
+  if (response.status != 204 && response.status != 304 && !response.is_live)
     head += fmt::format("Content-Length: {}\r\n", response.file ? response.file->size : response.body.size());
   if (!response.content_type.empty())
     head += fmt::format("Content-Type: {}\r\nX-Content-Type-Options: nosniff\r\n", response.content_type);

@@ -9,6 +9,8 @@
 #include "backend/base/log.h"
 #include "backend/base/numbers.h"
 #include "backend/platform/failure.h"
+#include "backend/web/api/compression.h"
+#include "backend/web/api/document_tag.h"
 
 namespace weir {
 
@@ -40,6 +42,20 @@ bool comes_from_another_site(const Request& request) {
   return scheme == std::string::npos || request.origin.substr(scheme + 3) != request.host;
 }
 
+// Whether the client has what the response would tell it.
+bool is_known(const Response& response, const std::string& known_tags) {
+  if (known_tags.empty() || response.status != 200) return false;
+  const auto tag = std::ranges::find(response.headers, "ETag", &std::pair<std::string, std::string>::first);
+  return tag != response.headers.end() && names_tag(known_tags, tag->second, true);
+}
+
+void drop_body(Response& response) {
+  response.status = 304;
+  response.body.clear();
+  response.content_type.clear();
+  response.file.reset();
+}
+
 Response refuse_method(const std::string& method, std::set<std::string> allowed) {
   if (allowed.contains("GET")) allowed.insert("HEAD");
   allowed.insert("OPTIONS");
@@ -55,6 +71,18 @@ void Router::add(std::string_view method, std::string_view pattern, RouteHandler
 }
 
 Async<Response> Router::route(Request request) const {
+  const bool reads = request.method == "GET" || request.method == "HEAD";
+  const bool takes_gzip = accepts_gzip(request.accept_encoding);
+  const std::string known_tags = reads ? request.if_none_match : std::string();
+  Response response = co_await answer_or_refuse(std::move(request));
+  if (is_known(response, known_tags)) drop_body(response);
+  if (!is_compressible(response)) co_return response;
+  response.headers.emplace_back("Vary", "Accept-Encoding");
+  if (!takes_gzip) co_return response;
+  co_return co_await compress(std::move(response));
+}
+
+Async<Response> Router::answer_or_refuse(Request request) const {
   try {
     co_return co_await dispatch(std::move(request));
   } catch (const HttpError& error) {

@@ -26,7 +26,8 @@ class Router {
   /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
   void add(std::string_view method, std::string_view pattern, RouteHandler handler);
 
-  /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then.
+  /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then. An answer whose ETag the
+  /// client knows is 304; texts are compressed for clients that ask for it.
   Async<Response> route(Request request) const;
 
  private:
@@ -36,6 +37,7 @@ class Router {
     RouteHandler handler;
   };
 
+  Async<Response> answer_or_refuse(Request request) const;
   Async<Response> dispatch(Request request) const;
 
   std::vector<Route> routes_;

@@ -13,6 +13,7 @@
 #include "backend/platform/files.h"
 #include "backend/platform/helper_thread.h"
 #include "backend/stream/manager/stream_file.h"
+#include "backend/web/api/document_tag.h"
 #include "backend/web/log/stream_log.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
@@ -22,6 +23,24 @@
 namespace weir {
 
 namespace {
+
+constexpr const char* changed_meanwhile = "The stream was changed meanwhile";
+
+void check_match(const Stream& stream, const std::string& if_match) {
+  if (!if_match.empty() && !names_tag(if_match, make_document_tag(stream.conf->document()), false))
+    throw HttpError(412, changed_meanwhile);
+}
+
+// The form of a new stream with the document of another one, changed by a form.
+Value make_copy(const StreamConfig& conf, const Value& form) {
+  JsonConf copy;
+  copy.replace_document(conf.document());
+  for (const char* kept : {"id", "status"}) copy.del_json_conf(kept);
+  const std::string label = to_text(conf.get_json_conf("label", ""));
+  const Value copied = fmt::format("{} (copy)", label.empty() ? to_text(conf.get_json_conf("id")) : label);
+  if (!copy.set_json_conf("label", copied) || !copy.load_json_conf(form)) throw HttpError(400, copy.get_error_msg());
+  return copy.take_document();
+}
 
 // "hls,http"
 std::optional<std::set<std::string>> parse_protocols(std::string_view text) {
@@ -66,6 +85,10 @@ Async<> remove_directories(long long id) {
 
 }  // namespace
 
+StreamRoutes::StreamRoutes(ServerStreamManager& manager, Semaphore& changes) : manager_(manager), changes_(changes) {
+  records_.add_member(pending_.make_member());
+}
+
 void StreamRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   // What waits gets values: the request is read before.
@@ -78,9 +101,14 @@ void StreamRoutes::add_to(Router& router) {
   router.add("GET", one, [this](const Request& r, Parameters p) { return immediate(read(p[0], r.host)); });
   router.add("PATCH", one, [this](const Request& r, Parameters p) {
     find(p[0]);  // before the form is looked at
-    return change(p[0], read_form(r), r.client_address);
+    return change(p[0], read_form(r), r.if_match, r.client_address);
   });
-  router.add("DELETE", one, [this](const Request& r, Parameters p) { return remove(p[0], r.client_address); });
+  router.add("DELETE", one,
+             [this](const Request& r, Parameters p) { return remove(p[0], r.if_match, r.client_address); });
+  router.add("POST", one + "/copy", [this](const Request& r, Parameters p) {
+    find(p[0]);
+    return copy(p[0], r.body.empty() ? Value::object() : read_form(r), r.client_address);
+  });
   for (const auto& [name, operation] : {std::pair<const char*, Control>{"/start", &StreamManager::start_stream},
                                         {"/stop", &StreamManager::stop_stream},
                                         {"/restart", &StreamManager::restart_stream}})
@@ -182,9 +210,39 @@ Async<bool> StreamRoutes::take_back(long long id) {
   co_return true;
 }
 
-Async<Response> StreamRoutes::change(Value id, Value posted, std::string by) {
+// A copy is never active, whatever the stream is.
+Async<Response> StreamRoutes::copy(Value id, Value posted, std::string by) {
+  Value form = make_copy(*find(id)->conf, posted);
+  return add(std::move(form), std::move(by));
+}
+
+Async<Response> StreamRoutes::change(Value id, Value posted, std::string if_match, std::string by) {
+  std::optional<Response> newer;
+  Value answer;
+  try {
+    answer = co_await change_stream(id, std::move(posted), std::move(if_match), std::move(by));
+  } catch (const HttpError& error) {
+    const std::shared_ptr<Stream> stream = manager_.get_stream(id);
+    if (error.status() != 412 || !stream) throw;
+    newer = show_newer(*stream);
+  }
+  if (newer) co_return std::move(*newer);
+  Response response = json_response(answer);
+  response.headers.emplace_back("ETag", make_document_tag(find(id)->conf->document()));
+  co_return response;
+}
+
+// What somebody who changed an older document needs to try again.
+Response StreamRoutes::show_newer(const Stream& stream) {
+  Response response = json_response({{"error", changed_meanwhile}, {"document", stream.conf->document()}}, 412);
+  response.headers.emplace_back("ETag", make_document_tag(stream.conf->document()));
+  return response;
+}
+
+Async<Value> StreamRoutes::change_stream(Value id, Value posted, std::string if_match, std::string by) {
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<Stream> stream = find(id);
+  check_match(*stream, if_match);
   const Value form = co_await prepare_change(stream->conf, std::move(posted));
   find(id);  // the stream may have been deleted meanwhile
   save_or_restore(*stream, form);
@@ -195,12 +253,13 @@ Async<Response> StreamRoutes::change(Value id, Value posted, std::string by) {
     if (!stream->conf->retired()) throw;
   }
   find(id);  // the stream may have been deleted meanwhile
-  co_return ok_response();
+  co_return Value{{"ok", true}, {"pending", Value::parse(pending_.list(*stream))}};
 }
 
 // What could not be saved must not take effect.
 void StreamRoutes::save_or_restore(const Stream& stream, const Value& form) {
   Value before = stream.conf->document();
+  pending_.before_change(stream, before);
   if (manager_.save_stream(stream.id, form)) return;
   const std::string reason = manager_.get_error_msg();
   stream.conf->replace_document(std::move(before));
@@ -210,15 +269,25 @@ void StreamRoutes::save_or_restore(const Stream& stream, const Value& form) {
   throw HttpError(500, reason);
 }
 
-Async<Response> StreamRoutes::remove(Value id, std::string by) {
+long long StreamRoutes::remove_stream(const Value& id, const std::string& if_match, std::string by) {
   const std::shared_ptr<Stream> stream = find(id);
+  check_match(*stream, if_match);
   if (!manager_.delete_stream(id)) {
     throw HttpError(is_active(stream->get_status()) ? 409 : 500, manager_.get_error_msg());
   }
   tell(JournalKind::deleted, *stream, std::move(by));
   records_.forget(stream->id);
+  return stream->id;
+}
+
+Async<> StreamRoutes::clean_up(std::vector<long long> ids) {
   co_await sync_or_log(Config::STREAM_DIRECTORY);
-  co_await remove_directories(stream->id);
+  for (const long long id : ids) co_await remove_directories(id);
+}
+
+Async<Response> StreamRoutes::remove(Value id, std::string if_match, std::string by) {
+  const long long removed = remove_stream(id, if_match, std::move(by));
+  co_await clean_up({removed});
   co_return empty_response();
 }
 
@@ -258,7 +327,9 @@ Response StreamRoutes::delete_log(const Value& id) {
 Response StreamRoutes::read_config(const Value& id) {
   const std::shared_ptr<StreamConfig> conf = manager_.get_stream_config(id);
   if (!conf) throw HttpError(404, manager_.get_error_msg());
-  return json_response(conf->document());
+  Response response = json_response(conf->document());
+  response.headers.emplace_back("ETag", make_document_tag(conf->document()));
+  return response;
 }
 
 Response StreamRoutes::read_urls(const Request& request, const Value& id) {

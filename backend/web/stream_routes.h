@@ -2,6 +2,7 @@
 
 #include "backend/base/value.h"
 #include "backend/platform/semaphore.h"
+#include "backend/web/api/pending_changes.h"
 #include "backend/web/log/stream_log.h"
 #include "backend/web/router.h"
 #include "backend/web/server_stream_manager.h"
@@ -13,8 +14,17 @@ namespace weir {
 class StreamRoutes {
  public:
   /// Both outlive the routes. `changes` is held while documents or profiles change.
-  StreamRoutes(ServerStreamManager& manager, Semaphore& changes) : manager_(manager), changes_(changes) {}
+  StreamRoutes(ServerStreamManager& manager, Semaphore& changes);
   void add_to(Router& router);
+
+  // One stream of many: throw `HttpError`. `by`: the address that asks.
+
+  /// Applies a form to a stream's document; returns the answer to PATCH.
+  Async<Value> change_stream(Value id, Value posted, std::string if_match, std::string by);
+  /// Removes the stream. `clean_up` has to follow.
+  long long remove_stream(const Value& id, const std::string& if_match, std::string by);
+  /// Makes deletions durable and removes the streams' directories.
+  static Async<> clean_up(std::vector<long long> ids);
 
   /// Shows one more member in the record of every stream.
   void add_record_member(RecordMember member) { records_.add_member(std::move(member)); }
@@ -26,15 +36,16 @@ class StreamRoutes {
   Async<Response> list(std::string host, std::vector<std::string> tags);
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
-  // `by`: the address that asks.
   Async<Response> add(Value posted, std::string by);
-  Async<Response> change(Value id, Value posted, std::string by);
-  Async<Response> remove(Value id, std::string by);
+  Async<Response> copy(Value id, Value posted, std::string by);
+  Async<Response> change(Value id, Value posted, std::string if_match, std::string by);
+  Async<Response> remove(Value id, std::string if_match, std::string by);
   Async<Response> control(Control operation, Value id, std::string by);
   Response read_log(const Request& request, const Value& id);
   static Response follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body);
   Response delete_log(const Value& id);
   Response read_config(const Value& id);
+  static Response show_newer(const Stream& stream);
   Response read_urls(const Request& request, const Value& id);
   Response add_client(const Request& request, const Value& id);
   Response remove_client(const Request& request, const Value& id);
@@ -48,6 +59,7 @@ class StreamRoutes {
 
   ServerStreamManager& manager_;
   StreamRecords records_;
+  PendingChanges pending_;
   Semaphore& changes_;
 };
 

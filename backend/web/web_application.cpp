@@ -44,7 +44,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
                                History& history, ProbeFunction probe, WebSettings settings)
     : sampler_(manager),
       streams_(manager, document_changes_),
-      batches_(manager),
+      batches_(manager, streams_),
       profiles_(manager, profiles, document_changes_),
       history_(manager, history),
       now_(manager, sampler_, ffmpeg_version_),

@@ -76,7 +76,7 @@ std::size_t find_smallest(const HlsCycle& cycle) {
 
 void Thumbnails::add_to(Router& router) {
   router.add("GET", "/api/streams/{id}/thumbnail.jpg",
-             [this](const Request& r, const PathParameters& p) { return answer(p[0], r.if_none_match); });
+             [this](const Request&, const PathParameters& p) { return answer(p[0]); });
 }
 
 bool Thumbnails::has_picture(const Stream& stream) const {
@@ -91,7 +91,7 @@ void Thumbnails::forget_unused() {
   std::erase_if(pictures_, [](const auto& entry) { return now() - entry.second->asked_at >= kept_for; });
 }
 
-Async<Response> Thumbnails::answer(std::string id, std::string known_tag) {
+Async<Response> Thumbnails::answer(std::string id) {
   const std::shared_ptr<Stream> stream = manager_.get_stream(id);
   if (!stream) throw HttpError(404, manager_.get_error_msg());
   if (!is_active(stream->get_status())) throw HttpError(404, "The stream is not running");
@@ -99,13 +99,8 @@ Async<Response> Thumbnails::answer(std::string id, std::string known_tag) {
   const std::shared_ptr<const Picture> shown = co_await picture(stream->id);
   if (!shown->failure.empty()) throw HttpError(404, shown->failure);
   Response response;
-  const std::string tag = fmt::format("\"{:x}\"", std::hash<std::string>()(shown->jpeg));
-  response.headers.emplace_back("ETag", tag);
+  response.headers.emplace_back("ETag", fmt::format("\"{:x}\"", std::hash<std::string>()(shown->jpeg)));
   response.headers.emplace_back("Cache-Control", fmt::format("private, max-age={}", shown_for.count()));
-  if (known_tag == tag) {
-    response.status = 304;
-    co_return response;
-  }
   response.content_type = "image/jpeg";
   response.body = shown->jpeg;
   co_return response;

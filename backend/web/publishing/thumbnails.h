@@ -40,7 +40,7 @@ class Thumbnails {
     TimePoint asked_at;
   };
 
-  Async<Response> answer(std::string id, std::string known_tag);
+  Async<Response> answer(std::string id);
   Async<std::shared_ptr<const Picture>> picture(long long id);
   std::shared_ptr<const Picture> find_fresh(long long id);
   Async<Picture> make(std::string segment) const;

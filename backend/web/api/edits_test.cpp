@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <array>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <tuple>
+
+#include "backend/web/api/compression.h"
+#include "backend/web/api/document_tag.h"
+#include "backend/web/api/pending_changes.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test_loop.h"
+
+namespace weir {
+namespace {
+
+TEST(Edits, TheTagOfADocumentLeavesOutIdAndStatus) {
+  const std::string tag = make_document_tag(Value::parse(R"({"label": "a", "id": 1, "status": "stopped"})"));
+  EXPECT_EQ(tag, make_document_tag(Value::parse(R"({"label": "a", "id": 2, "status": "running"})")));
+  EXPECT_NE(tag, make_document_tag(Value::parse(R"({"label": "b", "id": 1, "status": "stopped"})")));
+  EXPECT_NE(tag, make_document_tag(Value::parse(R"({"label": {"status": "stopped"}})")));
+}
+
+TEST(Edits, AHeaderNamesATagInAList) {
+  const std::tuple<const char*, bool, bool> cases[] = {
+      // header, for If-Match, for If-None-Match
+      {R"("a")", true, true},      {R"("b", "a")", true, true}, {"*", true, true},
+      {R"(W/"a")", false, true},   {R"("ab")", false, false},   {"a", false, false},
+      {R"("a-gzip")", true, true}, {"", false, false},          {R"( "b" , W/"a-gzip")", false, true},
+  };
+  for (const auto& [header, strong, weak] : cases) {
+    EXPECT_EQ(names_tag(header, "\"a\"", false), strong) << header;
+    EXPECT_EQ(names_tag(header, "\"a\"", true), weak) << header;
+  }
+}
+
+TEST(Edits, PendingKeysAreThoseThatATranscoderCanTell) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {R"({"a": 1, "b": {"x": 1, "y": 2}})", R"({"b": {"y": 2, "x": 1}, "a": 1})", "[]"},
+      {R"({"label": "a", "id": 1, "status": "running"})", R"({"label": "b", "tags": ["x"], "profile": "1"})", "[]"},
+      {R"({"a": {"label": "x"}})", R"({"a": {"label": "y"}})", R"(["a.label"])"},
+      {R"({"a": null, "b": {"x": ""}})", R"({"c": ""})", "[]"},
+      {R"({"input": {"0": {"url": "a"}}})", R"({"input": {"0": {"url": "b"}, "1": {"url": "c"}}})",
+       R"(["input.0.url","input.1.url"])"},
+      {R"({"video": {"map": "1"}})", R"({"video": "x"})", R"(["video"])"},
+      {R"({"maps": [1, 2]})", R"({"maps": [2, 1]})", R"(["maps"])"},
+  };
+  for (const auto& [launched, document, keys] : cases)
+    EXPECT_EQ(Value(list_pending_keys(Value::parse(launched), Value::parse(document))), Value::parse(keys)) << document;
+  Value many;
+  for (int i = 0; i < 60; ++i) many["output"]["0"]["x" + std::to_string(i)] = i;
+  EXPECT_EQ(Value(list_pending_keys(Value::object(), many)), Value({"output"})) << "a long list says less";
+}
+
+TEST(Edits, GzipIsTakenWhereItIsNotRefused) {
+  const std::pair<const char*, bool> cases[] = {
+      {"gzip", true},      {"", false},   {"br, GZIP;q=0.5", true},
+      {"gzip;q=0", false}, {"br", false}, {"gzip; q=0.000, br", false},
+  };
+  for (const auto& [header, accepted] : cases) EXPECT_EQ(accepts_gzip(header), accepted) << header;
+}
+
+std::string gunzip(const std::filesystem::path& path, const std::string& compressed) {
+  std::ofstream(path, std::ios::binary) << compressed;
+  std::string text(1 << 20, ' ');
+  const gzFile file = ::gzopen(path.c_str(), "rb");
+  text.resize(static_cast<std::size_t>(::gzread(file, text.data(), static_cast<unsigned>(text.size()))));
+  ::gzclose(file);
+  return text;
+}
+
+Async<> compress_into(Response& response) { response = co_await compress(std::move(response)); }
+
+TEST(Edits, ACompressedAnswerHoldsTheSameTextUnderAnotherTag) {
+  test::TestLoop loop;
+  std::string text;
+  while (text.size() < 300'000) text += "{\"number\":" + std::to_string(text.size() * 7919) + "}";
+  Response response = json_text_response(text);
+  response.headers.emplace_back("ETag", "\"a\"");
+  ASSERT_TRUE(is_compressible(response));
+  const Task task = spawn("compression", compress_into(response));
+  loop.settle();
+  ASSERT_TRUE(task.dead());
+  const test::TemporaryDirectory directory;
+  EXPECT_LT(response.body.size(), text.size() / 2);
+  EXPECT_EQ(gunzip(directory.path() / "x.gz", response.body), text + "\n");
+  EXPECT_EQ(response.headers[1].second, "\"a-gzip\"");
+  EXPECT_FALSE(is_compressible(json_text_response(std::string(1000, ' '))));
+}
+
+}  // namespace
+}  // namespace weir
