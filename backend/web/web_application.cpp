@@ -97,7 +97,8 @@ Async<Response> WebApplication::answer(Request request) const {
   if (!asks_for_stream(request) && !comes_from_here(request))
     return immediate(error_response(403, "Only published streams can be reached through a proxy or another host name"));
   if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
-  return router_.route(std::move(request));
+  if (request.method != "POST" || request.idempotency_key.empty()) return router_.route(std::move(request));
+  return keys_->answer(std::move(request), [this](Request once) { return router_.route(std::move(once)); });
 }
 
 }  // namespace weir

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/web/api/idempotency_keys.h"
 #include "backend/web/batch_routes.h"
 #include "backend/web/events/event_routes.h"
 #include "backend/web/events/metrics_routes.h"
@@ -68,6 +69,7 @@ class WebApplication {
   Thumbnails thumbnails_;
   HttpOutputs http_outputs_;
   Router router_;
+  std::unique_ptr<IdempotencyKeys> keys_ = std::make_unique<IdempotencyKeys>();
   HttpServer server_;
 };
 

@@ -52,6 +52,7 @@ class WebApplicationTest : public testing::Test {
     request.client_address = client_address;
     request.if_match = std::exchange(if_match_, {});
     request.if_none_match = std::exchange(if_none_match_, {});
+    request.idempotency_key = idempotency_key_;
     exchange->task = spawn("request", answer(web_, *exchange));
     world_.loop.settle();
     return exchange;
@@ -92,6 +93,7 @@ class WebApplicationTest : public testing::Test {
 
   std::string if_match_;  ///< of the next request
   std::string if_none_match_;
+  std::string idempotency_key_;  ///< of all requests from now on
   test::FakeSiblings world_;
   ServerStreamManager manager_;
   Task syncs_;
@@ -597,6 +599,39 @@ TEST_F(WebApplicationTest, ACopyIsANewStreamWithTheSameDocument) {
   EXPECT_EQ(copy.at("status"), "stopped");
   EXPECT_EQ(copy.at("input"), get("/api/streams/0/config").at("input"));
   EXPECT_EQ(get("/api/streams/2/config").at("input").at("0").at("url"), "udp://b");
+}
+
+TEST_F(WebApplicationTest, APostThatIsSentAgainWithItsKeyIsDoneOnce) {
+  idempotency_key_ = "a";
+  std::promise<void> release = hold_syncs();
+  auto first = begin("POST", "/api/streams", news);
+  EXPECT_EQ(ask("POST", "/api/streams", news).status, 409) << "it is being answered";
+  release.set_value();
+  const Response answer = finish(std::move(first));
+  const Response repeated = ask("POST", "/api/streams", news);
+  EXPECT_EQ(repeated.status, 201);
+  EXPECT_EQ(repeated.body, answer.body);
+  EXPECT_EQ(ask("POST", "/api/streams", no_input).status, 422) << "another request";
+  EXPECT_EQ(ask("POST", "/api/streams", news, "", "10.0.0.6").status, 201) << "another client";
+  EXPECT_EQ(manager_.streams.size(), 2U);
+  world_.loop.advance(25h);
+  EXPECT_EQ(ask("POST", "/api/streams", news).status, 201);
+  EXPECT_EQ(manager_.streams.size(), 3U) << "a day later it is a new one";
+  for (int i = 0; i < 1001; ++i) {
+    idempotency_key_ = std::to_string(i);
+    ASSERT_EQ(ask("POST", "/api/streams", "").status, 400);
+  }
+  idempotency_key_ = "a";
+  ask("POST", "/api/streams", news);
+  EXPECT_EQ(manager_.streams.size(), 4U) << "the oldest is forgotten";
+}
+
+TEST_F(WebApplicationTest, AFailureOfTheServerCanBeTriedAgainWithTheSameKey) {
+  idempotency_key_ = "a";
+  fs::create_directory(path("0.conf.tmp"));  // its file can't be written
+  EXPECT_EQ(ask("POST", "/api/streams", news).status, 500);
+  fs::remove(path("0.conf.tmp"));
+  EXPECT_EQ(ask("POST", "/api/streams", news).status, 201);
 }
 
 }  // namespace
