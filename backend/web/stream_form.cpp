@@ -16,6 +16,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/task.h"
 #include "backend/web/document_checks.h"
+#include "backend/web/masked_value.h"
 #include "backend/web/response.h"
 #include "backend/web/stream_tags.h"
 
@@ -144,12 +145,14 @@ Async<Value> prepare(Value document, long long id, Value posted) {
 }  // namespace
 
 Async<Value> prepare_new_stream(long long id, Value posted) {
+  restore_secrets(posted, JsonConf());
   Value form = co_await prepare(Value::object(), id, std::move(posted));
   form["status"] = "stopped";
   co_return form;
 }
 
 Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted) {
+  restore_secrets(posted, *conf);
   Value form = co_await prepare(conf->document(), conf->get_json_conf("id").get<long long>(), std::move(posted));
   co_return form;
 }

@@ -16,7 +16,8 @@ namespace weir {
 /// The form for `StreamManager::add_stream` that a posted one makes: complete, its inputs numbered from 0.
 Async<Value> prepare_new_stream(long long id, Value posted);
 
-/// The form for `StreamManager::save_stream` that a posted one makes of the stream's document.
+/// The form for `StreamManager::save_stream` that a posted one makes of the stream's document; secrets that it has
+/// masked stay as they are.
 Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted);
 
 /// Tries a changed profile on the document of a stream that uses it.

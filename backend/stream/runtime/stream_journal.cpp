@@ -2,6 +2,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/document_secrets.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/loop.h"
 #include "backend/stream/runtime/stream.h"
@@ -68,6 +69,7 @@ void Stream::tell_ended(JournalEntry end, bool goes_on) {
     if (cycle.exit_status < 0) end.cause = Cause::signalled;
   }
   if (end.text.empty()) end.text = find_error();
+  if (!end.text.empty()) end.text = mask_secrets_of(conf->document(), end.text);
   if (goes_on) end.retry_seconds = delay;
   end.time = Loop::current().clock().wall();
   last_end = end;

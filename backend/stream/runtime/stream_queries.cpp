@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/document_secrets.h"
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
@@ -47,6 +48,7 @@ Value Stream::get_codec_info() const {
 
 void Stream::note_input(InputAnswer answer) {
   const int index = answer.index;
+  if (!answer.reason.empty()) answer.reason = mask_secrets_of(conf->document(), answer.reason);
   known_inputs[index] = {to_text(conf->get_json_conf(fmt::format("input.{}.url", index))), std::move(answer)};
 }
 
