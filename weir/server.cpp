@@ -61,7 +61,8 @@ WebSettings make_web_settings(const ServerSettings& settings) {
           .trusted_proxies = {settings.trusted_proxies.begin(), settings.trusted_proxies.end()},
           .webhooks = {.file = join_path(settings.data, "webhooks.json"),
                        .settings_file = settings.webhooks,
-                       .private_addresses = settings.webhook_private_addresses}};
+                       .private_addresses = settings.webhook_private_addresses},
+          .links_directory = settings.data};
 }
 
 }  // namespace

@@ -96,6 +96,12 @@ void check_http_outputs(const Value& document) {
   }
 }
 
+void check_access(const Value& document) {
+  const Value& access = member(document, "access");
+  if (!is_set(access) || access == "open" || access == "link") return;
+  throw HttpError(400, fmt::format("access: {} is not open or link", to_text(access)));
+}
+
 std::string check_size(const Value& document) {
   try {
     check_members(document, spare_members);

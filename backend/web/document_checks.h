@@ -19,6 +19,9 @@ void check_playlist_names(const Value& document);
 /// Viewers have to be able to join "http" outputs, and to tell them apart.
 void check_http_outputs(const Value& document);
 
+/// "access" says who may watch: "open" to everybody, "link" to whoever has a link.
+void check_access(const Value& document);
+
 /// Some room has to be left for what the server adds. Returns the text of the document's file.
 std::string check_size(const Value& document);
 

@@ -121,6 +121,7 @@ Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft
   check_playlist_names(document);
   check_http_outputs(document);
   check_tags(document);
+  check_access(document);
   const std::string text = check_size(document);
   co_await yield_to_others();
   Value saved = parse_json(text);

@@ -53,6 +53,9 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       events_(manager, figures_of(sampler_)),
       webhooks_(std::move(settings.webhooks)),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
+      publishing_links_(std::move(settings.links_directory)),
+      gate_(manager, publishing_links_),
+      links_(manager, publishing_links_, document_changes_),
       hls_(manager, windows, viewers_, std::move(probe)),
       thumbnails_(manager, windows),
       http_outputs_(manager, viewers_),
@@ -70,6 +73,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   webhooks_.add_to(router_);
   metrics_.add_source([this](MetricsText& text) { events_.add_metrics(text); });
   metrics_.add_source([this](MetricsText& text) { webhooks_.add_metrics(text); });
+  links_.add_to(router_);
+  gate_.add_to(router_);
   http_outputs_.add_to(router_);
   // Last: its pattern fits many addresses.
   hls_.add_to(router_);
@@ -93,10 +98,11 @@ void WebApplication::add_record_members(const ViewerLimits& viewers) {
                               }});
 }
 
-Async<Response> WebApplication::answer(Request request) const {
+Async<Response> WebApplication::answer(Request request) {
   if (!asks_for_stream(request) && !comes_from_here(request))
     return immediate(error_response(403, "Only published streams can be reached through a proxy or another host name"));
   if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
+  if (auto refusal = gate_.refuse(request)) return immediate(std::move(*refusal));
   if (request.method != "POST" || request.idempotency_key.empty()) return router_.route(std::move(request));
   return keys_->answer(std::move(request), [this](Request once) { return router_.route(std::move(once)); });
 }

@@ -11,6 +11,8 @@
 #include "backend/web/now/now_routes.h"
 #include "backend/web/now/sampler.h"
 #include "backend/web/profile_routes.h"
+#include "backend/web/publishing/link_routes.h"
+#include "backend/web/publishing/publishing_gate.h"
 #include "backend/web/publishing/hls_routes.h"
 #include "backend/web/publishing/http_outputs.h"
 #include "backend/web/publishing/thumbnails.h"
@@ -24,6 +26,7 @@ struct WebSettings {
   ViewerLimits viewers;
   std::set<std::string> trusted_proxies;  ///< see `HttpService`
   WebhookSettings webhooks = {};
+  std::string links_directory = {};  ///< see `PublishingLinks`
 };
 
 /// The whole web layer: every route, and the server that answers by them.
@@ -34,7 +37,7 @@ class WebApplication {
                  ProbeFunction probe, WebSettings settings = {});
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
-  Async<Response> answer(Request request) const;
+  Async<Response> answer(Request request);
   void set_ready(bool ready) noexcept { server_routes_.set_ready(ready); }
 
   /// Removes what no viewer needs any more. Runs until it is killed.
@@ -65,6 +68,9 @@ class WebApplication {
   EventRoutes events_;
   WebhookRoutes webhooks_;
   std::shared_ptr<Viewers> viewers_;
+  PublishingLinks publishing_links_;
+  PublishingGate gate_;
+  LinkRoutes links_;
   HlsRoutes hls_;
   Thumbnails thumbnails_;
   HttpOutputs http_outputs_;

@@ -37,7 +37,7 @@ class WebApplicationTest : public testing::Test {
     Response response;
     Task task;
   };
-  static Async<> answer(const WebApplication& web, Exchange& exchange) {
+  static Async<> answer(WebApplication& web, Exchange& exchange) {
     exchange.response = co_await web.answer(exchange.request);
   }
   std::unique_ptr<Exchange> begin(const std::string& method, const std::string& target, const std::string& body = {},
@@ -282,6 +282,36 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
   EXPECT_TRUE(ask("GET", "/0/playlist_0.m3u8").body.ends_with("#EXT-X-ENDLIST\n")) << "no run has the output any more";
   world_.loop.advance(31s);
   EXPECT_EQ(ask("GET", "/0/playlist_0.m3u8").status, 404);
+}
+
+TEST_F(WebApplicationTest, AStreamWithAccessByLinkIsWatchedWithAValidTokenOnly) {
+  add();
+  add();
+  EXPECT_EQ(ask("PATCH", "/api/streams/0", R"({"access": "everybody"})").status, 400);
+  ASSERT_EQ(ask("PATCH", "/api/streams/0", R"({"access": "link"})").status, 200);
+  start_and_run();
+  for (const char* form : {"{}", R"({"expires": 0})", R"({"expires": 9, "for": "me"})", R"({"expires": 9, "name": 1})"})
+    EXPECT_EQ(ask("POST", "/api/streams/0/links", form).status, 400) << form;
+  const Response made = ask("POST", "/api/streams/0/links", R"({"expires": 60, "name": "Press"})");
+  ASSERT_EQ(made.status, 201);
+  const Value link = Value::parse(made.body);
+  const std::string token = link.at("token");
+  EXPECT_EQ(link.at("urls").at(0), "http://localhost:8080/0/" + token + "/index.m3u8");
+  EXPECT_FALSE(get("/api/streams/0/links").at(0).contains("token"));
+  const auto expect = [&](const std::string& target, int status) {
+    EXPECT_EQ(ask("GET", target).status, status) << target;
+  };
+  for (const char* target : {"/0/index.m3u8", "/0/playlist_0_7.ts", "/stream/0/a.ts", "/0/access", "/0/x/index.m3u8"})
+    expect(target, 403);
+  expect("/0/" + token + "/index.m3u8", 503);  // it is starting
+  expect("/stream/0/" + token + "/a.ts", 404);
+  expect("/0/" + token + "/access", 204);
+  expect("/1/access", 204);
+  expect("/1/" + token + "/access", 403);
+  expect("/0/" + token + "/x/index.m3u8", 404);
+  EXPECT_EQ(ask("DELETE", "/api/streams/1/links/1").status, 404);
+  EXPECT_EQ(ask("DELETE", "/api/streams/0/links/1").status, 204);
+  expect("/0/" + token + "/index.m3u8", 403);
 }
 
 TEST_F(WebApplicationTest, ABrokenFileKeepsNoOtherStreamOffTheAir) {
