@@ -50,7 +50,7 @@ Async<> watch_turns(std::shared_ptr<double> max_wait) {
 
 using Measurement = std::function<Async<std::size_t>()>;
 
-Async<std::size_t> make_list(const WebApplication& web) {
+Async<std::size_t> make_list(WebApplication& web) {
   Request request;
   request.method = "GET";
   request.target = *parse_target("/api/streams");
@@ -111,7 +111,7 @@ Async<> start_all(StreamManager& manager, std::size_t streams) {
   check_that_all_run(manager);
 }
 
-Async<> measure_all(StreamManager& manager, const WebApplication& web, std::size_t streams) {
+Async<> measure_all(StreamManager& manager, WebApplication& web, std::size_t streams) {
   co_await start_all(manager, streams);
   const Measurement list = [&web] { return make_list(web); };
   const Measurement figures = [&manager] { return read_figures(manager); };
@@ -127,7 +127,7 @@ Async<> measure_all(StreamManager& manager, const WebApplication& web, std::size
   co_await measure_hold("longest hold, lists", list);
 }
 
-Async<> run(StreamManager& manager, const WebApplication& web, std::size_t streams, int& exit_code) {
+Async<> run(StreamManager& manager, WebApplication& web, std::size_t streams, int& exit_code) {
   try {
     co_await measure_all(manager, web, streams);
     exit_code = 0;
