@@ -15,6 +15,11 @@ class EventHubTest : public test::StreamFixture {
  protected:
   /// A subscriber that reads as soon as there is something.
   struct Reader {
+    Reader() = default;
+    ~Reader() { task.kill(); }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
     std::string text;
     bool ended = false;
     Task task;
