@@ -42,7 +42,7 @@ class Server {
     if (!mkdtemp(data_.data())) std::exit(1);
     small_disk_ = mount("none", data_.c_str(), "tmpfs", 0, "size=4m") == 0;
     put_transcoder();
-    pid_ = spawn_server(program, data_, {"--ffmpeg", transcoder_path()});
+    pid_ = spawn_server(program, data_, {"--ffmpeg", transcoder_path(), "--file-root", "/"});
   }
   ~Server() {
     kill(pid_, SIGTERM);

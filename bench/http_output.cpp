@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
   std::string data = (fs::temp_directory_path() / "weir-bench-XXXXXX").string();
   if (!mkdtemp(data.data())) return 1;
   make_source(data + "/source.ts");
-  const pid_t server = spawn_server(argv[1], data, {});
+  const pid_t server = spawn_server(argv[1], data, {"--file-root", data});
   start_copy(data + "/source.ts", R"({"protocol": "http", "filename": "live.ts"})", target);
   measure(server, argc > 2 ? static_cast<std::size_t>(std::atoi(argv[2])) : 500, argc > 3 ? std::atoi(argv[3]) : 20);
   kill(server, SIGTERM);

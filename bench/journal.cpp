@@ -37,7 +37,8 @@ class Kills {
 
   /// Seconds before the kill of the first change that is missing; 0 when none is.
   double strike(std::chrono::milliseconds after) {
-    const pid_t pid = spawn_server(server_, data_, {"--ffmpeg", programs_ / "runs_its_input"});
+    const pid_t pid =
+        spawn_server(server_, data_, {"--ffmpeg", programs_ / "runs_its_input", "--file-root", programs_});
     if (changes_ == 0) add_streams();
     std::vector<std::pair<int, bench::Clock::time_point>> answered;
     const auto end = bench::Clock::now() + after;

@@ -14,6 +14,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
+#include "backend/web/schema/profile_form.h"
 #include "backend/web/stream_form.h"
 #include "backend/web/sync.h"
 
@@ -100,7 +101,9 @@ Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(pr
 Async<Response> ProfileRoutes::add(Value form, std::string by) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
-  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_new(form);
+  FormFindings warnings;
+  const Value checked = prepare_profile_form(Value(), form, warnings);
+  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_new(checked);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
   try {
     co_await store(draft);
@@ -110,19 +113,25 @@ Async<Response> ProfileRoutes::add(Value form, std::string by) {
     throw HttpError(500, fmt::format("The profile can't be saved: {}", failure.what()));
   }
   tell(JournalKind::added, draft->id(), std::move(by));
-  co_return json_response({{"id", draft->id()}}, 201);
+  Value answer{{"id", draft->id()}};
+  if (!warnings.empty()) answer["warnings"] = to_json_value(warnings);
+  co_return json_response(answer, 201);
 }
 
 Async<Response> ProfileRoutes::change(std::string id, Value form, std::string by) {
   refuse_id(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
-  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_change(number, form);
+  FormFindings warnings;
+  const Value checked = prepare_profile_form(profiles_.read(number), form, warnings);
+  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_change(number, checked);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
   for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_profile(stream->conf, draft);
   co_await store(draft);
   tell(JournalKind::changed, number, std::move(by));
-  co_return ok_response();
+  Value answer{{"ok", true}};
+  if (!warnings.empty()) answer["warnings"] = to_json_value(warnings);
+  co_return json_response(answer);
 }
 
 Async<> ProfileRoutes::store(std::shared_ptr<ProfileDraft> draft) {

@@ -31,6 +31,8 @@ std::string reason(int status) {
 
 }  // namespace
 
+Response HttpError::response() const { return error_response(status_, what()); }
+
 std::string format_head(const Response& response, bool keep_alive) {
   std::string head = fmt::format("HTTP/1.1 {} {}\r\nDate: {:%a, %d %b %Y %H:%M:%S GMT}\r\n", response.status,
                                  reason(response.status), fmt::gmtime(static_cast<std::time_t>(wall_seconds())));

@@ -43,6 +43,8 @@ class HttpError : public std::runtime_error {
  public:
   HttpError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
   int status() const noexcept { return status_; }
+  /// What is answered: by default the message alone.
+  virtual Response response() const;
 
  private:
   int status_;

@@ -86,7 +86,7 @@ Async<Response> Router::answer_or_refuse(Request request) const {
   try {
     co_return co_await dispatch(std::move(request));
   } catch (const HttpError& error) {
-    co_return error_response(error.status(), error.what());
+    co_return error.response();
   } catch (const std::exception& failure) {
     log(LogLevel::error, "Web", format_traceback(std::current_exception()));
     co_return error_response(500, failure.what());

@@ -18,6 +18,8 @@
 #include "backend/web/document_checks.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/response.h"
+#include "backend/web/schema/command_trial.h"
+#include "backend/web/schema/form_check.h"
 #include "backend/web/stream_tags.h"
 
 namespace weir {
@@ -28,22 +30,14 @@ void require(bool done, const Error& document) {
   if (!done) throw HttpError(400, document.get_error_msg());
 }
 
-void refuse_kept_members(const Value& form) {
+FormFindings find_kept_members(const Value& form) {
+  FormFindings findings;
   for (const auto& [key, value] : form.items()) {
     const std::string first = key.substr(0, key.find('.'));
-    if (first == "id" || first == "status") throw HttpError(400, fmt::format("\"{}\" is kept by the server", first));
+    if (first == "id" || first == "status")
+      findings.push_back({key, fmt::format("\"{}\" is kept by the server", first)});
   }
-}
-
-// All inputs inherit from input 0, so it has to be one.
-void check_input(const NumberedMember& input, bool first) {
-  const Value& url = member(*input.value, "url");
-  if (!input.value->is_object()) throw HttpError(400, fmt::format("input.{}: not a mapping", input.key));
-  if (!url.is_null() && !url.is_string()) throw HttpError(400, fmt::format("input.{}.url: not a text", input.key));
-  if (first && (url.is_null() || trim(url.get_ref<const std::string&>()).empty())) {
-    throw HttpError(
-        400, fmt::format("input.{}.url: the first input needs a URL, as the others inherit its settings", input.key));
-  }
+  return findings;
 }
 
 // The inputs from 0 on without gaps: input 0 gives the others its settings, and which one that is must not change with
@@ -56,34 +50,44 @@ Value number_inputs(const Value& inputs) {
   int count = 0;
   for (const NumberedMember& input : numbered_members(inputs)) {
     if (input.value->is_null()) continue;
-    check_input(input, count == 0);
     numbered[std::to_string(count++)] = *input.value;
   }
   return result;
 }
 
-// Outputs over SRT are completed and checked before the others are normalised, which drops what has no address.
-void prepare_srt_outputs(JsonConf& changed) {
+// Outputs over SRT are completed before the others are normalised, which drops what has no address.
+void complete_srt_outputs(JsonConf& changed) {
   if (std::ranges::none_of(changed.get_json_conf("output"), is_srt_output)) return;
   Value outputs = changed.get_json_conf("output");
-  for (auto& [key, output] : outputs.get_ref<Value::object_t&>()) {
-    if (!is_srt_output(output)) continue;
-    complete_srt_output(output);
-    const std::string fault = find_srt_output_fault(output);
-    if (!fault.empty()) throw HttpError(400, fmt::format("output.{}.{}", key, fault));
-  }
+  for (Value& output : outputs)
+    if (is_srt_output(output)) complete_srt_output(output);
   require(changed.set_json_conf("output", std::move(outputs)), changed);
 }
 
-// The members that the posted form changes, as they are going to be.
-Value make_form(Value& document, const Value& posted) {
+void throw_findings(const FormReport& report) {
+  if (!report.findings.empty()) throw FormError(report.findings, report.warnings);
+}
+
+// What the posted form makes of the document, its members checked and stored as their readers take them.
+Value apply_posted(const Value& document, const Value& posted, const TouchedKeys& touched, FormReport& report) {
+  report.findings = find_kept_members(posted);
   JsonConf changed;
   changed.replace_document(document);
-  require(changed.load_json_conf(posted), changed);
+  if (!changed.load_json_conf(posted)) report.findings.push_back({"", changed.get_error_msg()});
+  Value members = changed.take_document();
+  check_stream_members(members, touched, report);
+  throw_findings(report);
+  return members;
+}
+
+// The members that the posted form changes, as they are going to be.
+Value make_form(Value& document, Value applied) {
+  JsonConf changed;
+  changed.replace_document(std::move(applied));
   StreamConfigVersionControl(changed).update();
   const Value& inputs = changed.get_json_conf("input");
   if (inputs.is_object()) require(changed.set_json_conf("input", number_inputs(inputs)), changed);
-  prepare_srt_outputs(changed);
+  complete_srt_outputs(changed);
   IndexedMapping present(document);
   Value form = Value::object();
   IndexedMapping members(form);
@@ -116,52 +120,138 @@ Value load(Value saved, const ProfileDraft* draft) {
   });
 }
 
-Async<> check_document(Value document, std::shared_ptr<const ProfileDraft> draft) {
-  check_texts(document);
-  check_playlist_names(document);
-  check_http_outputs(document);
-  check_tags(document);
-  check_access(document);
-  const std::string text = check_size(document);
+/// What a form is tried on.
+struct Trial {
+  Value before;  ///< the document as it is; null for a new one
+  TouchedKeys touched;
+  std::shared_ptr<const ProfileDraft> draft;  ///< in place of the profile; may be null
+};
+
+// Runs a check of the document. What is refused already without the form, and not its subject, does not count.
+template <class Check>
+void check_change(const Value& document, const Trial& trial, FormReport& report, const Check& check) {
+  const auto find_refusal = [&](const Value& checked) -> std::string {
+    try {
+      check(checked);
+      return {};
+    } catch (const HttpError& refusal) {
+      return refusal.what();
+    }
+  };
+  const std::string refusal = find_refusal(document);
+  if (refusal.empty()) return;
+  Finding finding = as_finding(refusal);
+  const bool concerned = trial.before.is_null() || trial.touched.concerns(finding.key);
+  if (concerned || find_refusal(trial.before) != refusal) report.findings.push_back(std::move(finding));
+}
+
+Async<> check_document(std::shared_ptr<const Value> document, std::shared_ptr<const Trial> trial, FormReport& report) {
+  for (const auto check : {check_texts, check_playlist_names, check_http_outputs, check_tags, check_access}) {
+    check_change(*document, *trial, report, check);
+    co_await yield_to_others();
+  }
+  throw_findings(report);
+  const std::string text = check_size(*document);
   co_await yield_to_others();
   Value saved = parse_json(text);
   co_await yield_to_others();
-  Value again = load(std::move(saved), draft.get());
+  Value again = load(std::move(saved), trial->draft.get());
   co_await yield_to_others();
-  check_same(document, std::move(again));
+  check_same(*document, std::move(again));
   co_await yield_to_others();
 }
 
-Async<Value> prepare(Value document, long long id, Value posted) {
-  refuse_kept_members(posted);
+// Which inputs the form may have spoilt: those that it does not touch are as they were.
+int count_checked_inputs(const Value& document, const Trial& trial) {
+  const bool all = trial.before.is_null() || trial.touched.concerns("input");
+  return all ? static_cast<int>(std::max<std::size_t>(numbered_members(member(document, "input")).size(), 1)) : 1;
+}
+
+// The transcoder's command can be made for each input.
+Async<std::vector<std::string>> check_command(std::shared_ptr<const Value> document, std::shared_ptr<const Trial> trial,
+                                              FormReport& report) {
+  std::vector<std::string> first;
+  const int inputs = count_checked_inputs(*document, *trial);
+  for (int index = 0; index < inputs; ++index) {
+    CommandTrial made = co_await try_command(document, index);
+    if (index == 0) first = made.command;
+    if (made.fault.empty()) continue;
+    Finding finding = as_finding(made.fault);
+    const bool concerned = trial->before.is_null() || trial->touched.concerns(finding.key);
+    if (!concerned) {
+      const auto before = std::make_shared<const Value>(trial->before);
+      const CommandTrial earlier = co_await try_command(before, index);
+      if (earlier.fault == made.fault) continue;
+    }
+    if (std::ranges::find(report.findings, finding) == report.findings.end()) report.findings.push_back(finding);
+    // The others have the same outputs.
+    if (!finding.key.starts_with("input.")) break;
+  }
+  throw_findings(report);
+  co_return first;
+}
+
+void warn_of_draft(const Value& document, FormReport& report) {
+  for (const char* section : {"input", "output"})
+    if (numbered_members(member(document, section)).empty())
+      report.warnings.push_back({section, "none: the stream can't be started yet"});
+}
+
+Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value posted, FormDetails& details) {
+  FormReport report;
   co_await yield_to_others();  // reading the request was a part, too
-  Value form = make_form(document, posted);
+  Value document = trial->before.is_null() ? Value::object() : trial->before;
+  Value applied = apply_posted(document, posted, trial->touched, report);
   co_await yield_to_others();
-  Value changed = apply_form(std::move(document), id, form);
+  Value form = make_form(document, std::move(applied));
   co_await yield_to_others();
-  co_await check_document(std::move(changed), nullptr);
+  const auto changed = std::make_shared<const Value>(apply_form(std::move(document), id, form));
+  co_await yield_to_others();
+  co_await check_document(changed, trial, report);
+  details.command = co_await check_command(changed, trial, report);
+  warn_of_draft(*changed, report);
+  details.warnings = std::move(report.warnings);
   co_return form;
+}
+
+// Every refusal as findings.
+Async<Value> prepare_with_findings(std::shared_ptr<const Trial> trial, long long id, Value posted,
+                                   FormDetails* details) {
+  FormDetails unused;
+  try {
+    co_return co_await prepare(std::move(trial), id, std::move(posted), details ? *details : unused);
+  } catch (const FormError&) {
+    throw;
+  } catch (const HttpError& refusal) {
+    throw FormError({as_finding(refusal.what())});
+  }
 }
 
 }  // namespace
 
-Async<Value> prepare_new_stream(long long id, Value posted) {
+Async<Value> prepare_new_stream(long long id, Value posted, FormDetails* details) {
   restore_secrets(posted, JsonConf());
-  Value form = co_await prepare(Value::object(), id, std::move(posted));
+  const auto trial = std::make_shared<const Trial>();
+  Value form = co_await prepare_with_findings(trial, id, std::move(posted), details);
   form["status"] = "stopped";
   co_return form;
 }
 
-Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted) {
+Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted, FormDetails* details) {
   restore_secrets(posted, *conf);
-  Value form = co_await prepare(conf->document(), conf->get_json_conf("id").get<long long>(), std::move(posted));
+  const auto trial = std::make_shared<const Trial>(Trial{conf->document(), TouchedKeys(posted), nullptr});
+  const auto id = conf->get_json_conf("id").get<long long>();
+  Value form = co_await prepare_with_findings(trial, id, std::move(posted), details);
   co_return form;
 }
 
 Async<> try_profile(std::shared_ptr<const StreamConfig> conf, std::shared_ptr<const ProfileDraft> draft) {
-  Value document = load(conf->document(), draft.get());
+  const auto trial = std::make_shared<const Trial>(Trial{conf->document(), TouchedKeys(Value::object()), draft});
+  const auto document = std::make_shared<const Value>(load(conf->document(), draft.get()));
   co_await yield_to_others();
-  co_await check_document(std::move(document), std::move(draft));
+  FormReport report;
+  co_await check_document(document, trial, report);
+  co_await check_command(document, trial, report);
 }
 
 }  // namespace weir

@@ -14,6 +14,7 @@
 #include "backend/platform/helper_thread.h"
 #include "backend/stream/manager/stream_file.h"
 #include "backend/web/api/document_tag.h"
+#include "backend/web/form_preview.h"
 #include "backend/web/log/stream_log.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/stream_form.h"
@@ -69,6 +70,12 @@ std::string list_keys(const Value& form) {
   return keys;
 }
 
+bool asks_for_preview(const Request& request) { return request.query("check") == "1"; }
+
+void add_warnings(Value& answer, const FormDetails& details) {
+  if (!details.warnings.empty()) answer["warnings"] = to_json_value(details.warnings);
+}
+
 // What a deleted stream leaves: its id is not given again.
 Async<> remove_directories(long long id) {
   const std::string hls = join_path(Config::HLS_DIRECTORY, std::to_string(id));
@@ -96,12 +103,14 @@ void StreamRoutes::add_to(Router& router) {
   router.add("GET", "/api/streams", [this](const Request& r, Parameters) {
     return r.query("broken") == "1" ? list_broken_files() : list(r.host, r.query_all("tag"));
   });
-  router.add("POST", "/api/streams",
-             [this](const Request& r, Parameters) { return add(read_form(r), r.client_address); });
+  router.add("POST", "/api/streams", [this](const Request& r, Parameters) {
+    return asks_for_preview(r) ? preview_new(read_form(r)) : add(read_form(r), r.client_address);
+  });
   router.add("GET", one, [this](const Request& r, Parameters p) { return immediate(read(p[0], r.host)); });
   router.add("PATCH", one, [this](const Request& r, Parameters p) {
     find(p[0]);  // before the form is looked at
-    return change(p[0], read_form(r), r.if_match, r.client_address);
+    return asks_for_preview(r) ? preview_change(p[0], read_form(r))
+                               : change(p[0], read_form(r), r.if_match, r.client_address);
   });
   router.add("DELETE", one,
              [this](const Request& r, Parameters p) { return remove(p[0], r.if_match, r.client_address); });
@@ -163,7 +172,8 @@ Response StreamRoutes::read(const Value& id, const std::string& host) {
 
 Async<Response> StreamRoutes::add(Value posted, std::string by) {
   const auto guard = co_await changes_.acquire();
-  const Value form = co_await prepare_new_stream(manager_.stream_next_id, std::move(posted));
+  FormDetails details;
+  const Value form = co_await prepare_new_stream(manager_.stream_next_id, std::move(posted), &details);
   const long long id = manager_.stream_next_id;
   const std::string path = stream_file_path(stream_file_name(id));
   make_room_for(stream_file_name(id));
@@ -178,7 +188,9 @@ Async<Response> StreamRoutes::add(Value posted, std::string by) {
   if (taken_back) throw HttpError(500, "The stream can't be saved: " + failed_sync);
   if (const auto added = manager_.streams.find(id); added != manager_.streams.end())
     tell(JournalKind::added, *added->second, std::move(by));
-  co_return json_response({{"id", id}}, 201);
+  Value answer{{"id", id}};
+  add_warnings(answer, details);
+  co_return json_response(answer, 201);
 }
 
 // A file that could not be loaded may have the number of the next stream.
@@ -243,7 +255,8 @@ Async<Value> StreamRoutes::change_stream(Value id, Value posted, std::string if_
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<Stream> stream = find(id);
   check_match(*stream, if_match);
-  const Value form = co_await prepare_change(stream->conf, std::move(posted));
+  FormDetails details;
+  const Value form = co_await prepare_change(stream->conf, std::move(posted), &details);
   find(id);  // the stream may have been deleted meanwhile
   save_or_restore(*stream, form);
   tell(JournalKind::changed, *stream, std::move(by), list_keys(form));
@@ -253,7 +266,33 @@ Async<Value> StreamRoutes::change_stream(Value id, Value posted, std::string if_
     if (!stream->conf->retired()) throw;
   }
   find(id);  // the stream may have been deleted meanwhile
-  co_return Value{{"ok", true}, {"pending", Value::parse(pending_.list(*stream))}};
+  Value answer{{"ok", true}, {"pending", Value::parse(pending_.list(*stream))}};
+  add_warnings(answer, details);
+  co_return answer;
+}
+
+Async<Response> StreamRoutes::preview_new(Value posted) {
+  const auto guard = co_await changes_.acquire();
+  try {
+    FormDetails details;
+    co_await prepare_new_stream(manager_.stream_next_id, posted, &details);
+    co_return preview_response(posted, details, "when the stream is started");
+  } catch (const FormError& refusal) {
+    co_return preview_response(refusal);
+  }
+}
+
+Async<Response> StreamRoutes::preview_change(Value id, Value posted) {
+  const auto guard = co_await changes_.acquire();
+  const std::shared_ptr<Stream> stream = find(id);
+  try {
+    FormDetails details;
+    co_await prepare_change(stream->conf, posted, &details);
+    const bool active = is_active(stream->get_status());
+    co_return preview_response(posted, details, active ? "with the next restart" : "when the stream is started");
+  } catch (const FormError& refusal) {
+    co_return preview_response(refusal);
+  }
 }
 
 // What could not be saved must not take effect.

@@ -40,6 +40,9 @@ class StreamRoutes {
   Async<Response> copy(Value id, Value posted, std::string by);
   Async<Response> change(Value id, Value posted, std::string if_match, std::string by);
   Async<Response> remove(Value id, std::string if_match, std::string by);
+  // What the same would do.
+  Async<Response> preview_new(Value posted);
+  Async<Response> preview_change(Value id, Value posted);
   Async<Response> control(Control operation, Value id, std::string by);
   Response read_log(const Request& request, const Value& id);
   static Response follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body);

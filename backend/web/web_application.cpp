@@ -4,6 +4,7 @@
 #include "backend/collaborators/listener_input.h"
 #include "backend/web/now/now_members.h"
 #include "backend/web/request_source.h"
+#include "backend/web/schema/schema_routes.h"
 
 namespace weir {
 
@@ -68,6 +69,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   history_.add_to(router_);
   now_.add_to(router_);
   server_routes_.add_to(router_);
+  add_schema_routes(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);
   webhooks_.add_to(router_);

@@ -161,6 +161,33 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
   EXPECT_EQ(manager_.stream_next_id, 2);
 }
 
+TEST_F(WebApplicationTest, AFormIsAnsweredWithAllFindingsAndACheckChangesNothing) {
+  add();
+  const Value document = get("/api/streams/0/config");
+  const Response refusal =
+      ask("PATCH", "/api/streams/0", R"({"audio.bitrate": "fast", "input.0.url": "htp://u:pw@h"})");
+  EXPECT_EQ(refusal.status, 400);
+  const Value findings = Value::parse(refusal.body).at("findings");
+  ASSERT_EQ(findings.size(), 2U) << refusal.body;
+  EXPECT_EQ(findings.at(0).at("key"), "audio.bitrate");
+  const Response unknown = ask("PATCH", "/api/streams/0?check=1", R"({"label": "Sport", "vidoe": 1, "video.fps": 5})");
+  EXPECT_EQ(unknown.status, 200);
+  const Value preview = Value::parse(unknown.body);
+  EXPECT_EQ(preview.at("accepted"), true);
+  EXPECT_EQ(preview.at("warnings").at(0).at("key"), "vidoe");
+  EXPECT_EQ(preview.at("command").at(0), "transcoder");
+  EXPECT_EQ(preview.at("takes_effect").at("label"), "at once");
+  EXPECT_EQ(preview.at("takes_effect").at("video.fps"), "when the stream is started");
+  EXPECT_EQ(Value::parse(ask("POST", "/api/streams?check=1", R"({"input": 1})").body).at("accepted"), false);
+  EXPECT_EQ(get("/api/streams/0/config"), document);
+  EXPECT_EQ(manager_.stream_next_id, 1);
+  EXPECT_EQ(ask("POST", "/api/profiles", R"({"name": "P", "audio": {"bitrate": "fast"}})").status, 400);
+  fs::create_directories(fs::path(world_.profiles.path(1)).parent_path());
+  EXPECT_EQ(ask("POST", "/api/profiles", R"({"name": "P", "video.gpu": 1})").status, 201);
+  EXPECT_EQ(get("/api/profiles/1").at("video").at("gpu"), "1");
+  EXPECT_EQ(get("/api/schema/profile").at("title"), "Profile");
+}
+
 TEST_F(WebApplicationTest, AStreamThatCanNotBeWrittenStaysAsItWas) {
   add();
   fs::create_directory(path("0.conf.tmp"));  // its file can't be written

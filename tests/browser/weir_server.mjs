@@ -24,7 +24,8 @@ export class WeirServer {
   async start() {
     const output = openSync(this.log, 'a');
     const begin = this.readLog().length;
-    const options = ['--data', join(this.directory, 'data'), '--port', String(this.port), '--restore-interval', 'auto'];
+    const options = ['--data', join(this.directory, 'data'), '--port', String(this.port), '--restore-interval', 'auto',
+      '--file-root', this.directory];
     this.child = spawnChild(this.program, ['serve', ...options], {stdio: ['ignore', output, output]});
     closeSync(output);
     this.exited = new Promise((resolve, reject) => {

@@ -131,7 +131,8 @@ class ServerFixture : public testing::Test {
 
   void serve() {
     server = std::make_unique<ServerProcess>(
-        std::vector<std::string>{"--data", data, "--port", "0", "--ffmpeg", WEIR_TEST_PROGRAMS "/runs_its_input"},
+        std::vector<std::string>{"--data", data, "--port", "0", "--ffmpeg", WEIR_TEST_PROGRAMS "/runs_its_input",
+                                 "--file-root", WEIR_TEST_PROGRAMS},
         at("log"));
     ASSERT_TRUE(server->is_ready()) << server->log();
   }

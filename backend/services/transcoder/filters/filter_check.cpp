@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/file_roots.h"
 #include "backend/platform/failure.h"
 #include "backend/services/transcoder/filters/filter_graph.h"
 #include "backend/services/transcoder/filters/filter_table.h"
@@ -63,13 +64,6 @@ void check_commands(const std::vector<FilterCall>& calls) {
     throw ValueError(
         fmt::format("the filter \"{}\" cannot be used beside sendcmd, which could change its files", call.name));
   }
-}
-
-bool is_below(const fs::path& path, const std::string& root) {
-  std::error_code error;
-  const fs::path directory = fs::canonical(root, error);
-  if (error) return false;
-  return std::ranges::mismatch(directory, path).in1 == directory.end();
 }
 
 }  // namespace

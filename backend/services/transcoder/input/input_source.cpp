@@ -12,6 +12,7 @@
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
 #include "backend/collaborators/config.h"
+#include "backend/collaborators/input_rules.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/sleep.h"
 #include "backend/services/transcoder/filters/filter_check.h"
@@ -19,89 +20,6 @@
 namespace weir {
 
 namespace {
-
-constexpr auto protocols = std::to_array<std::string_view>({"file",  "http",  "https", "udp",   "rtp", "rtmp", "rtmps",
-                                                            "rtmpt", "rtmpe", "rtsp",  "rtsps", "tcp", "tls",  "srt",
-                                                            "rist",  "mms",   "mmsh",  "mmst",  "ftp", "sftp"});
-
-/// Formats whose address is no file but a filter graph or the name of a device.
-constexpr auto device_formats =
-    std::to_array<std::string_view>({"lavfi", "v4l2", "video4linux2", "alsa", "pulse", "x11grab", "fbdev", "kmsgrab",
-                                     "jack", "oss", "openal", "iec61883", "libdc1394", "decklink"});
-
-/// Settings of a reader that a document may use. A list of what is allowed, for some of FFmpeg's options write files.
-constexpr auto reader_options = std::to_array<std::string_view>({"analyzeduration",
-                                                                 "buffer_size",
-                                                                 "ch_layout",
-                                                                 "channels",
-                                                                 "connect_timeout",
-                                                                 "cookies",
-                                                                 "err_detect",
-                                                                 "fflags",
-                                                                 "fifo_size",
-                                                                 "flags",
-                                                                 "framerate",
-                                                                 "headers",
-                                                                 "http_proxy",
-                                                                 "ignore_loop",
-                                                                 "latency",
-                                                                 "listen",
-                                                                 "live_start_index",
-                                                                 "localaddr",
-                                                                 "loop",
-                                                                 "max_delay",
-                                                                 "max_reload",
-                                                                 "mode",
-                                                                 "multiple_requests",
-                                                                 "overrun_nonfatal",
-                                                                 "passphrase",
-                                                                 "pattern_type",
-                                                                 "pbkeylen",
-                                                                 "pixel_format",
-                                                                 "pkt_size",
-                                                                 "probesize",
-                                                                 "protocol_whitelist",
-                                                                 "reconnect",
-                                                                 "reconnect_at_eof",
-                                                                 "reconnect_delay_max",
-                                                                 "reconnect_on_network_error",
-                                                                 "reconnect_streamed",
-                                                                 "referer",
-                                                                 "reorder_queue_size",
-                                                                 "rtbufsize",
-                                                                 "rtsp_flags",
-                                                                 "rtsp_transport",
-                                                                 "rw_timeout",
-                                                                 "sample_rate",
-                                                                 "scan_all_pmts",
-                                                                 "seekable",
-                                                                 "sources",
-                                                                 "start_number",
-                                                                 "streamid",
-                                                                 "strict",
-                                                                 "threads",
-                                                                 "timeout",
-                                                                 "tls_verify",
-                                                                 "ttl",
-                                                                 "use_wallclock_as_timestamps",
-                                                                 "user_agent",
-                                                                 "video_size"});
-
-constexpr auto adjustment_options = std::to_array<std::string_view>({"itsoffset", "ss", "thread_queue_size"});
-
-template <std::size_t N>
-bool holds(const std::array<std::string_view, N>& list, std::string_view text) {
-  return std::ranges::find(list, text) != list.end();
-}
-
-/// The scheme of "scheme://…" in lower case; empty when the text has no such form.
-std::string get_scheme(std::string_view url) {
-  const std::size_t end = url.find("://");
-  if (end == std::string_view::npos || end == 0) return {};
-  const std::string scheme = boost::to_lower_copy(std::string(url.substr(0, end)), std::locale::classic());
-  const bool plain = scheme.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789+-.") == std::string::npos;
-  return plain ? scheme : "";
-}
 
 long long read_replays(const Settings& input) {
   if (!input.has("loop")) return 0;
@@ -143,9 +61,9 @@ void read_options(const Settings& input, InputSource& source) {
     if (!options.has(name)) continue;
     if (name == "headers") {
       source.options.emplace_back(name, get_headers(options));
-    } else if (holds(reader_options, name)) {
+    } else if (holds(input_reader_options, name)) {
       source.options.emplace_back(name, get_option_text(options, name));
-    } else if (holds(adjustment_options, name)) {
+    } else if (holds(input_adjustment_options, name)) {
       source.adjustment.emplace_back(name, get_option_text(options, name));
     } else {
       options.refuse(name, "not an allowed input option");
@@ -162,6 +80,14 @@ bool has_option(const InputSource& source, std::string_view name) {
   return std::ranges::any_of(source.options, [&](const auto& option) { return option.first == name; });
 }
 
+void check_address(const Settings& input, const InputSource& source) {
+  try {
+    get_input_address(source.url, source.format);
+  } catch (const ValueError& failure) {
+    input.refuse("url", failure.what());
+  }
+}
+
 }  // namespace
 
 InputSource read_input_source(const Settings& input) {
@@ -174,7 +100,7 @@ InputSource read_input_source(const Settings& input) {
   source.replays = read_replays(input);
   source.probe_timeout = to_duration(input.number("probe_timeout", 0.1, 3600).value_or(Config::PROBE_TIMEOUT));
   read_options(input, source);
-  get_input_address(source.url, source.format);
+  check_address(input, source);
   if (source.format == "mpegts") expect_transport_stream(source);
   return source;
 }
@@ -184,11 +110,11 @@ std::string get_input_address(const std::string& url, const std::string& format)
   if (format == "lavfi") {
     if (const std::string fault = find_filter_fault(url); !fault.empty()) throw ValueError("lavfi: " + fault);
   }
-  if (holds(device_formats, format)) return url;
+  if (holds(device_input_formats, format)) return url;
   const std::string_view trimmed = trim(url);
-  const std::string scheme = get_scheme(trimmed);
+  const std::string scheme = get_url_scheme(trimmed);
   if (scheme.empty()) return trimmed.starts_with("file:") ? std::string(trimmed) : "file:" + url;
-  if (!holds(protocols, scheme)) {
+  if (!holds(input_protocols, scheme)) {
     throw ValueError(fmt::format("{}: \"{}\" is not an allowed input protocol", mask_passwords(url), scheme));
   }
   if (scheme == "file") return "file:" + std::string(trimmed.substr(scheme.size() + 3));
@@ -196,8 +122,8 @@ std::string get_input_address(const std::string& url, const std::string& format)
 }
 
 std::string get_network_scheme(const InputSource& source) {
-  if (holds(device_formats, source.format)) return {};
-  const std::string scheme = get_scheme(trim(source.url));
+  if (holds(device_input_formats, source.format)) return {};
+  const std::string scheme = get_url_scheme(trim(source.url));
   return scheme == "file" ? "" : scheme;
 }
 
