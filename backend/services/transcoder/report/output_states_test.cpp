@@ -78,8 +78,8 @@ TEST_F(OutputStatesTest, FollowAReceiverThatGoesAwayAndComesBack) {
   EXPECT_EQ(error(1), Value());
   wait(std::chrono::minutes(1));
   EXPECT_EQ(notices_.texts, (std::vector<std::string>{
-                                "output #1 rtmp://u:***@a:1935/live/x is retrying: Connection refused",
-                                "output #1 rtmp://u:***@a:1935/live/x is sending",
+                                "output #1 rtmp://u:***@a:1935/live/*** is retrying: Connection refused",
+                                "output #1 rtmp://u:***@a:1935/live/*** is sending",
                             }));
 }
 
