@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <random>
 
 #include "backend/base/document_secrets.h"
