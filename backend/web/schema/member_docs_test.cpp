@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <gtest/gtest.h>
-#include <algorithm>
 
+#include <algorithm>
 #include <map>
 
 #include "backend/platform/files.h"
