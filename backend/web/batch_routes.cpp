@@ -66,7 +66,7 @@ struct BatchRoutes::Batch {
 
 BatchRoutes::Batch BatchRoutes::read_batch(const Request& request) {
   const Value form = read_form(request);
-  return {read_ids(form), read_interval(form), read_log_format(form), request.client_address};
+  return {read_ids(form), read_interval(form), read_log_format(form), request.by()};
 }
 
 bool is_log_format(std::string_view text) {

@@ -62,11 +62,19 @@ bool succeeded(const error_code& error) {
   return false;
 }
 
+// A client of IPv4 on a socket that takes both families looks like "::ffff:192.0.2.7".
+std::string to_text(const asio::ip::address& address) {
+  if (address.is_v6() && address.to_v6().is_v4_mapped())
+    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
+  return address.to_string();
+}
+
 // A header that is a list may be sent in several lines.
-std::string join_fields(const http::request<http::string_body>& message, http::field name) {
+std::string join_fields(const http::request<http::string_body>& message, http::field name,
+                        const char* separator = ", ") {
   std::string joined;
   for (auto [field, end] = message.equal_range(name); field != end; ++field) {
-    if (!joined.empty()) joined += ", ";
+    if (!joined.empty()) joined += separator;
     joined += std::string_view(field->value());
   }
   return joined;
@@ -191,12 +199,15 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
                   .if_none_match = join_fields(message, http::field::if_none_match),
                   .accept_encoding = join_fields(message, http::field::accept_encoding),
                   .idempotency_key = std::string(message["Idempotency-Key"]),
+                  .authorization = std::string(message[http::field::authorization]),
+                  .cookie = join_fields(message, http::field::cookie, "; "),
+                  .fetch_site = std::string(message["Sec-Fetch-Site"]),
                   .body = {},
                   .client_address = {},
                   .client_port = {}};
   request.forwarded = message.count("X-Forwarded-For") > 0 || message.count(http::field::forwarded) > 0 ||
                       message.count(http::field::via) > 0;
-  set_client(request, message["X-Forwarded-For"]);
+  set_client(request, message);
   return request;
 }
 
@@ -300,13 +311,16 @@ bool HttpConnection::has_left() {
   return size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR);
 }
 
-void HttpConnection::set_client(Request& request, std::string_view forwarded_for) const {
+void HttpConnection::set_client(Request& request, const Parser::value_type& message) const {
   error_code error;
   const auto endpoint = socket_.remote_endpoint(error);
   if (error) return;
-  request.client_address =
-      find_client_address(endpoint.address().to_string(), forwarded_for, service_->trusted_proxies);
+  const std::string sender = to_text(endpoint.address());
+  request.client_address = find_client_address(sender, message["X-Forwarded-For"], service_->trusted_proxies);
+  request.secure = service_->trusted_proxies.contains(sender) && beast::iequals(message["X-Forwarded-Proto"], "https");
   request.client_port = std::to_string(endpoint.port());
+  const auto local = socket_.local_endpoint(error);
+  if (!error) request.local_address = to_text(local.address());
 }
 
 std::string HttpConnection::local_authority() const {

@@ -47,7 +47,7 @@ class HttpConnection {
   Async<bool> write(std::string bytes);
   Async<> drain();
   bool has_left();
-  void set_client(Request& request, std::string_view forwarded_for) const;
+  void set_client(Request& request, const Parser::value_type& message) const;
   std::string local_authority() const;
 
   boost::asio::ip::tcp::socket socket_;

@@ -25,7 +25,9 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::string_view overload_answer =
-    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 5\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 5\r\nContent-Length: 0\r\n"
+    "X-Content-Type-Options: nosniff\r\nReferrer-Policy: no-referrer\r\nX-Frame-Options: DENY\r\n"
+    "Content-Security-Policy: default-src 'none'; frame-ancestors 'none'\r\nConnection: close\r\n\r\n";
 
 void check(const error_code& error, const std::string& what) {
   if (error) throw std::system_error(std::error_code(error), what);

@@ -14,6 +14,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
+#include "backend/web/masked_value.h"
 #include "backend/web/schema/profile_form.h"
 #include "backend/web/stream_form.h"
 #include "backend/web/sync.h"
@@ -29,6 +30,11 @@ void refuse_id(const Value& form) {
 
 void tell(JournalKind kind, long long profile, std::string by) {
   journal().record({.kind = kind, .by = std::move(by), .text = fmt::format("profile {}", profile)});
+}
+
+Value shown_to(Role role, Value value) {
+  if (role < Role::operator_) mask_value(value);
+  return value;
 }
 
 // "06" names profile 6, too.
@@ -53,14 +59,13 @@ bool file_uses(const std::string& file, const std::string& profile_id) {
 void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   // What waits gets values: the request is read before.
-  router.add("GET", "/api/profiles", [this](const Request&, Parameters) { return list(); });
-  router.add("POST", "/api/profiles",
-             [this](const Request& r, Parameters) { return add(read_form(r), r.client_address); });
-  router.add("GET", "/api/profiles/{id}", [this](const Request&, Parameters p) { return read(p[0]); });
+  router.add("GET", "/api/profiles", [this](const Request& r, Parameters) { return list(r.identity.role); });
+  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(read_form(r), r.by()); });
+  router.add("GET", "/api/profiles/{id}",
+             [this](const Request& r, Parameters p) { return read(p[0], r.identity.role); });
   router.add("PATCH", "/api/profiles/{id}",
-             [this](const Request& r, Parameters p) { return change(p[0], read_form(r), r.client_address); });
-  router.add("DELETE", "/api/profiles/{id}",
-             [this](const Request& r, Parameters p) { return remove(p[0], r.client_address); });
+             [this](const Request& r, Parameters p) { return change(p[0], read_form(r), r.by()); });
+  router.add("DELETE", "/api/profiles/{id}", [this](const Request& r, Parameters p) { return remove(p[0], r.by()); });
 }
 
 long long ProfileRoutes::find(const std::string& id) {
@@ -94,9 +99,11 @@ Async<> ProfileRoutes::refuse_used(long long id) {
   if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", id, users.front()->id));
 }
 
-Async<Response> ProfileRoutes::list() { co_return json_response(profiles_.list()); }
+Async<Response> ProfileRoutes::list(Role role) { co_return json_response(shown_to(role, profiles_.list())); }
 
-Async<Response> ProfileRoutes::read(std::string id) { co_return json_response(profiles_.read(find(id))); }
+Async<Response> ProfileRoutes::read(std::string id, Role role) {
+  co_return json_response(shown_to(role, profiles_.read(find(id))));
+}
 
 Async<Response> ProfileRoutes::add(Value form, std::string by) {
   refuse_id(form);

@@ -19,8 +19,8 @@ class ProfileRoutes {
   void add_to(Router& router);
 
  private:
-  Async<Response> list();
-  Async<Response> read(std::string id);
+  Async<Response> list(Role role);
+  Async<Response> read(std::string id, Role role);
   Async<Response> add(Value form, std::string by);
   Async<Response> change(std::string id, Value form, std::string by);
   Async<Response> remove(std::string id, std::string by);

@@ -9,6 +9,10 @@
 
 namespace weir {
 
+std::string Request::by() const {
+  return identity.name.empty() ? client_address : identity.name + " (" + client_address + ")";
+}
+
 std::string_view Request::query(std::string_view name) const {
   const auto [first, end] = target.query.equal_range(name);
   return first == end ? std::string_view() : std::string_view(std::prev(end)->second);

@@ -7,15 +7,11 @@
 
 namespace weir {
 
-namespace {
-
-// "[::1]:80" without port and brackets.
 std::string_view strip_port(std::string_view host) {
   if (host.starts_with('[')) return host.substr(1, host.find(']') - 1);
-  return host.substr(0, host.find(':'));
+  const std::size_t colon = host.find(':');
+  return colon == host.rfind(':') ? host.substr(0, colon) : host;
 }
-
-}  // namespace
 
 std::string find_client_address(const std::string& connection, std::string_view forwarded_for,
                                 const std::set<std::string>& trusted_proxies) {

@@ -3,6 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <boost/beast/http/status.hpp>
 #include <nlohmann/json.hpp>
 
@@ -29,6 +30,16 @@ std::string reason(int status) {
       boost::beast::http::obsolete_reason(boost::beast::http::int_to_status(static_cast<unsigned>(status))));
 }
 
+// Answers are data, never pages that could run scripts or stand in a frame; what is a page brings its own policy.
+constexpr std::string_view content_policy = "Content-Security-Policy";
+constexpr std::string_view security_headers =
+    "X-Content-Type-Options: nosniff\r\nReferrer-Policy: no-referrer\r\nX-Frame-Options: DENY\r\n";
+constexpr std::string_view default_content_policy = "default-src 'none'; frame-ancestors 'none'";
+
+bool has_content_policy(const Response& response) {
+  return std::ranges::any_of(response.headers, [](const auto& header) { return header.first == content_policy; });
+}
+
 }  // namespace
 
 Response HttpError::response() const { return error_response(status_, what()); }
@@ -38,8 +49,9 @@ std::string format_head(const Response& response, bool keep_alive) {
                                  reason(response.status), fmt::gmtime(static_cast<std::time_t>(wall_seconds())));
   if (response.status != 204 && response.status != 304 && !response.is_live)
     head += fmt::format("Content-Length: {}\r\n", response.file ? response.file->size : response.body.size());
-  if (!response.content_type.empty())
-    head += fmt::format("Content-Type: {}\r\nX-Content-Type-Options: nosniff\r\n", response.content_type);
+  if (!response.content_type.empty()) head += fmt::format("Content-Type: {}\r\n", response.content_type);
+  head += security_headers;
+  if (!has_content_policy(response)) head += fmt::format("{}: {}\r\n", content_policy, default_content_policy);
   for (const auto& [name, value] : response.headers) head += fmt::format("{}: {}\r\n", name, value);
   if (!keep_alive) head += "Connection: close\r\n";
   return head += "\r\n";

@@ -35,11 +35,24 @@ bool answers(const std::string& route_method, const std::string& method) {
 
 bool changes_something(const std::string& method) { return method != "GET" && method != "HEAD" && method != "OPTIONS"; }
 
-// Cross-site request forgery: a page of another site must not change anything through a browser.
-bool comes_from_another_site(const Request& request) {
-  if (request.origin.empty() || !changes_something(request.method)) return false;
-  const std::size_t scheme = request.origin.find("://");
-  return scheme == std::string::npos || request.origin.substr(scheme + 3) != request.host;
+Response refuse_stranger(const Identity& identity) {
+  Response response =
+      error_response(401, identity.wrong_token ? "The token does not exist or has expired" : "Log in, or send a token");
+  response.headers.emplace_back("WWW-Authenticate", identity.wrong_token
+                                                        ? fmt::format("{}, error=\"invalid_token\"", bearer_challenge)
+                                                        : std::string(bearer_challenge));
+  return response;
+}
+
+// Nothing when the sender may.
+std::optional<Response> find_refusal(const Request& request, Role needed, bool starts_something) {
+  // Cross-site request forgery: a page of another site must not do anything through a browser.
+  if (request.from_other_site && (starts_something || changes_something(request.method)))
+    return error_response(403, "Cross-site request refused");
+  if (request.identity.role >= needed) return std::nullopt;
+  if (request.identity.role == Role::nobody) return refuse_stranger(request.identity);
+  return error_response(403, fmt::format("This needs the role {}; {} has the role {}", to_word(needed),
+                                         request.identity.name, to_word(request.identity.role)));
 }
 
 // Whether the client has what the response would tell it.
@@ -66,8 +79,10 @@ Response refuse_method(const std::string& method, std::set<std::string> allowed)
 
 }  // namespace
 
-void Router::add(std::string_view method, std::string_view pattern, RouteHandler handler) {
-  routes_.push_back({std::string(method), parse_target(pattern).value().path, std::move(handler)});
+void Router::add(std::string_view method, std::string_view pattern, RouteHandler handler, RouteRules rules) {
+  const Role role = rules.role.value_or(method == "GET" ? Role::viewer : Role::operator_);
+  routes_.push_back(
+      {std::string(method), parse_target(pattern).value().path, std::move(handler), role, rules.starts_something});
 }
 
 Async<Response> Router::route(Request request) const {
@@ -94,17 +109,21 @@ Async<Response> Router::answer_or_refuse(Request request) const {
 }
 
 Async<Response> Router::dispatch(Request request) const {
-  if (comes_from_another_site(request)) co_return error_response(403, "Cross-site request refused");
   std::set<std::string> allowed;
   for (const Route& route : routes_) {
     const auto parameters = match(route.pattern, request.target.path);
     if (!parameters) continue;
     if (answers(route.method, request.method)) {
+      std::optional<Response> refusal = find_refusal(request, route.role, route.starts_something);
+      if (refusal) co_return std::move(*refusal);
       Response response = co_await route.handler(request, *parameters);
       co_return response;
     }
     allowed.insert(route.method);
   }
+  // Strangers learn nothing of the API.
+  if (request.target.path.front() == "api" && request.identity.role == Role::nobody)
+    co_return refuse_stranger(request.identity);
   if (!allowed.empty()) co_return refuse_method(request.method, std::move(allowed));
   co_return error_response(404, "Not found");
 }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "backend/platform/async.h"
+#include "backend/web/access/role.h"
 #include "backend/web/request.h"
 #include "backend/web/response.h"
 
@@ -18,13 +20,24 @@ using PathParameters = std::vector<std::string>;
 /// call.
 using RouteHandler = std::function<Async<Response>(const Request&, const PathParameters&)>;
 
+/// Who may use a route.
+struct RouteRules {
+  /// The least role; nothing: a viewer for GET, an operator for any other method.
+  std::optional<Role> role = {};
+  /// A GET that starts something: pages of other sites may not send it, like any other method.
+  bool starts_something = false;
+};
+
+/// What a client without an identity is told to send (RFC 6750).
+inline constexpr const char* bearer_challenge = "Bearer realm=\"weir\"";
+
 /// Finds the handler of a request by method and path, and turns failures into error responses.
 class Router {
  public:
   /// `pattern` is a path whose segments may be "{name}", which stands for any text that is not empty, or
   /// "{name:number}", which stands for digits. Of several patterns that match a path the one added first answers. A
   /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
-  void add(std::string_view method, std::string_view pattern, RouteHandler handler);
+  void add(std::string_view method, std::string_view pattern, RouteHandler handler, RouteRules rules = {});
 
   /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then. An answer whose ETag the
   /// client knows is 304; texts are compressed for clients that ask for it.
@@ -35,6 +48,8 @@ class Router {
     std::string method;
     std::vector<std::string> pattern;
     RouteHandler handler;
+    Role role;
+    bool starts_something;
   };
 
   Async<Response> answer_or_refuse(Request request) const;

@@ -29,15 +29,19 @@ class RouterTest : public testing::Test {
       throw HttpError(409, "not now");
       co_return Response();
     });
-    router_.add("GET", "/{id:number}/{file}", echo);
+    router_.add("GET", "/api/probe", echo, {.role = Role::operator_, .starts_something = true});
+    router_.add("POST", "/api/login", echo, {.role = Role::nobody});
+    router_.add("GET", "/{id:number}/{file}", echo, {.role = Role::nobody});
   }
 
-  Response ask(const std::string& method, const std::string& target, const std::string& origin = {}) {
+  Response ask(const std::string& method, const std::string& target, Identity identity = {.role = Role::admin},
+               bool from_other_site = false) {
     Request request;
     request.method = method;
     request.target = *parse_target(target);
     request.host = "localhost:8080";
-    request.origin = origin;
+    request.identity = std::move(identity);
+    request.from_other_site = from_other_site;
     return loop_.run(router_.route(request));
   }
 
@@ -68,11 +72,32 @@ TEST_F(RouterTest, AnswersByTheFirstMatchingRoute) {
   }
 }
 
-TEST_F(RouterTest, CrossSiteRequestsCanReadButNotChange) {
-  EXPECT_EQ(ask("DELETE", "/api/things/7", "http://localhost:8080").status, 200);
-  EXPECT_EQ(ask("DELETE", "/api/things/7", "http://evil.example").status, 403);
-  EXPECT_EQ(ask("DELETE", "/api/things/7", "null").status, 403);
-  EXPECT_EQ(ask("GET", "/7/index.m3u8", "http://player.example").status, 200);
+TEST_F(RouterTest, CrossSiteRequestsCanReadButNotDoAnything) {
+  const std::tuple<const char*, const char*, int> cases[] = {
+      {"GET", "/7/index.m3u8", 200}, {"GET", "/api/things/7", 200}, {"DELETE", "/api/things/7", 403},
+      {"GET", "/api/probe", 403},    {"HEAD", "/api/probe", 403},   {"POST", "/api/login", 403},
+  };
+  for (const auto& [method, target, status] : cases)
+    EXPECT_EQ(ask(method, target, {.role = Role::admin}, true).status, status) << method << " " << target;
+}
+
+TEST_F(RouterTest, EachRouteNeedsItsRole) {
+  const std::tuple<const char*, const char*, int, int, int> cases[] = {
+      // nobody, viewer, operator
+      {"GET", "/7/index.m3u8", 200, 200, 200},    {"POST", "/api/login", 200, 200, 200},
+      {"GET", "/api/things/7", 401, 200, 200},    {"HEAD", "/api/things/7", 401, 200, 200},
+      {"DELETE", "/api/things/7", 401, 403, 200}, {"GET", "/api/probe", 401, 403, 200},
+      {"GET", "/api/unknown", 401, 404, 404},     {"PATCH", "/api/things", 401, 405, 405},
+      {"GET", "/unknown", 404, 404, 404},
+  };
+  for (const auto& [method, target, nobody, viewer, operator_] : cases) {
+    EXPECT_EQ(ask(method, target, {}).status, nobody) << method << " " << target;
+    EXPECT_EQ(ask(method, target, {.role = Role::viewer}).status, viewer) << method << " " << target;
+    EXPECT_EQ(ask(method, target, {.role = Role::operator_}).status, operator_) << method << " " << target;
+  }
+  EXPECT_EQ(header(ask("GET", "/api/things", {}), "WWW-Authenticate"), "Bearer realm=\"weir\"");
+  EXPECT_EQ(header(ask("GET", "/api/things", {.wrong_token = true}), "WWW-Authenticate"),
+            "Bearer realm=\"weir\", error=\"invalid_token\"");
 }
 
 }  // namespace

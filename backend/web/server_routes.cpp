@@ -23,17 +23,21 @@ constexpr std::string_view build_type = "debug";
 
 void ServerRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
-  router.add("GET", "/healthz", [](const Request&, Parameters) { return immediate(ok_response()); });
-  router.add("GET", "/readyz", [this](const Request&, Parameters) { return readiness(); });
+  const RouteRules open{.role = Role::nobody};
+  router.add("GET", "/healthz", [](const Request&, Parameters) { return immediate(ok_response()); }, open);
+  router.add("GET", "/readyz", [this](const Request& r, Parameters) { return readiness(r.identity.role); }, open);
   router.add("GET", "/api/version", [this](const Request&, Parameters) { return version(); });
   router.add("GET", "/api/probe",
-             [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); });
+             [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); },
+             {.role = Role::operator_, .starts_something = true});
 }
 
-Async<Response> ServerRoutes::readiness() {
+// Strangers don't learn where the data lies.
+Async<Response> ServerRoutes::readiness(Role role) {
   if (!ready_) co_return error_response(503, "The streams are not loaded");
   const std::string fault = co_await data_.find_fault(Config::STREAM_DIRECTORY);
-  if (!fault.empty()) co_return error_response(503, "The data directory can't be written: " + fault);
+  if (!fault.empty())
+    co_return error_response(503, "The data directory can't be written" + (role < Role::viewer ? "" : ": " + fault));
   co_return ok_response();
 }
 

@@ -28,7 +28,7 @@ class ServerRoutes {
  private:
   static constexpr int max_probes = 4;
 
-  Async<Response> readiness();
+  Async<Response> readiness(Role role);
   Async<Response> version();
   Async<Response> probe(std::string url);
 

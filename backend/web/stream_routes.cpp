@@ -104,29 +104,27 @@ void StreamRoutes::add_to(Router& router) {
     return r.query("broken") == "1" ? list_broken_files() : list(r.host, r.query_all("tag"));
   });
   router.add("POST", "/api/streams", [this](const Request& r, Parameters) {
-    return asks_for_preview(r) ? preview_new(read_form(r)) : add(read_form(r), r.client_address);
+    return asks_for_preview(r) ? preview_new(read_form(r)) : add(read_form(r), r.by());
   });
   router.add("GET", one, [this](const Request& r, Parameters p) { return immediate(read(p[0], r.host)); });
   router.add("PATCH", one, [this](const Request& r, Parameters p) {
     find(p[0]);  // before the form is looked at
-    return asks_for_preview(r) ? preview_change(p[0], read_form(r))
-                               : change(p[0], read_form(r), r.if_match, r.client_address);
+    return asks_for_preview(r) ? preview_change(p[0], read_form(r)) : change(p[0], read_form(r), r.if_match, r.by());
   });
-  router.add("DELETE", one,
-             [this](const Request& r, Parameters p) { return remove(p[0], r.if_match, r.client_address); });
+  router.add("DELETE", one, [this](const Request& r, Parameters p) { return remove(p[0], r.if_match, r.by()); });
   router.add("POST", one + "/copy", [this](const Request& r, Parameters p) {
     find(p[0]);
-    return copy(p[0], r.body.empty() ? Value::object() : read_form(r), r.client_address);
+    return copy(p[0], r.body.empty() ? Value::object() : read_form(r), r.by());
   });
   for (const auto& [name, operation] : {std::pair<const char*, Control>{"/start", &StreamManager::start_stream},
                                         {"/stop", &StreamManager::stop_stream},
                                         {"/restart", &StreamManager::restart_stream}})
-    router.add("POST", one + name, [this, operation](const Request& r, Parameters p) {
-      return control(operation, p[0], r.client_address);
-    });
+    router.add("POST", one + name,
+               [this, operation](const Request& r, Parameters p) { return control(operation, p[0], r.by()); });
   router.add("GET", one + "/log", [this](const Request& r, Parameters p) { return immediate(read_log(r, p[0])); });
   router.add("DELETE", one + "/log", [this](const Request&, Parameters p) { return immediate(delete_log(p[0])); });
-  router.add("GET", one + "/config", [this](const Request&, Parameters p) { return immediate(read_config(p[0])); });
+  router.add("GET", one + "/config",
+             [this](const Request& r, Parameters p) { return immediate(read_config(p[0], r.identity.role)); });
   router.add("GET", one + "/urls", [this](const Request& r, Parameters p) { return immediate(read_urls(r, p[0])); });
   router.add("POST", one + "/clients",
              [this](const Request& r, Parameters p) { return immediate(add_client(r, p[0])); });
@@ -363,11 +361,14 @@ Response StreamRoutes::delete_log(const Value& id) {
   return empty_response();
 }
 
-Response StreamRoutes::read_config(const Value& id) {
+Response StreamRoutes::read_config(const Value& id, Role role) {
   const std::shared_ptr<StreamConfig> conf = manager_.get_stream_config(id);
   if (!conf) throw HttpError(404, manager_.get_error_msg());
-  Response response = json_response(conf->document());
-  response.headers.emplace_back("ETag", make_document_tag(conf->document()));
+  Value shown = conf->document();
+  if (role < Role::operator_) mask_value(shown);
+  Response response = json_response(shown);
+  // Of what is shown: a hash of the secrets would help to guess them.
+  response.headers.emplace_back("ETag", make_document_tag(shown));
   return response;
 }
 

@@ -47,7 +47,7 @@ class StreamRoutes {
   Response read_log(const Request& request, const Value& id);
   static Response follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body);
   Response delete_log(const Value& id);
-  Response read_config(const Value& id);
+  Response read_config(const Value& id, Role role);
   static Response show_newer(const Stream& stream);
   Response read_urls(const Request& request, const Value& id);
   Response add_client(const Request& request, const Value& id);

@@ -1,26 +1,12 @@
 #include "backend/web/web_application.h"
 
-#include "backend/base/numbers.h"
 #include "backend/collaborators/listener_input.h"
 #include "backend/web/now/now_members.h"
-#include "backend/web/request_source.h"
 #include "backend/web/schema/schema_routes.h"
 
 namespace weir {
 
 namespace {
-
-bool asks_for_state(const Request& request) {
-  return request.target.path.size() == 1 && (request.target.path[0] == "healthz" || request.target.path[0] == "readyz");
-}
-
-// Streams are for everybody; whoever reaches the rest controls the server, for there are no users.
-bool asks_for_stream(const Request& request) {
-  const std::string& first = request.target.path.front();
-  return request.target.path.size() > 1 && (first == "stream" || is_number(first));
-}
-
-bool comes_from_here(const Request& request) { return !request.forwarded && is_loopback_host(request.host); }
 
 FigureFeed figures_of(Sampler& sampler) {
   FigureFeed feed;
@@ -43,7 +29,10 @@ Response not_ready() {
 
 WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
                                History& history, ProbeFunction probe, WebSettings settings)
-    : sampler_(manager),
+    : access_(std::move(settings.access)),
+      access_routes_(access_, passwords_),
+      users_(access_.users(), passwords_),
+      sampler_(manager),
       streams_(manager, document_changes_),
       batches_(manager, streams_),
       profiles_(manager, profiles, document_changes_),
@@ -62,6 +51,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
   add_record_members(settings.viewers);
+  access_routes_.add_to(router_);
+  users_.add_to(router_);
   streams_.add_to(router_);
   thumbnails_.add_to(router_);
   batches_.add_to(router_);
@@ -101,11 +92,17 @@ void WebApplication::add_record_members(const ViewerLimits& viewers) {
 }
 
 Async<Response> WebApplication::answer(Request request) {
-  if (!asks_for_stream(request) && !comes_from_here(request))
-    return immediate(error_response(403, "Only published streams can be reached through a proxy or another host name"));
+  try {
+    access_.examine(request);
+  } catch (const HttpError& refusal) {
+    return immediate(error_response(refusal.status(), refusal.what()));
+  }
   if (!server_routes_.ready() && !asks_for_state(request)) return immediate(not_ready());
   if (auto refusal = gate_.refuse(request)) return immediate(std::move(*refusal));
-  if (request.method != "POST" || request.idempotency_key.empty()) return router_.route(std::move(request));
+  // What somebody was answered is nothing for strangers.
+  const bool is_known = request.identity.role != Role::nobody;
+  if (request.method != "POST" || request.idempotency_key.empty() || !is_known)
+    return router_.route(std::move(request));
   return keys_->answer(std::move(request), [this](Request once) { return router_.route(std::move(once)); });
 }
 

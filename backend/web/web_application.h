@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backend/web/access/access_routes.h"
+#include "backend/web/access/user_routes.h"
 #include "backend/web/api/idempotency_keys.h"
 #include "backend/web/batch_routes.h"
 #include "backend/web/events/event_routes.h"
@@ -27,6 +29,7 @@ struct WebSettings {
   std::set<std::string> trusted_proxies;  ///< see `HttpService`
   WebhookSettings webhooks = {};
   std::string links_directory = {};  ///< see `PublishingLinks`
+  AccessSettings access = {};
 };
 
 /// The whole web layer: every route, and the server that answers by them.
@@ -48,12 +51,17 @@ class WebApplication {
   /// Takes samples of the streams' figures. Runs until it is killed.
   Async<> sample() { return sampler_.run(); }
 
+  Access& access() noexcept { return access_; }
   HttpServer& server() noexcept { return server_; }
   HttpOutputs& http_outputs() noexcept { return http_outputs_; }
 
  private:
   void add_record_members(const ViewerLimits& viewers);
 
+  Access access_;
+  PasswordChecker passwords_;
+  AccessRoutes access_routes_;
+  UserRoutes users_;
   Semaphore document_changes_{1};
   Sampler sampler_;
   CycleMember cycle_;

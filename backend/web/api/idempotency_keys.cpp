@@ -55,7 +55,11 @@ Async<Response> IdempotencyKeys::answer(Request request, Handler handler) {
   if (request.idempotency_key.size() > max_key_bytes)
     co_return error_response(400, fmt::format("Idempotency-Key: longer than {} bytes", max_key_bytes));
   forget_old();
-  const std::string name = request.client_address + " " + request.idempotency_key;
+  // A client with a name may come back from another address.
+  const Identity& identity = request.identity;
+  const std::string name =
+      fmt::format("{} {} {}", to_word(identity.role), identity.name.empty() ? request.client_address : identity.name,
+                  request.idempotency_key);
   const std::string hash = hash_request(request);
   if (const auto known = by_name_.find(name); known != by_name_.end()) co_return repeat(*known->second, hash);
   if (entries_.size() >= max_answers)

@@ -95,8 +95,9 @@ std::array<Value, 2> playlist_names(const Stream& stream) {
 void HlsRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   const std::string file = "/{id:number}/{file}";
-  router.add("GET", file, [this](const Request& r, Parameters p) { return answer(p[0], p[1], r); });
-  router.add("OPTIONS", file, [](const Request&, Parameters) { return immediate(preflight()); });
+  const RouteRules open{.role = Role::nobody};
+  router.add("GET", file, [this](const Request& r, Parameters p) { return answer(p[0], p[1], r); }, open);
+  router.add("OPTIONS", file, [](const Request&, Parameters) { return immediate(preflight()); }, open);
 }
 
 Async<Response> HlsRoutes::answer(std::string id, std::string name, Request request) {

@@ -50,7 +50,8 @@ HttpOutputs::~HttpOutputs() {
 
 void HttpOutputs::add_to(Router& router) {
   router.add("GET", "/stream/{id:number}/{filename}",
-             [this](const Request& r, const PathParameters& p) { return immediate(answer(r, p)); });
+             [this](const Request& r, const PathParameters& p) { return immediate(answer(r, p)); },
+             {.role = Role::nobody});
 }
 
 Response HttpOutputs::answer(const Request& request, const PathParameters& parameters) {

@@ -64,10 +64,8 @@ void LinkRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   const std::string all = "/api/streams/{id}/links";
   router.add("GET", all, [this](const Request&, Parameters p) { return immediate(list(p[0])); });
-  router.add("POST", all,
-             [this](const Request& r, Parameters p) { return add(p[0], read_form(r), r.host, r.client_address); });
-  router.add("DELETE", all + "/{link}",
-             [this](const Request& r, Parameters p) { return revoke(p[0], p[1], r.client_address); });
+  router.add("POST", all, [this](const Request& r, Parameters p) { return add(p[0], read_form(r), r.host, r.by()); });
+  router.add("DELETE", all + "/{link}", [this](const Request& r, Parameters p) { return revoke(p[0], p[1], r.by()); });
 }
 
 std::shared_ptr<Stream> LinkRoutes::find(const std::string& id) {

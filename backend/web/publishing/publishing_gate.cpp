@@ -22,7 +22,7 @@ Response answer(int status, std::string_view message) {
 void PublishingGate::add_to(Router& router) {
   // Who comes here was admitted.
   router.add("GET", "/{id:number}/access",
-             [](const Request&, const PathParameters&) { return immediate(empty_response()); });
+             [](const Request&, const PathParameters&) { return immediate(empty_response()); }, {.role = Role::nobody});
 }
 
 std::optional<Response> PublishingGate::refuse(Request& request) {

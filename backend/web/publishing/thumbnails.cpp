@@ -76,7 +76,7 @@ std::size_t find_smallest(const HlsCycle& cycle) {
 
 void Thumbnails::add_to(Router& router) {
   router.add("GET", "/api/streams/{id}/thumbnail.jpg",
-             [this](const Request&, const PathParameters& p) { return answer(p[0]); });
+             [this](const Request&, const PathParameters& p) { return answer(p[0]); }, {.starts_something = true});
 }
 
 bool Thumbnails::has_picture(const Stream& stream) const {

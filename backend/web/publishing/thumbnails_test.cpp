@@ -61,6 +61,7 @@ class ThumbnailsTest : public testing::Test {
     request.method = "GET";
     request.target = *parse_target("/api/streams/" + std::to_string(id) + "/thumbnail.jpg");
     request.if_none_match = std::move(tag);
+    request.identity.role = Role::viewer;
     exchange->task = spawn("request", route(router_, std::move(request), *exchange));
     return exchange;
   }
