@@ -16,6 +16,7 @@
 #include "weir/data_directory.h"
 #include "weir/memory.h"
 #include "weir/server.h"
+#include "weir/user_commands.h"
 
 namespace weir {
 
@@ -70,6 +71,7 @@ int serve(const ServerSettings& settings) {
 int run(const std::vector<std::string>& arguments) {
   const Invocation invocation = read_settings(arguments, ::getenv);
   if (invocation.serve) return serve(*invocation.serve);
+  if (invocation.users) return run_user_command(*invocation.users);
   fmt::print("{}", invocation.output);
   return EXIT_SUCCESS;
 }

@@ -62,7 +62,10 @@ WebSettings make_web_settings(const ServerSettings& settings) {
           .webhooks = {.file = join_path(settings.data, "webhooks.json"),
                        .settings_file = settings.webhooks,
                        .private_addresses = settings.webhook_private_addresses},
-          .links_directory = settings.data};
+          .links_directory = settings.data,
+          .access = {.data = settings.data,
+                     .open_to_network = !is_loopback_address(settings.bind),
+                     .public_urls = settings.public_urls}};
 }
 
 }  // namespace
@@ -93,6 +96,11 @@ void Server::load_profiles() {
 }
 
 void Server::listen(const ServerSettings& settings) {
+  if (web_.access().lacks_users())
+    throw StartFailure(
+        fmt::format("--bind {}: other machines reach this address, and there is no user who could log in. Add one "
+                    "first: weir user add NAME --role admin --data {}",
+                    settings.bind, settings.data));
   try {
     web_.server().listen(settings.bind, settings.port);
   } catch (const std::system_error& failure) {

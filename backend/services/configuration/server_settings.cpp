@@ -101,13 +101,6 @@ std::string to_hardware(const std::string& value) {
   return value;
 }
 
-bool is_loopback(const std::string& address) {
-  in_addr v4{};
-  in6_addr v6{};
-  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
-  return ::inet_pton(AF_INET6, address.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
-}
-
 // In its usual form, as connections show it.
 std::string to_address(const std::string& value) {
   std::array<unsigned char, sizeof(in6_addr)> address{};
@@ -117,13 +110,18 @@ std::string to_address(const std::string& value) {
   return ::inet_ntop(family, address.data(), text.data(), text.size());
 }
 
-std::string to_bind_address(const std::string& value) {
-  const std::string address = value == "localhost" ? "127.0.0.1" : value;
-  if (!is_loopback(address))
-    throw std::invalid_argument(
-        "is not a loopback address (127.0.0.1 or ::1); the server has no authentication: whoever reaches it controls "
-        "it");
-  return address;
+std::string to_bind_address(const std::string& value) { return value == "localhost" ? "127.0.0.1" : to_address(value); }
+
+// "https://weir.example:8443", without what follows.
+std::string to_public_url(const std::string& value) {
+  const auto fail = [] { throw std::invalid_argument("is not a URL like https://weir.example or http://[::1]:8080"); };
+  const std::size_t scheme = value.find("://");
+  const std::string name = boost::to_lower_copy(value.substr(0, scheme), std::locale::classic());
+  if (scheme == std::string::npos || (name != "http" && name != "https")) fail();
+  std::string authority = value.substr(scheme + 3);
+  if (authority.ends_with('/')) authority.pop_back();
+  if (authority.empty() || authority.find_first_of("/?#@ *") != std::string::npos) fail();
+  return name + "://" + authority;
 }
 
 // --- the table ---
@@ -167,7 +165,8 @@ const std::vector<Setting>& setting_table() {
   static const std::vector<Setting> table{
       {"data", "DIR", "data directory: streams/ hls/ mmcb/ profiles/ uploads/ (default ./weir-data)",
        one(&S::data, to_nonempty)},
-      {"bind", "ADDR", "address to listen on; a loopback address (default 127.0.0.1)", one(&S::bind, to_bind_address)},
+      {"bind", "ADDR", "address to listen on; needs a user unless it is a loopback address (default 127.0.0.1)",
+       one(&S::bind, to_bind_address)},
       {"port", "N", "port to listen on; 0 takes a free one (default 8080)", one(&S::port, to_port)},
       {"ffmpeg", "PATH", "the transcoder program (default: ffmpeg, found on PATH)", one(&S::ffmpeg, to_nonempty)},
       {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_nonempty)},
@@ -183,6 +182,10 @@ const std::vector<Setting>& setting_table() {
       {"history-entries", "N", "entries of the history that are kept of each stream (default 2000)",
        one(&S::history_entries, to_history_entries)},
       {"history-days", "N", "days for which the history is kept (default 90)", one(&S::history_days, to_days)},
+      {"public-url", "URL",
+       "https://NAME or http://NAME:PORT, repeatable: how browsers reach the server where that is not the bound "
+       "address",
+       list(&S::public_urls, ',', to_public_url)},
       {"trusted-proxy", "ADDR",
        "address of a proxy in front of the server, repeatable; its X-Forwarded-For header names the viewer",
        list(&S::trusted_proxies, ',', to_address)},
@@ -227,21 +230,34 @@ void apply_setting(ServerSettings& settings, const Setting& setting, const Texts
 
 // --- the sources ---
 
+void add_option(CLI::App& subcommand, const Setting& setting) {
+  const std::string description = fmt::format("{} [{}]", setting.description, setting.variable());
+  CLI::Option& option = setting.value_name.empty() ? *subcommand.add_flag("--" + setting.name, description)
+                                                   : *subcommand.add_option("--" + setting.name, description);
+  option.multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  if (!setting.value_name.empty()) option.type_name(setting.value_name)->expected(1);
+}
+
+void add_config_option(CLI::App& subcommand) {
+  subcommand.add_option("--config", "configuration file: lines of NAME = VALUE, the names as here [WEIR_CONFIG]")
+      ->type_name("FILE");
+}
+
+// Where the server's data is found, which is all that other subcommands need to know of it.
+void add_data_options(CLI::App& subcommand) {
+  add_config_option(subcommand);
+  add_option(subcommand, *std::ranges::find(setting_table(), "data", &Setting::name));
+}
+
 void add_options(CLI::App& app) {
   app.set_help_flag();
   app.set_help_all_flag("-h,--help", "print this help");
   app.set_version_flag("--version", "weir " + Config::VERSION);
   app.require_subcommand(1);
   CLI::App& serve = *app.add_subcommand("serve", "run the server");
-  serve.add_option("--config", "configuration file: lines of NAME = VALUE, the names as here [WEIR_CONFIG]")
-      ->type_name("FILE");
-  for (const Setting& setting : setting_table()) {
-    const std::string description = fmt::format("{} [{}]", setting.description, setting.variable());
-    CLI::Option& option = setting.value_name.empty() ? *serve.add_flag("--" + setting.name, description)
-                                                     : *serve.add_option("--" + setting.name, description);
-    option.multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    if (!setting.value_name.empty()) option.type_name(setting.value_name)->expected(1);
-  }
+  add_config_option(serve);
+  for (const Setting& setting : setting_table()) add_option(serve, setting);
+  add_user_commands(app, add_data_options);
   app.footer(
       "A setting may also be given in the environment (its name is in brackets) or in the configuration file. The\n"
       "command line overrides the environment, which overrides the file.");
@@ -287,34 +303,55 @@ void apply_environment(ServerSettings& settings, const EnvironmentVariable& vari
       apply_setting(settings, setting, {value}, setting.variable());
 }
 
-void apply_command_line(ServerSettings& settings, const CLI::App& serve) {
+void apply_command_line(ServerSettings& settings, const CLI::App& subcommand) {
   for (const Setting& setting : setting_table()) {
-    const CLI::Option& option = *serve.get_option("--" + setting.name);
-    if (!option.empty()) apply_setting(settings, setting, option.results(), "--" + setting.name);
+    const CLI::Option* option = subcommand.get_option_no_throw("--" + setting.name);
+    if (option && !option->empty()) apply_setting(settings, setting, option->results(), "--" + setting.name);
   }
 }
 
-std::string configuration_path(const CLI::App& serve, const EnvironmentVariable& variable) {
-  const CLI::Option& option = *serve.get_option("--config");
+std::string configuration_path(const CLI::App& subcommand, const EnvironmentVariable& variable) {
+  const CLI::Option& option = *subcommand.get_option("--config");
   if (!option.empty()) return option.as<std::string>();
   const char* path = variable("WEIR_CONFIG");
   return path ? path : "";
 }
 
+ServerSettings collect_settings(const CLI::App& subcommand, const EnvironmentVariable& variable) {
+  ServerSettings settings;
+  const std::string path = configuration_path(subcommand, variable);
+  if (!path.empty()) apply_configuration(settings, path);
+  apply_environment(settings, variable);
+  apply_command_line(settings, subcommand);
+  return settings;
+}
+
+std::optional<ChosenUserCommand> read_user_command(const CLI::App& app) {
+  try {
+    return find_user_command(app);
+  } catch (const std::invalid_argument& failure) {
+    throw SettingsError(failure.what());
+  }
+}
+
 }  // namespace
+
+bool is_loopback_address(const std::string& address) {
+  in_addr v4{};
+  in6_addr v6{};
+  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
+  return ::inet_pton(AF_INET6, address.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+}
 
 Invocation read_settings(const std::vector<std::string>& arguments, const EnvironmentVariable& variable) {
   CLI::App app{"Weir, a live transcoding server", "weir"};
   add_options(app);
   const std::string output = parse_command_line(app, arguments);
   if (!output.empty()) return {std::nullopt, output};
-  const CLI::App& serve = *app.get_subcommand("serve");
-  ServerSettings settings;
-  const std::string path = configuration_path(serve, variable);
-  if (!path.empty()) apply_configuration(settings, path);
-  apply_environment(settings, variable);
-  apply_command_line(settings, serve);
-  return {settings, {}};
+  std::optional<ChosenUserCommand> chosen = read_user_command(app);
+  if (!chosen) return {collect_settings(*app.get_subcommand("serve"), variable)};
+  chosen->command.data = collect_settings(*chosen->subcommand, variable).data;
+  return {std::nullopt, {}, std::move(chosen->command)};
 }
 
 }  // namespace weir

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "backend/base/log.h"
+#include "backend/services/configuration/user_command.h"
 
 namespace weir {
 
@@ -14,7 +15,7 @@ namespace weir {
 /// environment (WEIR_…), the configuration file, the default here.
 struct ServerSettings {
   std::string data = "./weir-data";  ///< the data directory
-  std::string bind = "127.0.0.1";    ///< the address to listen on; a loopback address
+  std::string bind = "127.0.0.1";    ///< the address to listen on
   int port = 8080;                   ///< 0 lets the system choose a free one
   std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
   std::string ffprobe = "ffprobe";   ///< the same
@@ -27,6 +28,7 @@ struct ServerSettings {
   std::size_t max_viewers_per_address = 0;
   std::size_t history_entries = 2000;  ///< of each stream
   std::size_t history_days = 90;
+  std::vector<std::string> public_urls;      ///< under which the server is reached: "https://weir.example"
   std::vector<std::string> trusted_proxies;  ///< addresses whose X-Forwarded-For header names the client
   std::vector<std::string> hardware;         ///< "nvenc", "qsv": what the transcoders' environment is prepared for
   std::vector<std::string> file_roots;       ///< where filters of documents may read files; empty: the upload directory
@@ -41,6 +43,9 @@ struct ServerSettings {
   bool assertions = true;
 };
 
+/// Whether only this machine reaches the address.
+bool is_loopback_address(const std::string& address);
+
 /// A setting that cannot be used; the message names its source, the value and what is expected.
 struct SettingsError : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -48,8 +53,9 @@ struct SettingsError : std::runtime_error {
 
 /// What a command line asks for.
 struct Invocation {
-  std::optional<ServerSettings> serve;  ///< run the server
-  std::string output;                   ///< otherwise: a text to print, such as the help
+  std::optional<ServerSettings> serve;    ///< run the server
+  std::string output = {};                ///< otherwise: a text to print, such as the help
+  std::optional<UserCommand> users = {};  ///< otherwise: change or list who may use it
 };
 
 /// The value of an environment variable, null when it is not set: `getenv`.

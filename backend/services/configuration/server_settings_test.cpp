@@ -63,9 +63,15 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
       {{"serve", "--config", directory_.path()}, {}, "", {directory_.path()}},
       {{"serve", "--restore-interval", "soon"}, {}, "", {"--restore-interval", "\"soon\"", "auto"}},
-      {{"serve", "--bind", "0.0.0.0"}, {}, "", {"0.0.0.0", "authentication"}},
-      {{"serve", "--bind", "192.0.2.1"}, {}, "", {"loopback"}},
-      {{"serve", "--bind", "example.org"}, {}, "", {"loopback"}},
+      {{"serve", "--bind", "example.org"}, {}, "", {"example.org", "IP address"}},
+      {{"serve", "--public-url", "weir.example"}, {}, "", {"--public-url", "weir.example", "https://"}},
+      {{"serve", "--public-url", "https://weir.example/path"}, {}, "", {"--public-url"}},
+      {{"serve", "--public-url", "https://user@weir.example"}, {}, "", {"--public-url"}},
+      {{"user", "add", "anna"}, {}, "", {"--role"}},
+      {{"user", "add", "anna", "--role", "root"}, {}, "", {"--role", "root", "operator"}},
+      {{"user", "add", "--role", "admin"}, {}, "", {"NAME"}},
+      {{"token", "add", "t", "--role", "viewer", "--expires", "30"}, {}, "", {"--expires", "\"30\"", "30d"}},
+      {{"token", "add", "t", "--role", "viewer", "--expires", "99999999d"}, {}, "", {"--expires"}},
       {{"serve", "--hardware", "nvenc,vdpau"}, {}, "", {"--hardware", "vdpau", "qsv"}},
       {{"serve", "--probe-timeout", "inf"}, {}, "", {"seconds"}},
       {{"serve", "--max-viewers", "-1"}, {}, "", {"--max-viewers", "whole number"}},
@@ -83,10 +89,27 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
   }
 }
 
-TEST_F(SettingsTest, LoopbackAddressesOfBothFamiliesCanBeBound) {
-  for (const auto& [given, bound] :
-       {std::pair{"127.0.0.1", "127.0.0.1"}, {"127.3.2.1", "127.3.2.1"}, {"::1", "::1"}, {"localhost", "127.0.0.1"}})
+TEST_F(SettingsTest, KnowsWhichAddressesOtherMachinesReach) {
+  const std::tuple<const char*, const char*, bool> cases[] = {
+      {"127.0.0.1", "127.0.0.1", true},  {"127.3.2.1", "127.3.2.1", true}, {"::1", "::1", true},
+      {"localhost", "127.0.0.1", true},  {"0.0.0.0", "0.0.0.0", false},    {"::", "::", false},
+      {"192.0.2.1", "192.0.2.1", false},
+  };
+  for (const auto& [given, bound, is_local] : cases) {
     EXPECT_EQ(read({"serve", "--bind", given}).serve->bind, bound);
+    EXPECT_EQ(is_loopback_address(bound), is_local) << bound;
+  }
+}
+
+TEST_F(SettingsTest, CommandsOnUsersFindTheDataWhereTheServerDoes) {
+  write("data = /from/file\nport = 1\n");
+  const UserCommand token =
+      *read({"token", "add", "backup", "--role", "viewer", "--expires", "12h", "--config", file_}).users;
+  EXPECT_EQ(token.action, UserCommand::Action::add_token);
+  EXPECT_EQ(std::tie(token.name, token.role, token.data), std::tuple("backup", "viewer", "/from/file"));
+  EXPECT_EQ(token.expires, std::chrono::hours(12));
+  EXPECT_EQ(read({"user", "list"}, {{"WEIR_DATA", "/from/environment"}}).users->data, "/from/environment");
+  EXPECT_EQ(read({"user", "remove", "anna", "--data", "/given"}, {{"WEIR_DATA", "/x"}}).users->data, "/given");
 }
 
 }  // namespace
