@@ -1,8 +1,3 @@
-#include <fmt/core.h>
-
-#include <span>
-#include <utility>
-
 #include "backend/base/time_text.h"
 #include "backend/stream/runtime/timetable.h"
 #include "tests/support/stream_fixture.h"
@@ -26,12 +21,6 @@ class ScheduleMonitorTest : public test::StreamFixture {
       if (!world.child().status) say(test::progress_line("0:00:" + std::to_string(media_seconds)));
       world.loop.advance(60s);
     }
-  }
-  /// Ends everything else that the latest launch began, so that a year passes quickly: the other monitors, the sweep of
-  /// clients.
-  void leave_only_the_schedule() {
-    kill_all(std::span(stream->spawns).subspan(1));
-    world.loop.run(stream->clientinfo->cleanup());
   }
   const test::TimeZone utc{"UTC0"};
   int media_seconds = 1;
@@ -98,26 +87,6 @@ TEST(NextTimeTest, IsTheNextMinuteThatTheMonitorWouldActAtAlsoWhereSummerTimeBeg
     const auto found = next_time(read_timetable(conf, "restart"), time);
     EXPECT_EQ(found ? to_iso8601(*found) : "never", next) << zone << " " << from << " " << table;
   }
-}
-
-TEST_F(ScheduleMonitorTest, ActsOnceInEveryConfiguredMinuteOfAYear) {
-  const test::TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
-  ASSERT_TRUE(conf->set_json_conf("input.restart", {{"minutes", "30"}, {"hours", "2,4"}, {"weekdays", "6"}}));
-  run_on_input(0);
-  std::map<std::string, int> restarts;
-  world.on_launch = [&](test::ChildScript&) {
-    const std::tm local = local_time(world.loop.clock().wall());
-    ++restarts[fmt::format("{}-{}", local.tm_mon + 1, local.tm_mday)];
-  };
-  std::size_t launches_seen = 0;
-  for (auto passed = 0min; passed < 365 * 24h; passed += 2min) {
-    if (std::exchange(launches_seen, launches()) != launches()) leave_only_the_schedule();
-    world.loop.advance(2min);
-  }
-  // From 20 December 2019: 52 Sundays, twice each; 02:30 does not exist on 29 March and comes twice on 25 October.
-  EXPECT_EQ(restarts.size(), 52u);
-  std::erase_if(restarts, [](const auto& day) { return day.second == 2; });
-  EXPECT_EQ(restarts, (std::map<std::string, int>{{"3-29", 1}, {"10-25", 3}}));
 }
 
 }  // namespace

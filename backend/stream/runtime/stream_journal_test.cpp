@@ -56,7 +56,7 @@ TEST_F(StreamJournalTest, TellsTheCauseOfEachEnd) {
              join_path(Config::HLS_DIRECTORY, "7")});
   end_after("speed", [&] { keep_speed("0.5x"), world.told.resize(1); },
             {"restarted because of its speed after 3 min 30 s on the air: Speed 0.5x is too fast or slow"});
-  end_after("stall", [&] { advance(6min), world.told.resize(1); },
+  end_after("stall", [&] { world.child().stderr_write.reset(), advance(6min), world.told.resize(1); },
             {"restarted because its media time stood still after 6 min 0 s on the air: URL #0 udp://a is timeout"});
 }
 

@@ -1,10 +1,9 @@
 #include "backend/stream/runtime/stream_stats.h"
 
 #include <gtest/gtest.h>
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
 
 #include <random>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -64,23 +63,12 @@ TEST(StreamStatsTest, BeginsWithIntegersAndRaisesBeyondThem) {
 /// The five groups of the expression as it is given, by an engine that backtracks: "-" where one is absent; nothing
 /// when the line does not match.
 std::vector<std::string> backtracked_groups(const std::string& line) {
-  static constexpr std::string_view text =
-      R"((?:fps=\s*(\S+).+q=\s*(\S+).+)?time=\s*(\S+).+bitrate=\s*(\S+).+speed=\s*(\S+))";
-  static int error = 0;
-  static PCRE2_SIZE place = 0;
-  static pcre2_code* const code =
-      pcre2_compile(reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, &error, &place, nullptr);
-  static pcre2_match_data* const found = pcre2_match_data_create_from_pattern(code, nullptr);
-  static const int compiled = pcre2_jit_compile(code, PCRE2_JIT_COMPLETE);
-  EXPECT_EQ(compiled, 0);
+  static const std::regex expression(
+      R"((?:fps=\s*(\S+).+q=\s*(\S+).+)?time=\s*(\S+).+bitrate=\s*(\S+).+speed=\s*(\S+))");
+  std::smatch match;
   std::vector<std::string> groups;
-  if (pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(line.data()), line.size(), 0, 0, found, nullptr) < 0)
-    return groups;
-  const PCRE2_SIZE* ends = pcre2_get_ovector_pointer(found);
-  for (int group = 1; group <= 5; ++group) {
-    const PCRE2_SIZE begin = ends[2 * group];
-    groups.push_back(begin == PCRE2_UNSET ? "-" : line.substr(begin, ends[2 * group + 1] - begin));
-  }
+  if (!std::regex_search(line, match, expression)) return groups;
+  for (int group = 1; group <= 5; ++group) groups.push_back(match[group].matched ? match[group].str() : "-");
   return groups;
 }
 
@@ -109,17 +97,17 @@ std::string generated_line(std::mt19937& random) {
   return random() % 4 == 0 ? line + "\n" : line;
 }
 
-TEST(ProgressPatternTest, AgreesWithABacktrackingEngineOnAMillionLines) {
+TEST(ProgressPatternTest, AgreesWithABacktrackingEngineOnManyLines) {
   std::mt19937 random(20260719);
   int matches = 0;
-  for (int i = 0; i < 1'000'000; ++i) {
+  for (int i = 0; i < 20'000; ++i) {
     const std::string line = generated_line(random);
     const std::vector<std::string> expected = backtracked_groups(line);
-    matches += expected.empty() ? 0 : 1;
+    matches += !expected.empty();
     ASSERT_EQ(our_groups(line), expected) << "line: [" << line << "]";
   }
-  EXPECT_GT(matches, 100'000) << "the generated lines have to exercise matches";
-  EXPECT_LT(matches, 900'000) << "and near misses";
+  EXPECT_GT(matches, 2'000) << "the generated lines have to exercise matches";
+  EXPECT_LT(matches, 18'000) << "and near misses";
 }
 
 }  // namespace
