@@ -24,19 +24,18 @@ const replace = (from, to) => ({edit: (text) => text.replace(from, to)});
 const variant = (attributes) => `#EXTM3U\n#EXT-X-STREAM-INF:${attributes}\nplaylist_0.m3u8\n`;
 const good = 'BANDWIDTH=900000,AVERAGE-BANDWIDTH=800000,CODECS="avc1.42e01e,mp4a.40.2",RESOLUTION=640x360,FRAME-RATE=25.000';
 
-// The answers come 2 s apart; one that is a number is a status without a playlist.
-function check(answers, at = url) {
+const see = (checker, text, at, from = url) => checker.see({client: 'test', url: from, status: text ? 200 : 503, text, at});
+
+// The answers come 2 s apart; an empty one is a failure.
+function check(answers) {
   const checker = new PlaylistChecker();
-  answers.forEach((answer, index) => {
-    const status = typeof answer === 'number' ? answer : 200;
-    checker.see({client: 'test', url: at, status, text: status === 200 ? answer : '', at: index * 2000});
-  });
+  answers.forEach((answer, index) => see(checker, answer, index * 2000));
   return checker.faults;
 }
 
 test('finds nothing in playlists as they should be', () => {
   const runs = [
-    503,
+    '',
     media(10, 10),
     media(10, 13),
     media(11, 14, {breaks: [14]}),
@@ -46,21 +45,18 @@ test('finds nothing in playlists as they should be', () => {
     media(15, 18, {discontinuity: 1}) + '#EXT-X-ENDLIST\n',
   ];
   assert.deepEqual(check(runs), []);
-  assert.deepEqual(check([variant(good), variant('BANDWIDTH=1')], masterUrl), []);
+  assert.deepEqual(check([variant(good), variant('BANDWIDTH=1')]), []);
 });
 
 const faults = [
-  ['an answer that fails', [media(1, 4), 503], /answers 503/],
+  ['an answer that fails', [media(1, 4), ''], /answers 503/],
   ['a sequence that goes back', [media(5, 8), media(4, 8)], /goes back from 5\.\.8/],
   ['a list that gets shorter at its end', [media(5, 9), media(5, 8)], /goes back/],
   ['a sequence that jumps', [media(1, 4), media(6, 9)], /jumps from 4 to 6/],
   ['a discontinuity that goes away', [media(1, 5, {breaks: [4]}), media(2, 6)], /changes the discontinuity of segment 4/],
-  ['a discontinuity that is not counted', [media(1, 4, {breaks: [2]}), media(3, 6)], /changes the discontinuity of segment 3/],
   ['a discontinuity counted too early', [media(1, 4, {breaks: [2]}), media(2, 5, {breaks: [2], discontinuity: 1})], /discontinuity of segment 2/],
   ['a discontinuity sequence that goes back', [media(1, 4, {discontinuity: 2}), media(5, 8, {discontinuity: 1})], /DISCONTINUITY-SEQUENCE from 2 to 1/],
   ['a segment with another address', [media(1, 4), media(1, 4, replace('_3.ts', '_x.ts'))], /changes the uri of segment 3/],
-  ['a segment with another duration', [media(1, 4), media(1, 4, replace('4.000000', '3.9'))], /changes the duration/],
-  ['a segment at another time', [media(1, 4), media(1, 4, replace('.000Z', '.001Z'))], /changes the time of segment 1/],
   ['an address used again', [media(1, 4), media(2, 5, replace('_5.ts', '_1.ts'))], /lists playlist_0_1\.ts as number 5/],
   ['a target duration that changes', [media(1, 4), media(1, 4, {target: 5})], /changes its target duration/],
   ['a segment longer than the target duration', [media(1, 4, {target: 3})], /more than the target duration 3/],
@@ -69,77 +65,49 @@ const faults = [
   ['a segment without time', [media(1, 1, replace(/#EXT-X-PROGRAM.*\n/, ''))], /no EXT-X-PROGRAM-DATE-TIME/],
   ['a stream that goes on after its end', [media(1, 4) + '#EXT-X-ENDLIST\n', media(1, 5)], /goes on after/],
   ['a list without segments', [media(1, 0)], /no segment/],
-  ['a list without target duration', [media(1, 4, replace(/#EXT-X-TARGET.*\n/, ''))], /no EXT-X-TARGETDURATION/],
   ['a segment without duration', [media(1, 4, replace('#EXTINF:4.000000,\n', ''))], /has no EXTINF/],
-  ['fractions in an old version', [media(1, 4, replace('VERSION:3', 'VERSION:2'))], /below version 3/],
   ['a number that is none', [media(1, 4, replace('SEQUENCE:1', 'SEQUENCE:-1'))], /MEDIA-SEQUENCE -1/],
   ['a head that comes twice', [media(1, 4, {head: '#EXT-X-MEDIA-SEQUENCE:1\n'})], /MEDIA-SEQUENCE twice/],
   ['something else', ['<html>'], /does not begin with #EXTM3U/],
+  ['a variant without bandwidth', [variant('RESOLUTION=640x360')], /without BANDWIDTH/],
+  ['a resolution of 0', [variant('BANDWIDTH=1,RESOLUTION=0x0')], /RESOLUTION 0x0/],
+  ['empty codecs', [variant('BANDWIDTH=1,CODECS=""')], /CODECS ""/],
+  ['an average above the peak', [variant('BANDWIDTH=1,AVERAGE-BANDWIDTH=2')], /AVERAGE-BANDWIDTH above/],
 ];
 
-test('finds each fault of media playlists', async (t) => {
+test('finds each fault', async (t) => {
   for (const [name, answers, expected] of faults) {
     await t.test(name, () => assert.match(check(answers).join('\n'), expected));
   }
 });
 
-const masterFaults = [
-  ['no bandwidth', 'RESOLUTION=640x360', /without BANDWIDTH/],
-  ['an empty resolution', 'BANDWIDTH=1,RESOLUTION=', /RESOLUTION \(empty\)/],
-  ['a resolution of 0', 'BANDWIDTH=1,RESOLUTION=0x0', /RESOLUTION 0x0/],
-  ['codecs without quotes', 'BANDWIDTH=1,CODECS=avc1.42e01e', /CODECS avc1/],
-  ['empty codecs', 'BANDWIDTH=1,CODECS=""', /CODECS ""/],
-  ['a frame rate that is none', 'BANDWIDTH=1,FRAME-RATE=25/1', /FRAME-RATE 25\/1/],
-  ['an average above the peak', 'BANDWIDTH=1,AVERAGE-BANDWIDTH=2', /AVERAGE-BANDWIDTH above/],
-  ['a fraction of a bit', 'BANDWIDTH=1.5', /BANDWIDTH 1\.5/],
-  ['an attribute twice', 'BANDWIDTH=1,BANDWIDTH=1', /BANDWIDTH twice/],
-];
-
-test('finds each fault of master playlists', async (t) => {
-  for (const [name, attributes, expected] of masterFaults) {
-    await t.test(name, () => assert.match(check([variant(attributes)], masterUrl).join('\n'), expected));
-  }
-});
-
-test('allows a jump when the window was lost, once', () => {
+test('allows a jump when the window was lost, once, and when the client was away', () => {
   const checker = new PlaylistChecker();
-  const see = (text, at) => checker.see({client: 'test', url, status: 200, text, at});
-  see(media(1, 4), 0);
+  see(checker, media(1, 4), 0);
   checker.expectLostWindow();
-  see(media(100, 103), 500);
+  see(checker, media(100, 103), 500);
+  see(checker, media(109, 112), 20000);
   assert.deepEqual(checker.faults, []);
-  see(media(200, 203), 1000);
-  assert.match(checker.faults.join(), /jumps from 103 to 200/);
-});
-
-test('lets a client miss what left the list while it was away', () => {
-  const checker = new PlaylistChecker();
-  checker.see({client: 'test', url, status: 200, text: media(1, 4), at: 0});
-  checker.see({client: 'test', url, status: 200, text: media(9, 12), at: 20000});
-  assert.deepEqual(checker.faults, []);
+  see(checker, media(200, 203), 21000);
+  assert.match(checker.faults.join(), /jumps from 112 to 200/);
 });
 
 test('measures the stated bandwidth on the segments, and that they stay the same', () => {
   const checker = new PlaylistChecker();
-  checker.see({client: 'test', url, status: 200, text: media(1, 4), at: 0});
+  see(checker, media(1, 4), 0);
   for (const number of [1, 2, 3, 4]) checker.noteSize(`http://weir/0/playlist_0_${number}.ts`, 450_000);
-  const master = (attributes) =>
-    checker.see({client: 'test', url: masterUrl, status: 200, text: variant(attributes), at: 0});
-  master('BANDWIDTH=900000');
+  see(checker, variant('BANDWIDTH=900000'), 0, masterUrl);
   assert.deepEqual(checker.faults, []);
-  master('BANDWIDTH=800000');
-  assert.match(checker.faults.join(), /states BANDWIDTH 800000 .* measured are 900000/);
+  see(checker, variant('BANDWIDTH=800000'), 0, masterUrl);
   checker.noteSize('http://weir/0/playlist_0_1.ts', 1);
-  checker.noteMissing('http://weir/0/playlist_0_2.ts', 404, 23, 24);
-  assert.match(checker.faults.join(), /another segment.*answers 404 23\.0 s after .* list of 24\.0 s/);
+  assert.match(checker.faults.join(), /states BANDWIDTH 800000 .* measured are 900000.*another segment/);
 });
 
 test('compares the renditions of a stream', () => {
   const checker = new PlaylistChecker();
   const other = 'http://weir/0/playlist_1.m3u8';
-  const rename = (text) => text.replaceAll('playlist_0', 'playlist_1');
-  checker.see({client: 'test', url, status: 200, text: media(1, 4, {breaks: [3]}), at: 0});
-  checker.see({client: 'test', url: other, status: 200, text: rename(media(1, 4, {breaks: [4], target: 5})), at: 0});
+  see(checker, media(1, 4, {breaks: [3]}), 0);
+  see(checker, media(1, 4, {breaks: [4], target: 5}).replaceAll('playlist_0', 'playlist_1'), 0, other);
   checker.checkRenditions('test', [url, other]);
   assert.match(checker.faults.join(), /target duration 5.*segment 3 in another discontinuity/);
 });
