@@ -6,10 +6,13 @@
 #include "backend/base/bounded_json.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
+#include "backend/base/time_text.h"
 #include "backend/platform/failure.h"
 
 namespace weir {
 namespace {
+
+using namespace std::chrono_literals;
 
 TEST(ValueTest, ShowsValuesAsTexts) {
   using Case = std::pair<Value, const char*>;
@@ -33,6 +36,11 @@ TEST(ValueTest, ReadsNumbersThatAreNothingElse) {
   EXPECT_TRUE(std::isnan(*parse_float("nan")));
   EXPECT_EQ(parse_integer(" -12 "), -12);
   for (const char* text : {"", "1.0", "+-1", "99999999999999999999", "1a"}) EXPECT_FALSE(parse_integer(text)) << text;
+}
+
+TEST(ValueTest, ShowsTimesInUtcCutToMilliseconds) {
+  EXPECT_EQ(to_iso8601(WallTime(951868799999ms) + 999us), "2000-02-29T23:59:59.999Z");
+  EXPECT_EQ(to_iso8601(WallTime(-1ms)), "1969-12-31T23:59:59.999Z");
 }
 
 TEST(ValueTest, ReadsDocumentsWithinTheirBounds) {

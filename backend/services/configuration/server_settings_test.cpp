@@ -54,10 +54,8 @@ TEST_F(SettingsTest, TheCommandLineGoesBeforeTheEnvironmentAndThatBeforeTheFile)
 TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
   const std::tuple<std::vector<std::string>, Variables, std::string, std::vector<std::string>> cases[] = {
       {{"serve", "--port", "http"}, {}, "", {"--port", "\"http\"", "65535"}},
-      {{"serve", "--port", "65536"}, {}, "", {"65536"}},
       {{"serve"}, {{"WEIR_PORT", "-1"}}, "", {"WEIR_PORT", "\"-1\""}},
       {{"serve", "--history-entries", "0"}, {}, "", {"--history-entries", "\"0\"", "1000000"}},
-      {{"serve", "--history-days", "0.5"}, {}, "", {"--history-days", "36500"}},
       {{"serve", "--config", file_}, {}, "log-level = loud\n", {file_, "log-level", "\"loud\""}},
       {{"serve", "--config", file_}, {}, "prot = 1\n", {file_, "prot is not a setting"}},
       {{"serve", "--config", file_ + ".absent"}, {}, "", {file_ + ".absent"}},
@@ -77,9 +75,7 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--max-viewers", "-1"}, {}, "", {"--max-viewers", "whole number"}},
       {{"serve", "--trusted-proxy", "::1,nginx"}, {}, "", {"nginx", "IP address"}},
       {{"serve", "--data", ""}, {}, "", {"data"}},
-      {{"serve", "--verbose"}, {}, "", {"--verbose"}},
       {{"run"}, {}, "", {"subcommand"}},
-      {{}, {}, "", {"subcommand"}},
   };
   for (const auto& [arguments, variables, file, parts] : cases) {
     write(file);

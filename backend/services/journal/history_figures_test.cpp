@@ -30,11 +30,11 @@ class HistoryFiguresTest : public testing::Test {
   void add(const JournalEntry& entry, long long count = 1, std::optional<WallTime> first = {}) {
     figures_.add(entry, count, first.value_or(entry.time));
   }
-  std::uint32_t last_hour(Cause cause, WallTime now) const {
-    return figures_.summarize(1, now).restarts_last_hour[static_cast<std::size_t>(cause)];
-  }
-  std::uint32_t last_day(Cause cause, WallTime now) const {
-    return figures_.summarize(1, now).restarts_last_day[static_cast<std::size_t>(cause)];
+  /// Of the last hour and day.
+  std::pair<std::uint32_t, std::uint32_t> restarts(Cause cause, WallTime now) const {
+    const auto summary = figures_.summarize(1, now);
+    const auto index = static_cast<std::size_t>(cause);
+    return {summary.restarts_last_hour[index], summary.restarts_last_day[index]};
   }
   double on_air(WallTime now) const { return figures_.summarize(1, now).on_air_percent.value_or(-1); }
 
@@ -47,20 +47,20 @@ TEST_F(HistoryFiguresTest, CountsTheRestartsOfTheLastHourAndDayByCause) {
   add(end(noon + 2h + 1min, Cause::exited));
   add(end(noon + 2h + 2min, Cause::operator_asked, 0, false));
   add(end(noon + 2h + 2min, Cause::server_end));
-  EXPECT_EQ(last_hour(Cause::exited, noon + 2h + 30min), 2U);
-  EXPECT_EQ(last_hour(Cause::stalled, noon + 2h + 30min), 0U);
-  EXPECT_EQ(last_day(Cause::stalled, noon + 2h + 30min), 1U);
-  EXPECT_EQ(last_day(Cause::operator_asked, noon + 2h + 30min), 0U) << "a stop";
-  EXPECT_EQ(last_day(Cause::server_end, noon + 2h + 30min), 0U);
-  EXPECT_EQ(last_hour(Cause::exited, noon + 3h + 10min), 0U);
-  EXPECT_EQ(last_day(Cause::stalled, noon + 24h + 10min), 0U);
+  using Case = std::tuple<Cause, WallTime, std::uint32_t, std::uint32_t>;  // the last hour's, the last day's
+  const WallTime now = noon + 2h + 30min;
+  for (const auto& [cause, time, hour, day] :
+       {Case{Cause::exited, now, 2, 2}, Case{Cause::stalled, now, 0, 1}, Case{Cause::operator_asked, now, 0, 0},
+        Case{Cause::server_end, now, 0, 0}, Case{Cause::exited, noon + 3h + 10min, 0, 2},
+        Case{Cause::stalled, noon + 24h + 10min, 0, 0}})
+    EXPECT_EQ(restarts(cause, time), std::pair(hour, day)) << to_word(cause);
 }
 
 TEST_F(HistoryFiguresTest, SpreadsTheRestartsOfACrashLoopOverItsTime) {
   add(end(noon + 48h, Cause::exited), 48 * 60, noon);
-  EXPECT_NEAR(last_hour(Cause::exited, noon + 48h), 60, 6);
-  EXPECT_NEAR(last_day(Cause::exited, noon + 48h), 24 * 60, 6);
-  EXPECT_NEAR(last_day(Cause::exited, noon + 60h), 12 * 60, 6);
+  EXPECT_NEAR(restarts(Cause::exited, noon + 48h).first, 60, 6);
+  EXPECT_NEAR(restarts(Cause::exited, noon + 48h).second, 24 * 60, 6);
+  EXPECT_NEAR(restarts(Cause::exited, noon + 60h).second, 12 * 60, 6);
 }
 
 TEST_F(HistoryFiguresTest, TheTimeOnTheAirIsThatOfTheLastDayOrOfTheStreamsLife) {
@@ -94,8 +94,8 @@ TEST_F(HistoryFiguresTest, WhatEarlierRunsOfTheServerToldComesBefore) {
   add(event(JournalKind::running, noon + 1h));
   add(end(noon + 2h, Cause::exited, 3600));
   figures_.prepend(std::move(earlier));
-  EXPECT_EQ(last_day(Cause::stalled, noon + 2h), 1U);
-  EXPECT_EQ(last_day(Cause::exited, noon + 2h), 1U);
+  EXPECT_EQ(restarts(Cause::stalled, noon + 2h).second, 1U);
+  EXPECT_EQ(restarts(Cause::exited, noon + 2h).second, 1U);
   EXPECT_NEAR(on_air(noon + 2h), 100 * 7 / 24., 0.01);
 }
 
@@ -110,7 +110,7 @@ TEST_F(HistoryFiguresTest, AStreamIsActiveUntilItStopsAndADeletedOneIsForgotten)
     EXPECT_EQ(figures_.is_any_active(), active) << to_word(entry.kind);
   }
   add(event(JournalKind::deleted, noon + 4s));
-  EXPECT_EQ(last_day(Cause::exited, noon + 5s), 0U);
+  EXPECT_EQ(restarts(Cause::exited, noon + 5s).second, 0U);
   EXPECT_EQ(on_air(noon + 5s), -1);
 }
 
