@@ -5,7 +5,7 @@ import {join} from 'node:path';
 import {Nginx} from './nginx.mjs';
 import {PlaylistChecker} from './playlist_checker.mjs';
 import {PlaylistPoller} from './playlist_poller.mjs';
-import {makeMedia, RtmpSource, UdpSource} from './sources.mjs';
+import {makeMedia, TcpSource, UdpSource} from './sources.mjs';
 import {copied, ladder, single} from './streams.mjs';
 import {eventually, sleep} from './wait.mjs';
 import {WeirServer} from './weir_server.mjs';
@@ -17,22 +17,20 @@ const shortestFreeze = 2; // shorter ones are the machine's
 const longestHiccup = 5; // at the end of the watch
 
 const documents = {
-  ladder: ({rtmp}) => ladder(rtmp.url),
-  single: ({rtmp}) => single(rtmp.url),
+  ladder: ({tcp}) => ladder(tcp.url),
+  single: ({tcp}) => single(tcp.url),
   copied: ({udp, media}) => copied(udp.url, media),
 };
 
 /**
- * `viewers` watch, by name: {start(checker), watch(name, url, options), played(name), freezesSince(name, ms),
- * errors(name), describe(name), stop()}. `audience` lists them: {name, stream, path, options, stays, throughNginx}. One that
+ * `viewers` watch, by name: {start(checker), watch(name, url), played(name), freezesSince(name, ms),
+ * errors(name), describe(name), stop()}. `audience` lists them: {name, stream, path, stays, throughNginx}. One that
  * stays watches from the first fault to the last, and has less in its buffer after each; the others come anew before each.
  */
 export class FaultTest {
   checker = new PlaylistChecker();
   failures = [];
   ids = {};
-
-  #table = new Map(); // by scenario and viewer: the results of the runs
 
   constructor({program, viewers, audience, watchedSeconds}) {
     Object.assign(this, {viewers, audience, watchedSeconds});
@@ -50,7 +48,7 @@ export class FaultTest {
       this.failures.push(failure.stack);
     } finally {
       await this.viewers.stop();
-      this.rtmp?.stop();
+      this.tcp?.stop();
       this.udp?.stop();
       this.nginx.stop();
       if (this.#hasFailed()) console.error(this.server.readLog());
@@ -64,12 +62,12 @@ export class FaultTest {
     await this.server.start();
     if (this.audience.some(({throughNginx}) => throughNginx)) await this.nginx.start();
     this.media = makeMedia(join(this.server.directory, 'media.mp4'));
-    this.rtmp = new RtmpSource(this.media);
+    this.tcp = new TcpSource(this.media);
     this.udp = new UdpSource(this.media);
-    await Promise.all([this.rtmp.start(), this.udp.start()]);
+    await Promise.all([this.tcp.start(), this.udp.start()]);
     const names = [...new Set(this.audience.map(({stream}) => stream))];
     for (const name of names) this.ids[name] = await this.server.addStream(documents[name](this));
-    await this.viewers.start(this.checker, this.server.directory);
+    await this.viewers.start(this.checker);
     for (const name of names) {
       await eventually(`${name} is published`, 60, async () => (await fetch(this.#playlistOf(name))).ok);
     }
@@ -90,8 +88,8 @@ export class FaultTest {
 
   /** The source of input 0 goes away, and comes back when the viewers watch input 1. */
   async failOver(...streams) {
-    await this.#scenario('failover to input 1', streams, () => this.rtmp.stop());
-    await this.rtmp.start();
+    await this.#scenario('failover to input 1', streams, () => this.tcp.stop());
+    await this.tcp.start();
   }
 
   /** The streams find that input 0 is back; they look once a minute. */
@@ -129,9 +127,9 @@ export class FaultTest {
     await this.afterScenario?.(name, streams);
   }
 
-  #watch({name, stream, path, options, throughNginx}) {
+  #watch({name, stream, path, throughNginx}) {
     const {origin} = throughNginx ? this.nginx : this.server;
-    return this.viewers.watch(name, origin + path(this.ids[stream]), options);
+    return this.viewers.watch(name, origin + path(this.ids[stream]));
   }
 
   async #hasWatched({name}) {
@@ -150,8 +148,6 @@ export class FaultTest {
     }));
     const longest = Math.max(0, ...freezes.map(({length}) => length));
     const moves = freezes.filter(({length}) => length >= shortestFreeze).at(-1)?.end ?? 0;
-    const key = `${scenario.padEnd(36)}${name.padEnd(16)}`;
-    this.#table.set(key, [...(this.#table.get(key) ?? []), `${longest.toFixed(1)} (${moves.toFixed(1)})`]);
     console.log(`${scenario}, ${name}: froze ${longest.toFixed(1)} s, moves ${moves.toFixed(1)} s after the fault;`
       + ` ${errors.map(({text}) => text).join(' ') || 'no errors'}`);
     const isStill = freezes.some(({end, length}) => end === Infinity && length > longestHiccup);
@@ -185,8 +181,6 @@ export class FaultTest {
   }
 
   #report() {
-    console.log('\nThe longest freeze in seconds, and in brackets when the last one was over after the fault:');
-    for (const [key, cells] of this.#table) console.log(key + cells.join('  '));
     const late = (this.pollers ?? []).reduce((sum, poller) => sum + poller.fetchedLate, 0);
     console.log(`${this.checker.count} playlists checked, ${late} segments fetched after they had left the list`);
     for (const fault of this.checker.faults) console.error(`Playlist: ${fault}`);

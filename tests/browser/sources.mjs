@@ -3,10 +3,9 @@
 import {execFileSync} from 'node:child_process';
 import {createSocket} from 'node:dgram';
 import {once} from 'node:events';
-import {createServer, connect} from 'node:net';
+import {createServer} from 'node:net';
 
 import {spawnChild} from './child.mjs';
-import {sleep} from './wait.mjs';
 
 const quiet = ['-hide_banner', '-nostdin', '-loglevel', 'error'];
 
@@ -32,11 +31,8 @@ export async function findPort() {
   return port;
 }
 
-/**
- * An RTMP server for any number of clients. FFmpeg's takes one and ends with it, so that each client gets an FFmpeg of
- * its own.
- */
-export class RtmpSource {
+/** Plays to each client that connects, which gets an FFmpeg of its own. */
+export class TcpSource {
   constructor(media) {
     this.media = media;
     this.port = 0;
@@ -44,7 +40,7 @@ export class RtmpSource {
   }
 
   get url() {
-    return `rtmp://127.0.0.1:${this.port}/live/source`;
+    return `tcp://127.0.0.1:${this.port}`;
   }
 
   async start() {
@@ -59,9 +55,8 @@ export class RtmpSource {
     this.ends.splice(0).forEach((end) => end());
   }
 
-  async #serve(client) {
-    const port = await findPort();
-    const encoder = spawnChild('ffmpeg', [...play(this.media), '-f', 'flv', '-listen', '1', `rtmp://127.0.0.1:${port}/live/source`]);
+  #serve(client) {
+    const encoder = spawnChild('ffmpeg', [...play(this.media), '-f', 'flv', 'pipe:1'], {stdio: ['ignore', 'pipe', 'ignore']});
     const end = () => {
       encoder.kill('SIGKILL');
       client.destroy();
@@ -69,24 +64,8 @@ export class RtmpSource {
     this.ends.push(end);
     client.on('error', end).on('close', end);
     encoder.on('exit', end);
-    const upstream = await connectTo(port, () => encoder.exitCode === null && !client.destroyed);
-    if (!upstream) return end();
-    upstream.on('error', end).on('close', end);
-    client.pipe(upstream);
-    upstream.pipe(client);
+    encoder.stdout.pipe(client);
   }
-}
-
-async function connectTo(port, isWorthIt) {
-  while (isWorthIt()) {
-    const socket = connect(port, '127.0.0.1');
-    const connected = await Promise.race([once(socket, 'connect').then(() => true), once(socket, 'error').then(() => false)])
-      .catch(() => false);
-    if (connected) return socket;
-    socket.destroy();
-    await sleep(0.05);
-  }
-  return undefined;
 }
 
 /** MPEG-TS in datagrams. */

@@ -78,26 +78,6 @@ TEST_F(FiltersTest, EveryOptionOfAnAllowedFilterIsKnownAndThoseOfFilesAreGuarded
   }
 }
 
-TEST_F(FiltersTest, WhatIsNotAllowedIsADecision) {
-  static const std::regex listed("^ [T.][S.][C.] (\\w+) +\\S+->\\S+ .*$");
-  std::string others;
-  std::size_t allowed = 0;
-  std::smatch match;
-  for (const std::string& line : split_lines(run({Config::FFMPEG, "-hide_banner", "-filters"}).standard_output)) {
-    if (!std::regex_match(line, match, listed)) continue;
-    const bool known = get_filter_table().contains(match[1]);
-    allowed += known;
-    if (!known) others += match[1].str() + " ";
-  }
-  EXPECT_EQ(allowed, get_filter_table().size());
-  EXPECT_EQ(
-      others,
-      "abench ametadata aperms arnndn ashowinfo asr azmq ebur128 ladspa lv2 bench blackframe cropdetect derain "
-      "dnn_classify dnn_detect dnn_processing frei0r metadata nnedi perms program_opencl psnr showinfo signature sr "
-      "ssim vidstabdetect vidstabtransform vmafmotion zmq frei0r_src openclsrc amovie movie abuffer buffer "
-      "abuffersink buffersink ");
-}
-
 using Setting = std::array<std::string, 3>;  ///< filter, option, value
 
 /// "[Parsed_scale_0 @ 0x55d0] Setting 'w' to value '640'", also "[scale@small @ …".

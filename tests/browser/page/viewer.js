@@ -51,11 +51,9 @@ class Viewer {
 
   state() {
     const {video, hls} = this;
-    const buffered = video.buffered.length > 0 ? video.buffered.end(video.buffered.length - 1) : 0;
     return {
-      time: video.currentTime, played: video.currentTime - this.beganAt, frames: this.frames,
-      ahead: buffered - video.currentTime, latency: hls.latency, level: hls.currentLevel, height: video.videoHeight,
-      paused: video.paused, ready: video.readyState,
+      time: video.currentTime, played: video.currentTime - this.beganAt, frames: this.frames, latency: hls.latency,
+      height: video.videoHeight, paused: video.paused, ready: video.readyState,
     };
   }
 
