@@ -18,15 +18,7 @@ export class PlaylistChecker {
   #last = new Map(); // by chain: the playlist answered before, and when
   #segments = new Map(); // by playlist and number: the segment as it was first seen
   #owners = new Map(); // by segment URL: playlist and number that it stands for
-  #targets = new Map(); // by playlist
   #sizes = new Map(); // by segment URL: bytes
-  #lostWindows = new Map(); // by chain: whether a jump is allowed
-  #losses = 0;
-
-  /** The next jump of every playlist is allowed: the test made the server lose its window. */
-  expectLostWindow() {
-    ++this.#losses;
-  }
 
   /**
    * An answer of the server to `client` at `at` (ms). Answers to one client are reported in the order of its requests,
@@ -49,7 +41,7 @@ export class PlaylistChecker {
     this.#checkAlone(url, playlist);
     this.#checkSegments(url, playlist);
     const before = this.#last.get(chain);
-    if (before) this.#checkAfter(url, before, playlist, at, this.#mayJump(chain));
+    if (before) this.#checkAfter(url, before, playlist, at);
     this.#last.set(chain, {playlist, at});
     return playlist;
   }
@@ -98,11 +90,6 @@ export class PlaylistChecker {
         this.#fault(url, `goes back in EXT-X-PROGRAM-DATE-TIME at segment ${number}`);
       }
     });
-    const target = this.#targets.get(url) ?? playlist.targetDuration;
-    if (target !== playlist.targetDuration) {
-      this.#fault(url, `changes its target duration from ${target} to ${playlist.targetDuration}`);
-    }
-    this.#targets.set(url, playlist.targetDuration);
   }
 
   #checkSegments(url, playlist) {
@@ -122,13 +109,7 @@ export class PlaylistChecker {
     }
   }
 
-  #mayJump(chain) {
-    const used = this.#lostWindows.get(chain) ?? 0;
-    this.#lostWindows.set(chain, this.#losses);
-    return used < this.#losses;
-  }
-
-  #checkAfter(url, before, playlist, at, mayJump) {
+  #checkAfter(url, before, playlist, at) {
     const earlier = before.playlist;
     if (!earlier || earlier.segments.length === 0 || playlist.segments.length === 0) return;
     const first = playlist.segments[0].number;
@@ -139,8 +120,9 @@ export class PlaylistChecker {
     }
     // Whoever was away for a whole window has missed segments.
     const wasAway = at - before.at >= durationOf(earlier) * 1000;
-    if (first > lastBefore + 1 && !mayJump && !wasAway) {
-      this.#fault(url, `jumps from ${lastBefore} to ${first}`);
+    if (first > lastBefore + 1 && !wasAway) this.#fault(url, `jumps from ${lastBefore} to ${first}`);
+    if (playlist.targetDuration !== earlier.targetDuration) {
+      this.#fault(url, `changes its target duration from ${earlier.targetDuration} to ${playlist.targetDuration}`);
     }
     if (playlist.discontinuitySequence < earlier.discontinuitySequence) {
       this.#fault(url, `goes back in EXT-X-DISCONTINUITY-SEQUENCE from ${earlier.discontinuitySequence} to ${playlist.discontinuitySequence}`);

@@ -81,15 +81,11 @@ test('finds each fault', async (t) => {
   }
 });
 
-test('allows a jump when the window was lost, once, and when the client was away', () => {
+test('lets a client miss what left the list while it was away', () => {
   const checker = new PlaylistChecker();
   see(checker, media(1, 4), 0);
-  checker.expectLostWindow();
-  see(checker, media(100, 103), 500);
-  see(checker, media(109, 112), 20000);
+  see(checker, media(9, 12), 20000);
   assert.deepEqual(checker.faults, []);
-  see(checker, media(200, 203), 21000);
-  assert.match(checker.faults.join(), /jumps from 112 to 200/);
 });
 
 test('measures the stated bandwidth on the segments, and that they stay the same', () => {

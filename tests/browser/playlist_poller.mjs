@@ -8,9 +8,6 @@ const interval = 0.5;
 const client = 'poller';
 
 export class PlaylistPoller {
-  /** How many segments were fetched after they had left the list. */
-  fetchedLate = 0;
-
   #masterUrl;
   #checker;
   #playlists = new Map(); // by URL, as they are now
@@ -106,8 +103,6 @@ export class PlaylistPoller {
       this.#checker.noteMissing(url, response.status, after / 1000, segment.window / 1000);
     }
     segment.triedNew = true;
-    if (!isDue) return;
-    ++this.fetchedLate;
-    this.#segments.delete(url);
+    if (isDue) this.#segments.delete(url);
   }
 }

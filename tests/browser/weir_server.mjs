@@ -68,10 +68,6 @@ export class WeirServer {
     return id;
   }
 
-  stream(id) {
-    return this.request('GET', `/api/streams/${id}`);
-  }
-
   /** The process of a stream's transcoder; undefined while there is none. */
   transcoderOf(id) {
     const inDirectory = `/hls/${id}/`;

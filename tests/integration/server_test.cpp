@@ -33,23 +33,21 @@ TEST_F(ServerTest, AKilledServerLosesAtMostASecondOfItsHistory) {
   using Clock = std::chrono::steady_clock;
   add("ends_at_once");
   server->request("POST", "/api/streams/1/start");
-  for (int round = 0; round < 3; ++round) {
-    std::vector<std::pair<std::string, Clock::time_point>> labels;
-    const auto end = Clock::now() + 1300ms;
-    while (Clock::now() < end) {
-      const std::string label = std::to_string(round) + "-" + std::to_string(labels.size());
-      server->request("PATCH", "/api/streams/1", R"({"label":")" + label + R"("})");
-      labels.emplace_back(label, Clock::now());
-    }
-    const auto killed = Clock::now();
-    server->end(SIGKILL);
-    serve();
-    expect_stream_0_on_air();
-    const std::string history = get(1, "/history?kind=changed&limit=1000");
-    for (const auto& [label, time] : labels)
-      if (killed - time > 1s) EXPECT_NE(history.find("\"" + label + "\""), std::string::npos) << label << history;
-    EXPECT_NE(get(0, "/history?limit=5").find("\"server_end\""), std::string::npos);
+  std::vector<std::pair<std::string, Clock::time_point>> labels;
+  const auto end = Clock::now() + 2s;
+  while (Clock::now() < end) {
+    const std::string label = "label " + std::to_string(labels.size());
+    server->request("PATCH", "/api/streams/1", R"({"label":")" + label + R"("})");
+    labels.emplace_back(label, Clock::now());
   }
+  const auto killed = Clock::now();
+  server->end(SIGKILL);
+  serve();
+  expect_stream_0_on_air();
+  const std::string history = get(1, "/history?kind=changed&limit=1000");
+  for (const auto& [label, time] : labels)
+    if (killed - time > 1s) EXPECT_NE(history.find("\"" + label + "\""), std::string::npos) << label << history;
+  EXPECT_NE(get(0, "/history?limit=5").find("\"server_end\""), std::string::npos);
   EXPECT_FALSE(fs::exists(data + "/journal.db.broken"));
   server->request("POST", "/api/streams/1/stop");
 }

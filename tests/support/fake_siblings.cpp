@@ -2,7 +2,6 @@
 
 #include <fmt/core.h>
 
-#include "backend/platform/sleep.h"
 #include "backend/services/transcoder/transcoder.h"
 
 namespace weir::test {
@@ -50,7 +49,6 @@ class FakeStreamInfo : public AVStreamInfo {
   Value dump_outputs() const override { return Value::array({"output"}); }
   Async<bool> probe(std::string arguments) override {
     world_.probes.push_back(arguments);
-    if (world_.probe_duration.count() > 0) co_await sleep(world_.probe_duration);
     co_return world_.probe_answers[arguments];
   }
 

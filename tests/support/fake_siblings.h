@@ -53,7 +53,6 @@ class FakeSiblings {
   std::vector<StreamDescription> input_streams;
   std::map<std::string, bool> probe_answers;  ///< by arguments; false where absent
   std::vector<std::string> probes;
-  std::chrono::seconds probe_duration{0};
 
   // Children, in the order of their launch.
   std::deque<std::shared_ptr<ChildScript>> children;

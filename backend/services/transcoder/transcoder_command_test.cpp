@@ -50,6 +50,10 @@ Built build(const Value& form, int input_index = 0) {
 }
 
 TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
+  const std::string long_name(252, 'x');
+  const std::string long_filters = "drawtext=text=" + std::string(200'000, 'x');
+  Value expensive = {{"audio.filters", long_filters.substr(0, 120'000)}, {"audio.map", Value::array()}};
+  for (int i = 0; i < 10; ++i) expensive["audio.map"].push_back("a:" + std::to_string(i));
   const std::pair<Value, const char*> cases[] = {
       {{{"input", Value::object()}}, "The stream has no input"},
       {{{"input.0.url", "a\nb"}}, "input.0.url: has control characters"},
@@ -83,12 +87,6 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
        "video.cvdelogo.filename: \"http://h/x.png\" is not an absolute path"},
       {{{"audio.filters", "asendcmd=f=/etc/x"}}, "audio.filters: /etc/x: No such file or directory"},
       {{{"video.map", "0:v:0 -y"}}, "video.map: 0:v:0 -y is not a stream such as v:0"},
-  };
-  const std::string long_name(252, 'x');
-  const std::string long_filters = "drawtext=text=" + std::string(200'000, 'x');
-  Value expensive = {{"audio.filters", long_filters.substr(0, 120'000)}, {"audio.map", Value::array()}};
-  for (int i = 0; i < 10; ++i) expensive["audio.map"].push_back("a:" + std::to_string(i));
-  const std::pair<Value, const char*> hostile[] = {
       {{{"output.0.hostname", std::string("::1\0x", 5)}}, "output.0.hostname: "},
       {{{"output.0.hostname", "u:secret@h"}}, "output.0.hostname: not a host name or address"},
       {{{"video.filters", long_filters}}, "The value of -filter:v:0 is too long: 200048 bytes (at most 131071)"},
@@ -100,9 +98,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"output.0", {{"protocol", "file"}, {"filename", long_name + ".ts"}}}},
        "output.0.filename: longer than 234 bytes"},
   };
-  for (const auto& [form, reason] : hostile)
-    EXPECT_TRUE(build(form).problem.starts_with(reason)) << build(form).problem;
-  for (const auto& [form, reason] : cases) EXPECT_EQ(build(form).problem, reason) << form;
+  for (const auto& [form, reason] : cases) EXPECT_TRUE(build(form).problem.starts_with(reason)) << build(form).problem;
   EXPECT_EQ(build(Value::object(), 1).problem, "No input #1: the stream has 1");
   EXPECT_EQ(build(Value::object(), -1).problem, "No input #-1: the stream has 1");
 }

@@ -39,14 +39,6 @@ TEST_F(ScheduleMonitorTest, SwitchesBackToTheBestInputThatAnswers) {
   EXPECT_TRUE(logged("info Stream 7 Lobby: Switching to priority URL #1 udp://b"));
 }
 
-TEST_F(ScheduleMonitorTest, ASlowProbeSkipsMinutes) {
-  ASSERT_TRUE(conf->set_json_conf("input.switch", {{"minutes", "*"}, {"hours", "*"}, {"weekdays", "*"}}));
-  world.probe_duration = 90s;
-  run_on_input(1);
-  pass_minutes(6);  // checks at 1:00, 3:30 and 6:00
-  EXPECT_EQ(world.probes.size(), 3u);
-}
-
 TEST_F(ScheduleMonitorTest, BothDutiesInOneMinuteGiveTheRestart) {
   const Value always = {{"minutes", "*"}, {"hours", "*"}, {"weekdays", "*"}};
   ASSERT_TRUE(conf->set_json_conf("input.switch", always));

@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include "tests/support/stream_fixture.h"
 
 namespace weir {
@@ -58,6 +60,10 @@ TEST_F(StreamJournalTest, TellsTheCauseOfEachEnd) {
             {"restarted because of its speed after 3 min 30 s on the air: Speed 0.5x is too fast or slow"});
   end_after("stall", [&] { world.child().stderr_write.reset(), advance(6min), world.told.resize(1); },
             {"restarted because its media time stood still after 6 min 0 s on the air: URL #0 udp://a is timeout"});
+  for (const auto& child : world.children) {
+    EXPECT_TRUE(child->reaped) << child->pid;
+    EXPECT_EQ(child->signals, std::vector<int>{SIGKILL}) << child->pid;
+  }
 }
 
 TEST_F(StreamJournalTest, TheStrongerOfTwoRequestsIsTheCauseAndOfEqualOnesTheFirst) {
