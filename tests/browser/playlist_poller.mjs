@@ -1,14 +1,14 @@
 // Asks for all playlists of a stream twice a second, reports them to the checker, and tries the segments: when they
 // come, and shortly before the server owes them no more.
 
-import {durationOf, isMaster, parseMasterPlaylist} from './media_playlist.mjs';
+import {durationOf, parseMasterPlaylist} from './media_playlist.mjs';
 import {sleep} from './wait.mjs';
 
 const interval = 0.5;
 const client = 'poller';
 
 export class PlaylistPoller {
-  #masterUrl;
+  #url;
   #checker;
   #playlists = new Map(); // by URL, as they are now
   #segments = new Map(); // by URL: when it was listed last, and for how long it is owed
@@ -17,7 +17,7 @@ export class PlaylistPoller {
 
   /** `url` is that of the master playlist, or of a media playlist alone. */
   constructor(url, checker) {
-    this.#masterUrl = url;
+    this.#url = url;
     this.#checker = checker;
     this.#running = this.#run();
   }
@@ -42,38 +42,24 @@ export class PlaylistPoller {
   }
 
   async #poll() {
-    const urls = await this.#pollMaster();
-    await Promise.all(urls.map((url) => this.#pollMedia(url)));
+    const urls = await this.#pollPlaylist(this.#url);
+    await Promise.all(urls.map((url) => this.#pollPlaylist(url)));
     this.#checker.checkRenditions(client, urls);
     await Promise.all([...this.#segments].map(([url, segment]) => this.#trySegment(url, segment)));
   }
 
-  // The media playlists.
-  async #pollMaster() {
-    const answer = await this.#ask(this.#masterUrl);
-    if (!answer || answer.status !== 200) return [];
-    if (!isMaster(answer.text)) {
-      this.#noteListed(this.#masterUrl, answer.playlist, answer.askedAt);
-      return [];
-    }
-    return parseMasterPlaylist(answer.text).variants.map((variant) => new URL(variant.uri, this.#masterUrl).href);
-  }
-
-  async #pollMedia(url) {
-    const answer = await this.#ask(url);
-    if (answer?.playlist) this.#noteListed(url, answer.playlist, answer.askedAt);
-  }
-
-  // Undefined when the server is away.
-  async #ask(url) {
-    const askedAt = Date.now();
+  // Gives the media playlists that a master playlist names.
+  async #pollPlaylist(url) {
+    const at = Date.now();
     try {
       const response = await fetch(url, {signal: AbortSignal.timeout(5000)});
       const text = await response.text();
-      const playlist = this.#checker.see({client, url, status: response.status, text, at: askedAt});
-      return {status: response.status, text, playlist, askedAt};
+      const playlist = this.#checker.see({client, url, status: response.status, text, at});
+      if (playlist) this.#noteListed(url, playlist, at);
+      if (playlist || !response.ok) return [];
+      return parseMasterPlaylist(text).variants.map((variant) => new URL(variant.uri, url).href);
     } catch {
-      return undefined;
+      return []; // the server is away
     }
   }
 

@@ -49,11 +49,8 @@ TEST(StreamStatsTest, TakesTheFiguresOfAProgressLine) {
   }
 }
 
-TEST(StreamStatsTest, BeginsWithIntegersAndRaisesBeyondThem) {
+TEST(StreamStatsTest, RaisesBeyondTheIntegers) {
   StreamStats stats;
-  EXPECT_TRUE(stats.fps.integer && stats.bitrate.integer && stats.speed.integer);
-  EXPECT_TRUE(stats.update("fps=1 q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x"));
-  EXPECT_FALSE(stats.fps.integer || stats.bitrate.integer || stats.speed.integer);
   EXPECT_TRUE(stats.update("time=01:00:02.25 bitrate=1.0kbits/s speed=1x"));
   EXPECT_EQ(stats.media_seconds, 3602.25);
   for (const char* time : {"00:00:inf", "5000000000000000:-300000000000000000:0", "0:999999999999999999:0"})
