@@ -85,6 +85,12 @@ void Router::add(std::string_view method, std::string_view pattern, RouteHandler
       {std::string(method), parse_target(pattern).value().path, std::move(handler), role, rules.starts_something});
 }
 
+std::vector<std::string> Router::list() const {
+  std::vector<std::string> list;
+  for (const Route& route : routes_) list.push_back(fmt::format("{} /{}", route.method, fmt::join(route.pattern, "/")));
+  return list;
+}
+
 Async<Response> Router::route(Request request) const {
   const bool reads = request.method == "GET" || request.method == "HEAD";
   const bool takes_gzip = accepts_gzip(request.accept_encoding);

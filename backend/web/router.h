@@ -39,6 +39,9 @@ class Router {
   /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
   void add(std::string_view method, std::string_view pattern, RouteHandler handler, RouteRules rules = {});
 
+  /// The routes in the order in which they were added, such as "GET /api/streams/{id}".
+  std::vector<std::string> list() const;
+
   /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then. An answer whose ETag the
   /// client knows is 304; texts are compressed for clients that ask for it.
   Async<Response> route(Request request) const;

@@ -1,6 +1,7 @@
 #include "backend/web/web_application.h"
 
 #include "backend/collaborators/listener_input.h"
+#include "backend/web/api/openapi_routes.h"
 #include "backend/web/now/now_members.h"
 #include "backend/web/schema/schema_routes.h"
 
@@ -61,6 +62,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   now_.add_to(router_);
   server_routes_.add_to(router_);
   add_schema_routes(router_);
+  add_openapi_routes(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);
   webhooks_.add_to(router_);

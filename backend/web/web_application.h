@@ -52,6 +52,7 @@ class WebApplication {
   Async<> sample() { return sampler_.run(); }
 
   Access& access() noexcept { return access_; }
+  const Router& router() const noexcept { return router_; }
   HttpServer& server() noexcept { return server_; }
   HttpOutputs& http_outputs() noexcept { return http_outputs_; }
 

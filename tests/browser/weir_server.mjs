@@ -20,12 +20,12 @@ export class WeirServer {
     return `http://127.0.0.1:${this.port}`;
   }
 
-  /** Starts it on the port that it had before, and resolves when it takes requests. */
-  async start() {
+  /** Starts it on the port that it had before, with further options, and resolves when it takes requests. */
+  async start(further = []) {
     const output = openSync(this.log, 'a');
     const begin = this.readLog().length;
     const options = ['--data', join(this.directory, 'data'), '--port', String(this.port), '--restore-interval', 'auto',
-      '--file-root', this.directory];
+      '--file-root', this.directory, ...further];
     this.child = spawnChild(this.program, ['serve', ...options], {stdio: ['ignore', output, output]});
     closeSync(output);
     this.exited = new Promise((resolve, reject) => {

@@ -1,0 +1,31 @@
+#include "backend/web/api/openapi_routes.h"
+
+#include "backend/web/api/openapi_document.h"
+
+namespace weir {
+
+namespace {
+
+constexpr const char* address = "/api/openapi.yaml";
+
+Response show_document() {
+  Response response = text_response(std::string(openapi_document()));
+  response.content_type = "application/yaml";
+  return response;
+}
+
+Response lead_to_document() {
+  Response response = empty_response(302);
+  response.headers.emplace_back("Location", address);
+  return response;
+}
+
+}  // namespace
+
+void add_openapi_routes(Router& router) {
+  using Parameters = const PathParameters&;
+  router.add("GET", address, [](const Request&, Parameters) { return immediate(show_document()); });
+  router.add("GET", "/", [](const Request&, Parameters) { return immediate(lead_to_document()); });
+}
+
+}  // namespace weir

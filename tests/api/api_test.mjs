@@ -1,0 +1,249 @@
+#!/usr/bin/env node
+// Drives every call of the real server, with the real FFmpeg, and holds each answer against docs/openapi.yaml:
+// api_test.mjs PROGRAM.
+
+import assert from 'node:assert/strict';
+import {readFileSync, readdirSync, writeFileSync} from 'node:fs';
+import {createServer} from 'node:http';
+import {once} from 'node:events';
+import {join} from 'node:path';
+
+import {readCommandLine} from '../browser/command_line.mjs';
+import {eventually} from '../browser/wait.mjs';
+import {WeirServer} from '../browser/weir_server.mjs';
+import {ApiClient} from './client.mjs';
+import {ApiDocument} from './document.mjs';
+import {makeReference} from './reference.mjs';
+
+const repository = new URL('../..', import.meta.url).pathname;
+
+const demo = {
+  label: 'Demo',
+  tags: ['news'],
+  input: {0: {url: 'testsrc2=size=320x180:rate=25[out0];sine=sample_rate=48000[out1]', format: 'lavfi', re: true}},
+  video: {codec: 'libx264', preset: 'ultrafast', bitrate: 300},
+  audio: {codec: 'aac', bitrate: 64},
+  output: {0: {protocol: 'hls', playlist_name: 'index.m3u8', segment_time: 1, list_size: 4}, 1: {protocol: 'http', filename: 'live.ts'}},
+};
+const fault = {'audio.bitrate': 'fast'};
+const missing = {id: 99, file: 'index.m3u8', filename: 'live.ts', link: 7};
+
+async function readDocument(server) {
+  const read = async (path) => (await fetch(server.origin + path)).text();
+  const schemas = {};
+  for (const name of ['schema/stream', 'schema/profile']) schemas[name] = JSON.parse(await read(`/api/${name}`));
+  return new ApiDocument(await read('/api/openapi.yaml'), schemas);
+}
+
+async function askServer(api) {
+  for (const call of ['/api/openapi.yaml', '/api/schema/stream', '/api/schema/profile', '/healthz', '/readyz', '/metrics',
+    '/api/version', '/api/system', '/api/stats', '/api/stats?gpu=0']) await api.call(`GET ${call}`);
+  await api.call('GET /', {status: 302});
+  await api.call('DELETE /api/system/longest', {status: 204});
+  await api.call('GET /api/probe?url=nothing', {status: 400});
+}
+
+/** The id of a stream that is added as nobody does it. */
+async function addStream(api) {
+  await api.call('POST /api/streams?check=1', {body: demo});
+  await api.call('POST /api/streams?check=1', {body: fault});
+  for (const body of [fault, '{', '[]']) await api.call('POST /api/streams', {status: 400, body});
+  const headers = {'Idempotency-Key': 'one'};
+  const added = await api.call('POST /api/streams', {status: 201, body: {...demo, vidoe: 1}, headers});
+  assert.equal(added.body.warnings[0].key, 'vidoe');
+  const again = await api.call('POST /api/streams', {status: 201, body: {...demo, vidoe: 1}, headers});
+  assert.deepEqual(again.body, added.body);
+  await api.call('POST /api/streams', {status: 422, body: demo, headers});
+  return added.body.id;
+}
+
+async function editStream(api, path) {
+  const {headers} = await api.call('GET /api/streams/{id}/config', {path});
+  const tag = headers.get('etag');
+  await api.call('GET /api/streams/{id}/config', {path, status: 304, headers: {'If-None-Match': tag}});
+  const changed = await api.call('PATCH /api/streams/{id}', {path, body: {label: 'News'}, headers: {'If-Match': tag}});
+  assert.notEqual(changed.headers.get('etag'), tag);
+  const newer = await api.call('PATCH /api/streams/{id}', {path, status: 412, body: {label: 'Late'}, headers: {'If-Match': tag}});
+  assert.equal(newer.body.document.label, 'News');
+  await api.call('DELETE /api/streams/{id}', {path, status: 412, headers: {'If-Match': tag}});
+  await api.call('PATCH /api/streams/{id}', {path, status: 400, body: fault});
+  for (const body of [{'audio.bitrate': 96}, fault]) await api.call('PATCH /api/streams/{id}?check=1', {path, body});
+}
+
+/** Everything that can be read of a stream, in whatever state it is. */
+async function readStream(api, path) {
+  for (const part of ['', '/log', '/log?tail=1&all=1&plain=1', '/config', '/urls', '/urls?protocols=hls', '/series', '/series?names=speed,viewers',
+    '/history', '/history?kind=added&cause=exited&before=9&after=0&limit=2', '/timeline', '/timeline?hours=1', '/links'])
+    await api.call(`GET /api/streams/{id}${part}`, {path});
+  for (const part of ['/log?tail=x', '/series?names=x', '/history?limit=0', '/timeline?hours=0'])
+    await api.call(`GET /api/streams/{id}${part}`, {path, status: 400});
+  for (const list of ['', '?tag=news&tag=hd', '?broken=1']) await api.call(`GET /api/streams${list}`);
+}
+
+async function watch(api, path) {
+  const hls = (file, status = 200, headers = {}) => api.call('GET /{id}/{file}', {path: {...path, file}, status, headers});
+  await hls('index.m3u8', 503);
+  await api.call('GET /stream/{id}/{filename}', {path: {...path, filename: 'live.ts'}, status: 503});
+  const playlist = await eventually('a segment', 30, async () => {
+    const answer = await fetch(`${api.origin}/${path.id}/playlist_0.m3u8`);
+    return answer.ok && answer.text();
+  });
+  const segment = /^playlist_0_\d+\.ts$/m.exec(playlist)[0];
+  for (const file of ['index.m3u8', 'playlist_0.m3u8', segment]) await hls(file);
+  await hls(segment, 206, {Range: 'bytes=0-187'});
+  await hls(segment, 416, {Range: 'bytes=99999999-'});
+  await api.call('OPTIONS /{id}/{file}', {path: {...path, file: segment}, status: 204});
+  await api.call('GET /{id}/access', {path, status: 204});
+  await api.call('GET /stream/{id}/{filename}', {path: {...path, filename: 'live.ts'}, live: 'G'});
+  const picture = await api.call('GET /api/streams/{id}/thumbnail.jpg', {path});
+  const known = {'If-None-Match': picture.headers.get('etag')};
+  await api.call('GET /api/streams/{id}/thumbnail.jpg', {path, status: 304, headers: known});
+  await api.call(`GET /api/probe?url=${api.origin}/${path.id}/${segment}`);
+}
+
+function checkEvents({document}, events) {
+  const entries = [...events.matchAll(/^event: journal\ndata: (.*)$/gm)].map(([, data]) => JSON.parse(data));
+  assert.ok(entries.length > 0, events);
+  for (const entry of entries) document.holdSchema(entry, 'Entry');
+}
+
+async function runStream(api, path) {
+  await api.call('POST /api/streams/{id}/start', {path});
+  await api.call('GET /api/streams/{id}', {path});
+  await watch(api, path);
+  const client = {filename: 'index.m3u8', addr: '192.0.2.7'};
+  await api.call('POST /api/streams/{id}/clients', {path, body: {...client, timeout: 60}});
+  await api.call('POST /api/streams/{id}/clients', {path, status: 400, body: {...client, addr: 7}});
+  await readStream(api, path);
+  await api.call('DELETE /api/streams/{id}/clients', {path, body: client});
+  await api.call('DELETE /api/streams/{id}/clients', {path, status: 400, body: '{'});
+  await api.call('GET /api/streams/{id}/log?follow=1', {path, live: 'Stream #0'});
+  await api.call(`GET /api/events?streams=${path.id}`, {live: 'event: figures', headers: {'Last-Event-ID': '1'}});
+  await api.call('GET /api/events?streams=x', {status: 400});
+  const changed = await api.call('PATCH /api/streams/{id}', {path, body: {'audio.bitrate': 96}});
+  assert.deepEqual(changed.body.pending, ['audio.bitrate']);
+  await api.call('DELETE /api/streams/{id}', {path, status: 409});
+  const events = api.call('GET /api/events', {live: '"kind":"running"'});
+  await api.call('POST /api/streams/{id}/restart', {path});
+  checkEvents(api, (await events).body);
+  await eventually('an end', 20, async () => (await api.call('GET /api/streams/{id}', {path})).body.cycle.last_end);
+  await api.call('POST /api/streams/{id}/stop', {path});
+  await eventually('the stop', 20, async () => (await api.call('GET /api/streams/{id}', {path})).body.status === 'stopped');
+  await readStream(api, path);
+  await api.call('DELETE /api/streams/{id}/log', {path, status: 204});
+}
+
+async function useLinks(api, path) {
+  const all = 'POST /api/streams/{id}/links';
+  const link = (await api.call(all, {path, status: 201, body: {expires: 600, name: 'Press'}})).body;
+  for (const body of [{expires: 0}, {expires: 1, unknown: 1}]) await api.call(all, {path, status: 400, body});
+  await api.call('GET /api/streams/{id}/links', {path});
+  await api.call('PATCH /api/streams/{id}', {path, body: {access: 'link'}});
+  for (const call of ['GET /{id}/{file}', 'OPTIONS /{id}/{file}', 'GET /{id}/access', 'GET /stream/{id}/{filename}'])
+    await api.call(call, {path: {...missing, ...path}, status: 403});
+  await api.call('DELETE /api/streams/{id}/links/{link}', {path: {...path, link: link.id}, status: 204});
+}
+
+async function useBatch(api, id) {
+  const {body: copy} = await api.call('POST /api/streams/{id}/copy', {path: {id}, status: 201, body: {label: 'Copy'}});
+  await api.call('POST /api/streams/{id}/copy', {path: {id}, status: 400, body: fault});
+  const ids = [String(copy.id), 99, null];
+  for (const [name, more] of [['patch', {form: {label: 'Changed'}}], ['start', {interval: 0}], ['restart', {log_format: '{id}'}], ['stop', {}]]) {
+    const {body} = await api.call(`POST /api/batch/${name}`, {body: {ids, ...more}});
+    assert.deepEqual(body.results.map(({ok}) => ok), [true, false, false], name);
+    await api.call(`POST /api/batch/${name}`, {status: 400, body: {}});
+  }
+  await eventually('the stop', 20, async () => (await api.call('GET /api/stats')).body.stopped === 2);
+  await api.call('POST /api/batch/delete', {body: {ids}});
+  await api.call('POST /api/batch/delete', {status: 400, body: {}});
+  await api.call('POST /api/streams/{id}/start', {path: {id: copy.id}, status: 404});
+}
+
+async function startWithoutInput(api) {
+  const {id} = (await api.call('POST /api/streams', {status: 201, body: {input: {}, output: {}}})).body;
+  await api.call('POST /api/streams/{id}/start', {path: {id}, status: 400});
+  await api.call('DELETE /api/streams/{id}', {path: {id}, status: 204});
+}
+
+async function useProfiles(api, stream) {
+  const form = {name: 'Radio', 'video.codec': 'none', audio: {codec: 'aac', bitrate: 128}};
+  const {id} = (await api.call('POST /api/profiles', {status: 201, body: form})).body;
+  await api.call('POST /api/profiles', {status: 400, body: fault});
+  await api.call('GET /api/profiles');
+  await api.call('GET /api/profiles/{id}', {path: {id}});
+  await api.call('PATCH /api/profiles/{id}', {path: {id}, body: {'audio.bitrate': 96}});
+  await api.call('PATCH /api/profiles/{id}', {path: {id}, status: 400, body: fault});
+  await api.call('PATCH /api/streams/{id}', {path: stream, body: {profile: String(id)}});
+  await api.call('DELETE /api/profiles/{id}', {path: {id}, status: 409});
+  await api.call('PATCH /api/streams/{id}', {path: stream, body: {profile: ''}});
+  await api.call('DELETE /api/profiles/{id}', {path: {id}, status: 204});
+}
+
+async function useWebhooks(api) {
+  const receiver = createServer((_, response) => response.end()).listen(0, '127.0.0.1');
+  await once(receiver, 'listening');
+  const form = {url: `http://127.0.0.1:${receiver.address().port}/`, secret: 'secret', kinds: ['ended'], causes: ['exited']};
+  const {id} = (await api.call('POST /api/webhooks', {status: 201, body: form})).body;
+  await api.call('POST /api/webhooks', {status: 400, body: {url: 'ftp://127.0.0.1'}});
+  await api.call('PATCH /api/webhooks/{id}', {path: {id}, body: {kinds: []}});
+  await api.call('PATCH /api/webhooks/{id}', {path: {id}, status: 400, body: {kinds: ['x']}});
+  const sent = await api.call('POST /api/webhooks/{id}/test', {path: {id}});
+  assert.deepEqual(sent.body, {delivered: true, status: 200});
+  receiver.close();
+  await api.call('POST /api/webhooks/{id}/test', {path: {id: 'settings-1'}});
+  await api.call('GET /api/webhooks');
+  await api.call('GET /api/webhooks/{id}', {path: {id}});
+  await api.call('PATCH /api/webhooks/{id}', {path: {id: 'settings-1'}, status: 409, body: {kinds: []}});
+  await api.call('DELETE /api/webhooks/{id}', {path: {id: 'settings-1'}, status: 409});
+  await api.call('DELETE /api/webhooks/{id}', {path: {id}, status: 204});
+}
+
+async function readHistory(api, id) {
+  await api.call(`GET /api/history?stream=${id}&kind=ended,stopped&cause=operator&before=1000&after=1&limit=5`);
+  await api.call('GET /api/history');
+  await api.call('GET /api/history?cause=x', {status: 400});
+}
+
+/** Each call with an id that nothing has. */
+async function askForMissing(api) {
+  for (const call of api.document.calls.filter((one) => api.document.statuses(one).includes('404')))
+    await api.call(call, {path: missing, status: 404, body: call.startsWith('GET') || call.startsWith('OPTIONS') ? undefined : {}});
+}
+
+function checkDocuments({ajv}) {
+  const profiles = readdirSync(join(repository, 'profiles')).map((name) => ['profile', join('profiles', name)]);
+  for (const [kind, file] of [...profiles, ['stream', 'scripts/demo_stream.json']]) {
+    const validate = ajv.getSchema(`http://weir/api/schema/${kind}`);
+    assert.ok(validate(JSON.parse(readFileSync(join(repository, file), 'utf8'))), `${file}: ${ajv.errorsText(validate.errors)}`);
+    assert.ok(!validate({...demo, name: 'x', audio: {codec: 'aac', bitrate: 'fast'}}), `the schema of a ${kind} allows a bitrate "fast"`);
+  }
+}
+
+const server = new WeirServer(readCommandLine().program);
+const settings = join(server.directory, 'webhooks.json');
+writeFileSync(settings, JSON.stringify([{url: 'http://127.0.0.1:9/'}]));
+try {
+  await server.start(['--webhooks', settings, '--webhook-private-addresses']);
+  const document = await readDocument(server);
+  await document.check();
+  checkDocuments(document);
+  const api = new ApiClient(server.origin, document);
+  await askServer(api);
+  const path = {id: await addStream(api)};
+  await editStream(api, path);
+  await runStream(api, path);
+  await useBatch(api, path.id);
+  await startWithoutInput(api);
+  await useProfiles(api, path);
+  await api.checkMethods({...missing, ...path});
+  await useLinks(api, path);
+  await useWebhooks(api);
+  await readHistory(api, path.id);
+  await api.call('DELETE /api/streams/{id}', {path, status: 204});
+  await askForMissing(api);
+  assert.deepEqual(api.unseen(), [], 'answers that are described and never came');
+  const reference = readFileSync(join(repository, 'docs/api.md'), 'utf8');
+  assert.ok(reference === makeReference(document.document), 'docs/api.md is older than docs/openapi.yaml: tests/api/reference.mjs makes it');
+} finally {
+  await server.remove();
+}
