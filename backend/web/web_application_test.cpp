@@ -241,7 +241,7 @@ TEST_F(WebApplicationTest, PublishesTheFilesOfAStreamAndNothingElse) {
   fs::create_symlink("/etc/passwd", hls + "evil.ts");
   fs::create_directory(hls + "folder.ts");
   const std::tuple<const char*, const char*, int, std::uint64_t> cases[] = {
-      {"GET", "", 200, 10}, {"GET", "bytes=2-4", 206, 3}, {"HEAD", "bytes=2-4", 200, 10}, {"GET", "bytes=10-", 416, 0}};
+      {"GET", "", 200, 10}, {"GET", "bytes=2-4", 206, 3}, {"HEAD", "bytes=2-4", 200, 10}};
   for (const auto& [method, range, status, size] : cases) {
     from_now_on_.range = range;
     const Response response = ask(method, "/0/playlist_0_7.ts");

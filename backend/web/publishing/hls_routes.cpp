@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
@@ -44,15 +46,19 @@ Response playlist_response(const std::string& text) {
   return for_players(std::move(response));
 }
 
-Response whole_or_part(FilePart file, const std::string& range_header) {
+Response refuse_range(std::uint64_t size) {
+  Response response = refuse(416, "The segment has no such part");
+  response.headers.emplace_back("Content-Range", fmt::format("bytes */{}", size));
+  return response;
+}
+
+Response whole_or_part(FilePart file, const std::optional<ByteRange>& range) {
   Response response;
   response.headers.emplace_back("Accept-Ranges", "bytes");
-  const std::uint64_t total = file.size;
-  if (const auto range = parse_range(range_header, total)) {
-    response.status = range->size > 0 ? 206 : 416;
-    response.headers.emplace_back("Content-Range", range->size > 0 ? fmt::format("bytes {}-{}/{}", range->offset,
-                                                                                 range->offset + range->size - 1, total)
-                                                                   : fmt::format("bytes */{}", total));
+  if (range) {
+    response.status = 206;
+    response.headers.emplace_back(
+        "Content-Range", fmt::format("bytes {}-{}/{}", range->offset, range->offset + range->size - 1, file.size));
     file.offset = range->offset;
     file.size = range->size;
   }
@@ -140,7 +146,9 @@ Response HlsRoutes::read_segment(const Publication& publication, const std::stri
   // The name is one segment of a path and never leads out of the directory.
   std::optional<FilePart> file = open_file(HlsWindows::find_file(publication.id, name));
   if (!file) return refuse(404, "File not found");
-  Response response = for_players(whole_or_part(std::move(*file), request.method == "GET" ? request.range : ""));
+  const auto range = parse_range(request.method == "GET" ? request.range : "", file->size);
+  if (range && range->size == 0) return refuse_range(file->size);
+  Response response = for_players(whole_or_part(std::move(*file), range));
   response.content_type = segment_type;
   response.headers.emplace_back("Cache-Control", "public, max-age=300");
   return response;
