@@ -26,7 +26,7 @@ const demo = {
   output: {0: {protocol: 'hls', playlist_name: 'index.m3u8', segment_time: 1, list_size: 4}, 1: {protocol: 'http', filename: 'live.ts'}},
 };
 const fault = {'audio.bitrate': 'fast'};
-const missing = {id: 99, file: 'index.m3u8', filename: 'live.ts', link: 7};
+const missing = {id: 99, file: 'index.m3u8', filename: 'live.ts', link: 7, name: 'nobody'};
 
 async function readDocument(server) {
   const read = async (path) => (await fetch(server.origin + path)).text();
@@ -204,6 +204,74 @@ async function readHistory(api, id) {
   await api.call('GET /api/history?cause=x', {status: 400});
 }
 
+/** The cookie of a session of a new admin, who is the first user. */
+async function logIn(api) {
+  const user = {name: 'anna', role: 'admin', password: 'correct horse'};
+  const login = (status, form) => api.call('POST /api/login', {status, body: form});
+  await login(409, {name: 'anna', password: 'x'});
+  await api.call('POST /api/users', {status: 400, body: {...user, password: 'short'}});
+  await api.call('POST /api/users', {status: 409, body: {...user, role: 'viewer'}});
+  await api.call('POST /api/users', {status: 201, body: user});
+  await login(400, {});
+  const [first, second] = await Promise.all([login(200, {name: 'anna', password: user.password}), login(429, user)]);
+  assert.ok(Number(second.headers.get('retry-after')) > 0);
+  await login(401, {name: 'anna', password: 'wrong'});
+  return first.headers.get('set-cookie').split(';')[0];
+}
+
+async function manageUsers(api) {
+  assert.deepEqual((await api.call('GET /api/me')).body, {name: 'anna', role: 'admin', by: 'session'});
+  const anna = {path: {name: 'anna'}};
+  await api.call('PATCH /api/users/{name}', {...anna, status: 409, body: {role: 'viewer'}});
+  await api.call('PATCH /api/users/{name}', {...anna, status: 400, body: {role: 'x'}});
+  await api.call('DELETE /api/users/{name}', {...anna, status: 409});
+  const bert = {path: {name: 'bert'}};
+  await api.call('POST /api/users', {status: 201, body: {name: 'bert', role: 'viewer', password: 'battery staple'}});
+  await api.call('PATCH /api/users/{name}', {...bert, body: {role: 'operator'}});
+  await api.call('GET /api/users');
+  await api.call('DELETE /api/users/{name}', {...bert, status: 204});
+}
+
+async function makeTokens(api) {
+  const tokens = {};
+  for (const name of ['viewer', 'operator']) {
+    const form = {name, role: name, expires: 600};
+    tokens[name] = {Authorization: `Bearer ${(await api.call('POST /api/tokens', {status: 201, body: form})).body.token}`};
+    await api.call('POST /api/tokens', {status: 409, body: form});
+  }
+  await api.call('POST /api/tokens', {status: 400, body: {name: 'x', role: 'viewer', expires: 0}});
+  await api.call('GET /api/tokens');
+  return tokens;
+}
+
+/** Each call by somebody who has less than each role: exactly those with the described role are let in. */
+async function checkRoles(api, tokens) {
+  const roles = ['nobody', 'viewer', 'operator'];
+  for (const call of api.document.calls) {
+    const needed = api.document.role(call);
+    for (const role of roles) {
+      const {status, headers} = await api.knock(call, missing, role === 'nobody' ? {} : tokens[role]);
+      const isIn = needed === 'nobody' || (needed !== 'admin' && roles.indexOf(role) >= roles.indexOf(needed));
+      // Here the request comes from the server's own machine.
+      if (isIn || call === 'GET /metrics') assert.ok(![401, 403].includes(status), `${call} by ${role}: ${status}`);
+      else assert.equal(status, role === 'nobody' ? 401 : 403, `${call} by ${role}`);
+      assert.equal(headers.has('www-authenticate'), status === 401, `${call} by ${role}`);
+    }
+  }
+}
+
+async function useAccess(api) {
+  assert.equal((await api.call('GET /api/me')).body.by, 'loopback');
+  api.identity = {Cookie: await logIn(api)};
+  await manageUsers(api);
+  const tokens = await makeTokens(api);
+  const session = api.identity;
+  api.identity = {};
+  await checkRoles(api, tokens);
+  api.identity = session;
+  for (const name of Object.keys(tokens)) await api.call('DELETE /api/tokens/{name}', {path: {name}, status: 204});
+}
+
 /** Each call with an id that nothing has. */
 async function askForMissing(api) {
   for (const call of api.document.calls.filter((one) => api.document.statuses(one).includes('404')))
@@ -240,7 +308,9 @@ try {
   await useWebhooks(api);
   await readHistory(api, path.id);
   await api.call('DELETE /api/streams/{id}', {path, status: 204});
+  await useAccess(api);
   await askForMissing(api);
+  await api.call('POST /api/logout', {status: 204});
   assert.deepEqual(api.unseen(), [], 'answers that are described and never came');
   const reference = readFileSync(join(repository, 'docs/api.md'), 'utf8');
   assert.ok(reference === makeReference(document.document), 'docs/api.md is older than docs/openapi.yaml: tests/api/reference.mjs makes it');

@@ -4,6 +4,8 @@ import assert from 'node:assert/strict';
 
 export class ApiClient {
   #seen = new Set();
+  /** Headers of each request that say who sends it. */
+  identity = {};
 
   constructor(origin, document) {
     this.origin = origin;
@@ -51,6 +53,13 @@ export class ApiClient {
     }
   }
 
+  /** The status and headers of a call by somebody who may or may not make it. */
+  async knock(call, path, identity) {
+    const {status, headers, body} = await this.#send(call, path, '', {headers: identity}, '\n');
+    if (status >= 400) this.document.holdResponse(call, {status, headers, body});
+    return {status, headers};
+  }
+
   #checkParameters(call, query, headers) {
     for (const [place, names] of [['query', [...new URLSearchParams(query).keys()]], ['header', Object.keys(headers)]])
       for (const name of names)
@@ -62,7 +71,7 @@ export class ApiClient {
     const filled = template.replace(/\{(\w+)\}/g, (_, name) => path[name] ?? assert.fail(`${call}: no ${name}`));
     const end = new AbortController();
     const response = await fetch(`${this.origin}${filled}${query && `?${query}`}`,
-      {method, redirect: 'manual', signal: end.signal, ...options});
+      {method, redirect: 'manual', signal: end.signal, ...options, headers: {...this.identity, ...options.headers}});
     const body = live ? await readUntil(response, live) : await response.text();
     end.abort();
     return {status: response.status, headers: response.headers, body};

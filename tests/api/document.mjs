@@ -59,6 +59,13 @@ export class ApiDocument {
     return Object.keys(this.#at(this.#pointer(call)).responses).filter((status) => status !== 'default');
   }
 
+  /** The least role that may make a call: "nobody", "viewer", "operator" or "admin". */
+  role(call) {
+    const description = this.#at(this.#pointer(call));
+    assert.equal(Boolean(description.security), description['x-role'] === 'nobody', `${call}: "security" and "x-role"`);
+    return description['x-role'] ?? (call.startsWith('GET ') ? 'viewer' : 'operator');
+  }
+
   /** The names of a call's parameters at one place: "query", "header", "path". */
   parameters(call, place) {
     const pointer = this.#pointer(call);

@@ -6,6 +6,8 @@ import {pathToFileURL} from 'node:url';
 
 import {parse} from 'yaml';
 
+const roles = {nobody: ' For everybody.', operator: ' For operators.', admin: ' For admins.'};
+
 /** The text of docs/api.md. */
 export function makeReference(document) {
   const follow = (node) => (node.$ref?.startsWith('#')
@@ -18,7 +20,7 @@ export function makeReference(document) {
   const chapter = ({name, description}) => [`## ${name}`, '', description, '',
     ...calls.filter(({tags}) => tags.includes(name)).flatMap(section)];
 
-  const section = (call) => [`### ${call.title}`, '', `${call.summary}.`, '',
+  const section = (call) => [`### ${call.title}`, '', `${call.summary}.${roles[call['x-role']] ?? ''}`, '',
     ...call.description ? [call.description.trim(), ''] : [],
     ...table(['Parameter', 'In', 'Value', 'Meaning'], call.parameters.map(({name, in: place, required, schema, description}) =>
       [`\`${name}\``, place, `${describe(schema)}${required ? ', required' : ''}`, description])),
