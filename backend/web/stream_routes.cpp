@@ -25,11 +25,24 @@ namespace weir {
 
 namespace {
 
-constexpr const char* changed_meanwhile = "The stream was changed meanwhile";
+/// Has what somebody who changed an older document needs to try again.
+class ChangedMeanwhile : public HttpError {
+ public:
+  explicit ChangedMeanwhile(const Value& document)
+      : HttpError(412, "The stream was changed meanwhile"), document_(document) {}
+  Response response() const override {
+    Response response = json_response({{"error", what()}, {"document", document_}}, status());
+    response.headers.emplace_back("ETag", make_document_tag(document_));
+    return response;
+  }
+
+ private:
+  Value document_;
+};
 
 void check_match(const Stream& stream, const std::string& if_match) {
-  if (!if_match.empty() && !names_tag(if_match, make_document_tag(stream.conf->document()), false))
-    throw HttpError(412, changed_meanwhile);
+  const Value& document = stream.conf->document();
+  if (!if_match.empty() && !names_tag(if_match, make_document_tag(document), false)) throw ChangedMeanwhile(document);
 }
 
 // The form of a new stream with the document of another one, changed by a form.
@@ -227,26 +240,10 @@ Async<Response> StreamRoutes::copy(Value id, Value posted, std::string by) {
 }
 
 Async<Response> StreamRoutes::change(Value id, Value posted, std::string if_match, std::string by) {
-  std::optional<Response> newer;
-  Value answer;
-  try {
-    answer = co_await change_stream(id, std::move(posted), std::move(if_match), std::move(by));
-  } catch (const HttpError& error) {
-    const std::shared_ptr<Stream> stream = manager_.get_stream(id);
-    if (error.status() != 412 || !stream) throw;
-    newer = show_newer(*stream);
-  }
-  if (newer) co_return std::move(*newer);
+  const Value answer = co_await change_stream(id, std::move(posted), std::move(if_match), std::move(by));
   Response response = json_response(answer);
   response.headers.emplace_back("ETag", make_document_tag(find(id)->conf->document()));
   co_return response;
-}
-
-// What somebody who changed an older document needs to try again.
-Response StreamRoutes::show_newer(const Stream& stream) {
-  Response response = json_response({{"error", changed_meanwhile}, {"document", stream.conf->document()}}, 412);
-  response.headers.emplace_back("ETag", make_document_tag(stream.conf->document()));
-  return response;
 }
 
 Async<Value> StreamRoutes::change_stream(Value id, Value posted, std::string if_match, std::string by) {

@@ -48,7 +48,6 @@ class StreamRoutes {
   static Response follow_log(std::shared_ptr<Stream> stream, LogView view, bool with_body);
   Response delete_log(const Value& id);
   Response read_config(const Value& id, Role role);
-  static Response show_newer(const Stream& stream);
   Response read_urls(const Request& request, const Value& id);
   Response add_client(const Request& request, const Value& id);
   Response remove_client(const Request& request, const Value& id);
