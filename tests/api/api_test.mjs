@@ -36,8 +36,13 @@ async function readDocument(server) {
 }
 
 async function askServer(api) {
-  for (const call of ['/api/openapi.yaml', '/api/schema/stream', '/api/schema/profile', '/healthz', '/readyz', '/metrics',
+  for (const call of ['/healthz', '/readyz', '/metrics',
     '/api/version', '/api/system', '/api/stats', '/api/stats?gpu=0']) await api.call(`GET ${call}`);
+  for (const name of ['openapi.yaml', 'schema/stream', 'schema/profile']) {
+    const {headers} = await api.call(`GET /api/${name}`);
+    assert.equal(headers.get('content-encoding'), 'gzip', name);
+    await api.call(`GET /api/${name}`, {status: 304, headers: {'If-None-Match': headers.get('etag')}});
+  }
   await api.call('GET /', {status: 302});
   await api.call('DELETE /api/system/longest', {status: 204});
   await api.call('GET /api/probe?url=nothing', {status: 400});
@@ -65,7 +70,8 @@ async function editStream(api, path) {
   assert.notEqual(changed.headers.get('etag'), tag);
   const newer = await api.call('PATCH /api/streams/{id}', {path, status: 412, body: {label: 'Late'}, headers: {'If-Match': tag}});
   assert.equal(newer.body.document.label, 'News');
-  await api.call('DELETE /api/streams/{id}', {path, status: 412, headers: {'If-Match': tag}});
+  const kept = await api.call('DELETE /api/streams/{id}', {path, status: 412, headers: {'If-Match': tag}});
+  assert.equal(kept.body.document.label, 'News');
   await api.call('PATCH /api/streams/{id}', {path, status: 400, body: fault});
   for (const body of [{'audio.bitrate': 96}, fault]) await api.call('PATCH /api/streams/{id}?check=1', {path, body});
 }

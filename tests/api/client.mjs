@@ -89,7 +89,7 @@ const encode = (body) => (body === undefined || typeof body === 'string' ? body 
 async function readUntil(response, text) {
   let body = '';
   const decoder = new TextDecoder('latin1');
-  for await (const part of response.body) {
+  for await (const part of response.body ?? []) {
     body += decoder.decode(part);
     if (body.includes(text)) return body;
   }

@@ -72,8 +72,9 @@ bool accepts_gzip(std::string_view accept_encoding) {
 }
 
 bool is_compressible(const Response& response) {
-  return response.body.size() >= min_bytes && !response.is_live && !response.file &&
-         (response.content_type == "application/json" || response.content_type.starts_with("text/"));
+  const std::string& type = response.content_type;
+  const bool is_text = type.starts_with("text/") || type.ends_with("json") || type.ends_with("yaml");
+  return is_text && response.body.size() >= min_bytes && !response.is_live && !response.file;
 }
 
 Async<Response> compress(Response response) {

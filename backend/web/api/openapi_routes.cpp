@@ -1,5 +1,6 @@
 #include "backend/web/api/openapi_routes.h"
 
+#include "backend/web/api/document_tag.h"
 #include "backend/web/api/openapi_document.h"
 
 namespace weir {
@@ -11,6 +12,7 @@ constexpr const char* address = "/api/openapi.yaml";
 Response show_document() {
   Response response = text_response(std::string(openapi_document()));
   response.content_type = "application/yaml";
+  response.headers.emplace_back("ETag", make_text_tag(openapi_document()));
   return response;
 }
 

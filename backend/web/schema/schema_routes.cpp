@@ -1,5 +1,6 @@
 #include "backend/web/schema/schema_routes.h"
 
+#include "backend/web/api/document_tag.h"
 #include "backend/web/schema/json_schema.h"
 
 namespace weir {
@@ -9,6 +10,7 @@ namespace {
 Async<Response> answer(const std::string& schema) {
   Response response = json_text_response(schema);
   response.content_type = "application/schema+json";
+  response.headers.emplace_back("ETag", make_text_tag(schema));
   return immediate(std::move(response));
 }
 
