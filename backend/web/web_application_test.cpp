@@ -9,6 +9,8 @@
 
 #include "backend/platform/helper_thread.h"
 #include "backend/services/journal/journal_history.h"
+#include "backend/web/access/secrets.h"
+#include "backend/web/access/users_file.h"
 #include "tests/support/fake_siblings.h"
 
 namespace weir {
@@ -94,8 +96,13 @@ class WebApplicationTest : public testing::Test {
   Task syncs_;
   HlsWindows windows_;
   JournalHistory history_{world_.directory.path() / "journal.db", {}};
-  WebApplication web_{manager_, world_.profiles, windows_,
-                      history_, probe_nothing,   {.viewers = {.per_stream = 1}, .trusted_proxies = {}}};
+  WebApplication web_{
+      manager_,
+      world_.profiles,
+      windows_,
+      history_,
+      probe_nothing,
+      {.viewers = {.per_stream = 1}, .trusted_proxies = {}, .access = {.data = world_.directory.path()}}};
 };
 
 TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
@@ -610,6 +617,47 @@ TEST_F(WebApplicationTest, APostThatIsSentAgainWithItsKeyIsDoneOnce) {
   from_now_on_.idempotency_key = "a";
   add();
   EXPECT_EQ(manager_.streams.size(), 4U) << "the oldest is forgotten";
+}
+
+TEST_F(WebApplicationTest, EverybodyMayWhatTheirRoleSays) {
+  add();
+  UsersFile(world_.directory.path()).change([](UserList& list) {
+    list.add(User{"anna", Role::admin, "x"});
+    for (const Role role : {Role::viewer, Role::operator_})
+      list.add(ApiToken{std::string(to_word(role)), role, hash_secret(to_word(role)), {}});
+  });
+  const auto be = [&](const std::string& token) { from_now_on_.authorization = "Bearer " + token; };
+  const std::tuple<const char*, const char*, int, int, int> cases[] = {
+      // stranger, viewer, operator
+      {"GET", "/api/streams", 401, 200, 200},      {"GET", "/api/nothing", 401, 404, 404},
+      {"DELETE", "/api/streams", 401, 405, 405},   {"POST", "/api/streams/0/stop", 401, 403, 200},
+      {"GET", "/api/probe", 401, 403, 400},        {"DELETE", "/api/streams/9/log", 401, 403, 404},
+      {"GET", "/api/webhooks", 401, 403, 403},     {"POST", "/api/users", 401, 403, 403},
+      {"GET", "/metrics", 401, 200, 200},          {"GET", "/healthz", 200, 200, 200},
+      {"GET", "/0/access", 204, 204, 204},         {"GET", "/0/index.m3u8", 404, 404, 404},
+      {"GET", "/stream/0/live.ts", 404, 404, 404}, {"POST", "/0/index.m3u8", 405, 405, 405},
+  };
+  for (const auto& [method, target, stranger, viewer, operator_] : cases)
+    for (const auto& [token, status] : {std::pair("no", stranger), {"viewer", viewer}, {"operator", operator_}}) {
+      be(token);
+      EXPECT_EQ(ask(method, target).status, status) << token << " " << method << " " << target;
+    }
+  const Response real = ask("GET", "/api/streams/0/config");
+  EXPECT_NE(real.body.find("user:secret@"), std::string::npos);
+  be("viewer");
+  const Response masked = ask("GET", "/api/streams/0/config");
+  EXPECT_NE(masked.body.find("user:***@"), std::string::npos);
+  EXPECT_EQ(masked.body.find("secret"), std::string::npos);
+  EXPECT_NE(header(masked, "ETag"), header(real, "ETag"));
+
+  from_now_on_.idempotency_key = "a";
+  be("operator");
+  add();
+  from_now_on_.client_address = "10.0.0.6";
+  add();
+  EXPECT_EQ(manager_.streams.size(), 2U) << "the same client";
+  be("viewer");
+  EXPECT_EQ(ask("POST", "/api/streams", news).status, 403);
 }
 
 }  // namespace

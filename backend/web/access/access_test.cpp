@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <ranges>
 
 #include "backend/base/log.h"
 #include "backend/web/access/access_routes.h"
@@ -42,11 +45,19 @@ class AccessTest : public testing::Test {
     routes_.emplace(access, passwords_);
     routes_->add_to(router_);
   }
-  Response log_in(Access& access, const std::string& password, const std::string& address = "203.0.113.9") {
+  static Request login_request(const std::string& password, const std::string& address) {
     Request request = request_for("/api/login");
     request.method = "POST";
     request.client_address = address;
     request.body = R"({"name": "anna", "password": ")" + password + "\"}";
+    return request;
+  }
+  static Async<> answer(Request request, const Router& router, int& status) {
+    const Response response = co_await router.route(std::move(request));
+    status = response.status;
+  }
+  Response log_in(Access& access, const std::string& password, const std::string& address = "203.0.113.9") {
+    Request request = login_request(password, address);
     access.examine(request);
     return loop_.run(router_.route(std::move(request)));
   }
@@ -118,6 +129,22 @@ TEST_F(AccessTest, WhoGuessesIsRefusedButNotTheOwner) {
   EXPECT_EQ(refused.status, 429);
   EXPECT_EQ(refused.headers.back(), std::pair(std::string("Retry-After"), std::string("4")));
   EXPECT_EQ(log_in(access, "correct horse", "198.51.100.1").status, 200);
+}
+
+TEST_F(AccessTest, LoginsAtOnceAreBounded) {
+  Access access({.data = directory_.path()});
+  routes_to(access);
+  std::map<std::string, int> statuses;
+  std::vector<Task> tasks;
+  for (int i = 0; i <= PasswordChecker::max_waiting; ++i) {
+    const std::string address = "192.0.2." + std::to_string(i);
+    tasks.push_back(spawn("login", answer(login_request("guess", address), router_, statuses[address])));
+  }
+  loop_.settle();
+  EXPECT_EQ(log_in(access, "guess", "192.0.2.0").status, 429) << "one of an address";
+  EXPECT_TRUE(test::run_until(loop_, [&] { return std::ranges::all_of(tasks, &Task::dead); }, 60s));
+  EXPECT_EQ(std::ranges::count(statuses | std::views::values, 429), 1);
+  EXPECT_EQ(std::ranges::count(statuses | std::views::values, 401), PasswordChecker::max_waiting);
 }
 
 TEST_F(AccessTest, AFileThatVanishesOrBreaksOpensNothing) {
