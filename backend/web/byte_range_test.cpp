@@ -20,8 +20,7 @@ TEST(ParseRange, AnswersOneRangeAndIgnoresWhatItCannotRead) {
       {"bytes=1-2,5-6", 10, std::nullopt},
       {"bytes=", 10, std::nullopt},
       {"bytes=a-b", 10, std::nullopt},
-      {"lines=1-2", 10, std::nullopt},
-  };
+      {"lines=1-2", 10, std::nullopt}};
   for (const auto& [header, file_size, expected] : cases) {
     const auto range = parse_range(header, file_size);
     ASSERT_EQ(range.has_value(), expected.has_value()) << header;

@@ -108,11 +108,9 @@ TEST(HistoryQueries, AreReadFromTheParametersOrRefusedWithTheirNames) {
     made.target = *parse_target("/api/history?" + query);
     return made;
   };
-  const HistoryQuery query =
-      read_history_query(request("before=9&after=3&limit=7&kind=ended,%20failed&cause=operator"));
+  const HistoryQuery query = read_history_query(request("before=9&after=3&kind=ended,%20failed&cause=operator"));
   EXPECT_EQ(query.before, 9U);
   EXPECT_EQ(query.after, 3U);
-  EXPECT_EQ(query.limit, 7U);
   EXPECT_EQ(query.kinds, (std::vector{ended, failed}));
   EXPECT_EQ(query.causes, std::vector{Cause::operator_asked});
   for (const char* name : {"before", "after", "limit", "kind", "cause"}) {

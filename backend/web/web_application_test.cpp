@@ -174,15 +174,13 @@ TEST_F(WebApplicationTest, AFormIsAnsweredWithAllFindingsAndACheckChangesNothing
   EXPECT_EQ(get("/api/profiles/1").at("video").at("gpu"), "1");
 }
 
-TEST_F(WebApplicationTest, AStreamThatCanNotBeWrittenStaysAsItWas) {
+TEST_F(WebApplicationTest, WhatCanNotBeWrittenStaysAsItWas) {
   add();
   fs::create_directory(path("0.conf.tmp"));  // its file can't be written
   EXPECT_EQ(ask("PATCH", "/api/streams/0", R"({"label": "Sport", "input.1.url": "udp://b"})").status, 500);
   EXPECT_EQ(get("/api/streams/0").at("label"), "News");
   EXPECT_EQ(get("/api/streams/0").at("url_info").at("inputs").size(), 1U);
-}
 
-TEST_F(WebApplicationTest, AProfileThatCanNotBeWrittenIsTheServersFault) {
   const fs::path file = world_.profiles.path(1);
   fs::create_directory(file.parent_path());
   ASSERT_EQ(ask("POST", "/api/profiles", R"({"name": "P"})").status, 201);
@@ -421,6 +419,7 @@ TEST_F(WebApplicationTest, TheHistoryOfAStreamIsShownAndThatOfADeletedOneStaysRe
   world_.loop.advance(1s);
   const Value rows = get("/api/streams/0/history");
   EXPECT_EQ(rows.at(0).at("cause"), "exited");
+  EXPECT_EQ(rows.at(0).at("exit_status"), 1);
   EXPECT_TRUE(rows.at(0).at("description").get<std::string>().starts_with("ended by itself with code 1"));
   const std::string before = std::to_string(rows.at(0).at("number").get<int>());
   EXPECT_EQ(get("/api/streams/0/history?limit=1&before=" + before).at(0), rows.at(1));

@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
 #include <cstring>
 #include <fstream>
-#include <regex>
 
 #include "backend/base/log.h"
 #include "backend/base/text_form.h"
@@ -22,38 +24,39 @@ namespace {
 
 using namespace std::chrono_literals;
 using boost::asio::ip::tcp;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using HookRequest = http::request<http::string_body>;
 
 TEST(PublicAddressTest, OnlyAddressesOfTheInternetArePublic) {
-  const std::pair<const char*, bool> cases[] = {
-      {"8.8.8.8", true},
-      {"172.15.255.255", true},
-      {"172.32.0.0", true},
-      {"100.128.0.0", true},
-      {"0.0.0.0", false},
-      {"10.1.2.3", false},
-      {"127.0.0.1", false},
-      {"169.254.169.254", false},
-      {"172.16.0.1", false},
-      {"172.31.255.255", false},
-      {"192.168.1.1", false},
-      {"100.64.0.1", false},
-      {"224.0.0.1", false},
-      {"255.255.255.255", false},
-      {"2606:4700::1111", true},
-      {"::", false},
-      {"::1", false},
-      {"fe80::1", false},
-      {"fd00::1", false},
-      {"ff02::1", false},
-      {"::ffff:127.0.0.1", false},
-      {"::ffff:8.8.8.8", true},
-      {"64:ff9b::10.0.0.1", false},
-      {"64:ff9b::8.8.8.8", true},
-      {"2002:7f00:1::", false},
-      {"2001:db8::1", false},
-      {"2001::1", false},
-      {"::127.0.0.1", false},
-  };
+  const std::pair<const char*, bool> cases[] = {{"8.8.8.8", true},
+                                                {"172.15.255.255", true},
+                                                {"172.32.0.0", true},
+                                                {"100.128.0.0", true},
+                                                {"0.0.0.0", false},
+                                                {"10.1.2.3", false},
+                                                {"127.0.0.1", false},
+                                                {"169.254.169.254", false},
+                                                {"172.16.0.1", false},
+                                                {"172.31.255.255", false},
+                                                {"192.168.1.1", false},
+                                                {"100.64.0.1", false},
+                                                {"224.0.0.1", false},
+                                                {"255.255.255.255", false},
+                                                {"2606:4700::1111", true},
+                                                {"::", false},
+                                                {"::1", false},
+                                                {"fe80::1", false},
+                                                {"fd00::1", false},
+                                                {"ff02::1", false},
+                                                {"::ffff:127.0.0.1", false},
+                                                {"::ffff:8.8.8.8", true},
+                                                {"64:ff9b::10.0.0.1", false},
+                                                {"64:ff9b::8.8.8.8", true},
+                                                {"2002:7f00:1::", false},
+                                                {"2001:db8::1", false},
+                                                {"2001::1", false},
+                                                {"::127.0.0.1", false}};
   for (const auto& [text, expected] : cases) {
     sockaddr_storage address{};
     auto& v4 = reinterpret_cast<sockaddr_in&>(address);
@@ -90,11 +93,8 @@ TEST(WebhookTest, FormsAreReadOrRefusedByTheNameOfTheMember) {
 }
 
 TEST(WebhookTest, EachGetsWhatItAsksFor) {
-  JournalEntry ended;
-  ended.kind = JournalKind::ended;
-  ended.cause = Cause::stalled;
-  JournalEntry status;
-  status.kind = JournalKind::status;
+  const JournalEntry ended{.kind = JournalKind::ended, .cause = Cause::stalled};
+  const JournalEntry status{.kind = JournalKind::status};
   const std::tuple<Webhook, bool, bool> cases[] = {
       {{}, true, false},
       {{.url = {}, .kinds = {JournalKind::status}}, false, true},
@@ -114,33 +114,24 @@ class Receiver {
 
   std::string url() const { return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()) + "/hook"; }
 
-  std::vector<std::string> requests;
+  std::vector<HookRequest> requests;
   std::vector<int> statuses = {204};  ///< the last one for all further requests; 0: no answer at all
 
  private:
   struct Connection {
     tcp::socket socket;
-    std::string request;
-    std::array<char, 65536> chunk{};
+    beast::flat_buffer buffer;
+    HookRequest request;
   };
 
   void accept() {
     acceptor_.async_accept([this](boost::system::error_code error, tcp::socket socket) {
       if (error) return;
-      connections_.push_back(std::make_unique<Connection>(std::move(socket)));
-      read(*connections_.back());
+      Connection& connection = *connections_.emplace_back(std::make_unique<Connection>(std::move(socket)));
+      http::async_read(connection.socket, connection.buffer, connection.request, [&](auto failure, std::size_t) {
+        if (!failure) answer(connection);
+      });
       accept();
-    });
-  }
-  void read(Connection& connection) {
-    connection.socket.async_read_some(boost::asio::buffer(connection.chunk), [&](auto error, std::size_t size) {
-      if (error) return;
-      connection.request.append(connection.chunk.data(), size);
-      std::smatch length;
-      const std::size_t head = connection.request.find("\r\n\r\n");
-      const bool whole = std::regex_search(connection.request, length, std::regex("Content-Length: (\\d+)")) &&
-                         head != std::string::npos && connection.request.size() >= head + 4 + std::stoul(length[1]);
-      whole ? answer(connection) : read(connection);
     });
   }
   void answer(Connection& connection) {
@@ -162,12 +153,7 @@ class WebhooksTest : public testing::Test {
   WebhookSettings settings() const { return {.file = at("webhooks.json"), .private_addresses = true}; }
   std::string at(const std::string& name) const { return (directory_.path() / name).string(); }
   std::string add(Webhooks& webhooks, Webhook webhook) { return test::run(loop_, webhooks.add(std::move(webhook))); }
-  static void tell(JournalKind kind, const std::string& text = {}) {
-    JournalEntry entry;
-    entry.kind = kind;
-    entry.text = text;
-    journal().record(std::move(entry));
-  }
+  static void tell(JournalKind kind, const std::string& text) { journal().record({.kind = kind, .text = text}); }
   bool wait(const std::function<bool()>& condition) { return loop_.run_until(condition, 10s); }
 
   test::TemporaryDirectory directory_;
@@ -182,18 +168,17 @@ TEST_F(WebhooksTest, AReceiverChecksTheSignatureByItself) {
   tell(JournalKind::notice, "hello rtmp://u:pass@h");
   ASSERT_TRUE(wait([&] { return webhooks.find("1")->figures().delivered == 1; }));
   ASSERT_EQ(receiver_.requests.size(), 1U);
-  const std::string& request = receiver_.requests[0];
-  const std::string body = request.substr(request.find("\r\n\r\n") + 4);
-  EXPECT_TRUE(request.starts_with("POST /hook HTTP/1.1\r\n"));
-  EXPECT_NE(request.find("\r\nX-Weir-Event: notice\r\n"), std::string::npos);
-  EXPECT_EQ(Value::parse(body).at("text"), "hello rtmp://u:***@h");
-  std::smatch found;
-  ASSERT_TRUE(std::regex_search(request, found,
-                                std::regex("X-Weir-Timestamp: (\\d+)\r\nX-Weir-Signature: sha256=([0-9a-f]{64})\r\n")));
-  std::ofstream(at("signed")) << found[1] << "." << body;
+  const HookRequest& request = receiver_.requests[0];
+  EXPECT_EQ(request.target(), "/hook");
+  EXPECT_EQ(request["X-Weir-Event"], "notice");
+  EXPECT_EQ(Value::parse(request.body()).at("text"), "hello rtmp://u:***@h");
+  std::ofstream(at("signed")) << request["X-Weir-Timestamp"] << "." << request.body();
+  const std::string signature(request["X-Weir-Signature"]);
+  ASSERT_TRUE(signature.starts_with("sha256=") && signature.size() == 71) << signature;
   const std::string command = "openssl dgst -sha256 -hmac \"it's \\$ecret\" " + at("signed") + " >" + at("digest");
   ASSERT_EQ(std::system(command.c_str()), 0);
-  EXPECT_NE(read_file(at("digest"), 4096).find(found[2]), std::string::npos) << read_file(at("digest"), 4096);
+  EXPECT_NE(read_file(at("digest"), 4096).find(signature.substr(7)), std::string::npos)
+      << read_file(at("digest"), 4096);
 }
 
 TEST_F(WebhooksTest, FailedDeliveriesAreRetriedInOrderAndRefusedOnesGivenUp) {
@@ -220,8 +205,8 @@ TEST_F(WebhooksTest, FailedDeliveriesAreRetriedInOrderAndRefusedOnesGivenUp) {
   loop_.advance(8100ms);
   ASSERT_TRUE(wait([&] { return target.waiting() == 0; }));
   std::string order;
-  for (const std::string& request : receiver_.requests)
-    order += Value::parse(request.substr(request.find("\r\n\r\n") + 4)).at("text").get<std::string>() + " ";
+  for (const HookRequest& request : receiver_.requests)
+    order += Value::parse(request.body()).at("text").get<std::string>() + " ";
   EXPECT_EQ(order, "first first first first second third ");
   EXPECT_EQ(target.figures().delivered, 2U);
   EXPECT_EQ(target.figures().given_up, 1U);

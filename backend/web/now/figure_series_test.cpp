@@ -11,24 +11,14 @@ namespace {
 FigureValues viewers(double count) { return {1.0, {}, {}, {}, {}, count}; }
 
 TEST(FigureSeriesTest, ValuesKeepTheirPrecisionInTwoBytes) {
-  using Case = std::tuple<double, double, double>;  // the value, parts per unit, what is read
-  for (const auto& [value, parts, expected] : {
-           Case{0, 1, 0},
-           Case{1.0, 1000, 1.0},
-           Case{0.987, 1000, 0.987},
-           Case{2047, 1, 2047},
-           Case{4095, 1, 4095},
-           Case{4097, 1, 4098},
-           Case{8191, 1, 8192},
-           Case{103.4, 10, 103.4},
-           Case{8000.04, 10, 8000},
-           Case{-3, 10, 0},
-       }) {
+  // The value, parts per unit, what is read.
+  const std::tuple<double, double, double> cases[] = {
+      {0, 1, 0},       {1.0, 1000, 1.0}, {0.987, 1000, 0.987}, {2047, 1, 2047},     {4095, 1, 4095},
+      {4097, 1, 4098}, {8191, 1, 8192},  {103.4, 10, 103.4},   {8000.04, 10, 8000}, {-3, 10, 0}};
+  for (const auto& [value, parts, expected] : cases)
     EXPECT_EQ(decode_figure(encode_figure(value, parts), parts), expected) << value;
-  }
-  for (double value = 1; value < 4e12; value *= 1.37) {
+  for (double value = 1; value < 4e12; value *= 1.37)
     EXPECT_NEAR(decode_figure(encode_figure(value, 1), 1).value(), value, std::max(0.5, value / 4000)) << value;
-  }
   for (const double huge : {4e12, 1e300, std::numeric_limits<double>::infinity()})
     EXPECT_NEAR(decode_figure(encode_figure(huge, 1), 1).value(), 4e12, 1e9) << huge;
   EXPECT_EQ(decode_figure(encode_figure(std::nan(""), 1), 1), std::nullopt);

@@ -24,8 +24,7 @@ class NowMembersTest : public test::StreamFixture {
 };
 
 TEST_F(NowMembersTest, TheCycleSaysWhatTheStreamDoesAndHowTheLastOneEnded) {
-  EXPECT_EQ(to_json(member(cycle)), R"({"number":0,"state":"stopped","since":null,"input":null,"preferred":null,)"
-                                    R"("next_launch":null,"last_end":null})");
+  EXPECT_EQ(state("state") + state("since"), R"("stopped"null)");
   run_to_first_progress();
   EXPECT_EQ(to_json(member(cycle)), R"({"number":1,"state":"running","since":"2019-12-20T00:00:00.010Z","input":0,)"
                                     R"("preferred":true,"next_launch":null,"last_end":null})");
@@ -39,8 +38,6 @@ TEST_F(NowMembersTest, TheCycleSaysWhatTheStreamDoesAndHowTheLastOneEnded) {
   EXPECT_EQ(between.at("last_end").at("cause"), "exited");
   EXPECT_EQ(between.at("last_end").at("exit_status"), 1);
   EXPECT_NEAR(between.at("last_end").at("on_air_seconds").get<double>(), 12, 0.1);
-  EXPECT_EQ(between.at("last_end").at("text").get<std::string>().find("ended by itself with code 1 after 12 s"), 0u)
-      << between;
   world.loop.advance(3s);
   EXPECT_EQ(state("number") + state("state") + state("input") + state("preferred"), R"(2"starting"2false)");
   cycle_member.on_waits([](const Stream& asked) { return asked.id == 7; });

@@ -184,14 +184,11 @@ TEST(LikelyNameTest, IsTheNearestOneThatIsNearEnough) {
 TEST(JsonSchemaTest, HoldsTheMembersOfEachProtocolAndLooseNumbers) {
   const Value schema = Value::parse(stream_schema());
   const Value& bitrate = schema.at("properties").at("video").at("properties").at("bitrate");
-  EXPECT_EQ(bitrate.at("maximum"), 1'000'000);
   EXPECT_EQ(bitrate.at("type"), Value::parse(R"(["integer","string","null"])"));
   const Value& outputs = schema.at("properties").at("output").at("patternProperties").at("^[0-9]+$").at("oneOf");
   ASSERT_EQ(outputs.size(), 9U);
   EXPECT_EQ(outputs.at(0).at("required"), Value::parse(R"(["playlist_name","protocol"])"));
-  EXPECT_EQ(outputs.at(0).at("properties").at("protocol").at("const"), "hls");
   EXPECT_FALSE(outputs.at(0).at("properties").contains("hostname"));
-  EXPECT_EQ(Value::parse(profile_schema()).at("required"), Value::parse(R"(["name"])"));
 }
 
 }  // namespace
