@@ -30,14 +30,10 @@ TEST(MediaPlaylistTest, ReadsWhatTheTranscoderWrites) {
 
 TEST(MediaPlaylistTest, RefusesWhatIsNoPlaylistOfTheRendition) {
   EXPECT_FALSE(parse_media_playlist(written, 0));
-  const char* cases[] = {"",
-                         "#EXTM3U8",
-                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:x",
-                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:-1",
-                         "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:3\nplaylist_1_4.ts",
-                         "#EXTM3U\n../playlist_1_0.ts",
-                         "#EXTM3U\n#EXT-X-PROGRAM-DATE-TIME:today\nplaylist_1_0.ts"};
-  for (const char* text : cases) EXPECT_FALSE(parse_media_playlist(text, 1)) << text;
+  for (const char* text : {"", "#EXTM3U8", "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:x", "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:-1",
+                           "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:3\nplaylist_1_4.ts", "#EXTM3U\n../playlist_1_0.ts",
+                           "#EXTM3U\n#EXT-X-PROGRAM-DATE-TIME:today\nplaylist_1_0.ts"})
+    EXPECT_FALSE(parse_media_playlist(text, 1)) << text;
 }
 
 TEST(MediaPlaylistTest, WhatIsWrittenReadsTheSameAndADiscontinuityIsCountedWhenItsSegmentLeaves) {
