@@ -89,6 +89,9 @@ TEST_F(AccessTest, ATokenGivesItsRoleUntilItIsRemoved) {
   EXPECT_TRUE(identify(access, {}, "Bearer weir_other").wrong_token);
   const Identity backup = identify(access, {}, "bearer weir_secret");
   EXPECT_EQ(std::tie(backup.role, backup.name), std::tuple(Role::viewer, "backup"));
+  Request rebound = request_for("/api/streams", "rebound.example");
+  rebound.authorization = "Bearer weir_secret";
+  EXPECT_THROW(access.examine(rebound), HttpError);
   file_.change([](UserList& list) { list.remove_token("backup"); });
   EXPECT_TRUE(identify(access, {}, "Bearer weir_secret").wrong_token);
 }
