@@ -88,8 +88,6 @@ async function readStream(api, path) {
 
 async function watch(api, path) {
   const hls = (file, status = 200, headers = {}) => api.call('GET /{id}/{file}', {path: {...path, file}, status, headers});
-  await hls('index.m3u8', 503);
-  await api.call('GET /stream/{id}/{filename}', {path: {...path, filename: 'live.ts'}, status: 503});
   const playlist = await eventually('a segment', 30, async () => {
     const answer = await fetch(`${api.origin}/${path.id}/playlist_0.m3u8`);
     return answer.ok && answer.text();
@@ -163,6 +161,17 @@ async function useBatch(api, id) {
   await api.call('POST /api/batch/delete', {body: {ids}});
   await api.call('POST /api/batch/delete', {status: 400, body: {}});
   await api.call('POST /api/streams/{id}/start', {path: {id: copy.id}, status: 404});
+}
+
+/** An input that never comes. */
+async function startInVain(api) {
+  const {id} = (await api.call('POST /api/streams', {status: 201, body: {...demo, input: {0: {url: 'udp://127.0.0.1:9'}}}})).body;
+  const path = {...missing, id};
+  await api.call('POST /api/streams/{id}/start', {path});
+  for (const call of ['GET /{id}/{file}', 'GET /stream/{id}/{filename}']) await api.call(call, {path, status: 503});
+  await api.call('POST /api/streams/{id}/stop', {path});
+  await eventually('the stop', 20, async () => (await api.call('GET /api/streams/{id}', {path})).body.status === 'stopped');
+  await api.call('DELETE /api/streams/{id}', {path, status: 204});
 }
 
 async function startWithoutInput(api) {
@@ -307,6 +316,7 @@ try {
   await editStream(api, path);
   await runStream(api, path);
   await useBatch(api, path.id);
+  await startInVain(api);
   await startWithoutInput(api);
   await useProfiles(api, path);
   await api.checkMethods({...missing, ...path});
