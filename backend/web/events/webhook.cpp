@@ -9,6 +9,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "backend/base/document_secrets.h"
 #include "backend/base/log.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
@@ -80,6 +81,14 @@ Webhook read_webhook(const Value& form, Webhook webhook) {
   }
   if (webhook.url.empty()) throw ValueError("url: required");
   return webhook;
+}
+
+void restore_url(Value& form, const Webhook& webhook) {
+  const auto url = form.find("url");
+  if (url == form.end() || !holds_masked_secret(*url, "url")) return;
+  if (*url != mask_passwords(webhook.url))
+    throw ValueError("url: \"***\" stands for a secret that is not shown; send the secret, or the URL as it was shown");
+  *url = webhook.url;
 }
 
 Value to_form(const Webhook& webhook, bool with_secret) {

@@ -22,7 +22,11 @@ struct Webhook {
 /// Throws `ValueError` that names the member, the value and what is expected.
 Webhook read_webhook(const Value& form, Webhook webhook = {});
 
-/// The form of a webhook; with its secret, or with "signed" in its place and the URL's password masked.
+/// Puts the URL of `webhook` into a form that has it as it is shown, with its secrets masked. Throws `ValueError` for
+/// another URL with a masked secret.
+void restore_url(Value& form, const Webhook& webhook);
+
+/// The form of a webhook; with its secret, or with "signed" in its place and the URL's secrets masked.
 Value to_form(const Webhook& webhook, bool with_secret);
 
 /// What is sent in X-Weir-Signature: "sha256=" and in hexadecimal digits the HMAC-SHA256 of the timestamp, "." and

@@ -69,7 +69,10 @@ Async<Response> WebhookRoutes::add(Value form, std::string by) {
   const auto guard = co_await changes_.acquire();
   if (webhooks_.targets().size() >= Webhooks::max_webhooks)
     throw HttpError(409, fmt::format("There are {} webhooks; delete one first", Webhooks::max_webhooks));
-  Webhook webhook = as_bad_request([&] { return read_webhook(form); });
+  Webhook webhook = as_bad_request([&] {
+    restore_url(form, {});
+    return read_webhook(form);
+  });
   const std::string id = co_await webhooks_.add(std::move(webhook));
   tell(JournalKind::added, id, std::move(by));
   co_return json_response({{"id", id}}, 201);
@@ -78,7 +81,10 @@ Async<Response> WebhookRoutes::add(Value form, std::string by) {
 Async<Response> WebhookRoutes::change(std::string id, Value form, std::string by) {
   const auto guard = co_await changes_.acquire();
   const std::shared_ptr<WebhookTarget> target = find_own(id);
-  Webhook webhook = as_bad_request([&] { return read_webhook(form, target->webhook()); });
+  Webhook webhook = as_bad_request([&] {
+    restore_url(form, target->webhook());
+    return read_webhook(form, target->webhook());
+  });
   co_await webhooks_.change(id, std::move(webhook));
   tell(JournalKind::changed, id, std::move(by));
   co_return ok_response();

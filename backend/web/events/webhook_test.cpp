@@ -75,6 +75,25 @@ TEST(WebhookTest, FormsAreReadOrRefusedByTheNameOfTheMember) {
   }
 }
 
+TEST(WebhookTest, AUrlThatIsSentBackAsItIsShownKeepsItsSecrets) {
+  const Webhook stored{.url = "http://u:secret@a/?token=x"};
+  const std::pair<const char*, const char*> cases[] = {
+      {"http://u:***@a/?token=***", "http://u:secret@a/?token=x"},
+      {"http://u:new@a/?token=y", "http://u:new@a/?token=y"},
+      {"http://u:***@b/?token=***", nullptr},
+      {"http://u:secret@a/?token=***", nullptr},
+  };
+  for (const auto& [url, kept] : cases) {
+    Value form = {{"url", url}};
+    if (!kept) {
+      EXPECT_THROW(restore_url(form, stored), ValueError) << url;
+      continue;
+    }
+    restore_url(form, stored);
+    EXPECT_EQ(form["url"], kept) << url;
+  }
+}
+
 TEST(WebhookTest, EachGetsWhatItAsksFor) {
   const JournalEntry ended{.kind = JournalKind::ended, .cause = Cause::stalled};
   const JournalEntry status{.kind = JournalKind::status};
