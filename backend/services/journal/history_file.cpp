@@ -43,7 +43,8 @@ void HistoryFile::set_aside(const std::string& reason) {
 HistoryFile::Past HistoryFile::open(WallTime now) {
   return with_database([now](JournalDatabase& database) {
     database.close_open_runs();
-    Past past{.max_number = database.max_number(), .figures = {}};
+    Past past{.next_number = database.next_number(), .figures = {}};
+    database.reserve_numbers(past.next_number);
     database.visit_first_times([&](long long stream, WallTime time) { past.figures.begin(stream, time); });
     database.visit_since(now - std::chrono::hours(24),
                          [&](const HistoryEntry& row) { past.figures.add(row.entry, row.count, row.first); });
@@ -58,8 +59,11 @@ void HistoryFile::reopen() {
   database_.emplace(std::move(fresh));
 }
 
-void HistoryFile::write(std::span<const JournalEntry> entries, WallTime now) {
-  with_database([&](JournalDatabase& database) { database.write(entries, now); });
+void HistoryFile::write(std::span<const JournalEntry> entries, WallTime now, std::uint64_t next_number) {
+  with_database([&](JournalDatabase& database) {
+    database.reserve_numbers(next_number);
+    database.write(entries, now);
+  });
 }
 
 std::vector<HistoryEntry> HistoryFile::find(const HistoryQuery& query) {

@@ -19,12 +19,13 @@ class HistoryFile {
 
   /// What the file holds of earlier runs of the server.
   struct Past {
-    std::uint64_t max_number = 0;
+    std::uint64_t next_number = 1;  ///< that of the first entry of this run
     HistoryFigures figures;
   };
   /// Opens the file for the first time in this run of the server.
   Past open(WallTime now);
-  void write(std::span<const JournalEntry> entries, WallTime now);
+  /// `next_number`: the journal's.
+  void write(std::span<const JournalEntry> entries, WallTime now, std::uint64_t next_number);
   std::vector<HistoryEntry> find(const HistoryQuery& query);
   void close() { database_.reset(); }
   /// Opens the file anew, before a write is tried again.

@@ -13,6 +13,8 @@ namespace {
 
 constexpr int schema_version = 1;
 constexpr std::chrono::hours aged_interval{1};
+// Fewer are given from one write to the next.
+constexpr std::uint64_t reserved_numbers = 10'000;
 constexpr std::string_view columns =
     "number, time, first, count, kind, stream, label, cycle, input, process, cause, exit_status, cycle_seconds, "
     "on_air_seconds, retry_seconds, by_whom, text";
@@ -143,7 +145,8 @@ JournalDatabase::JournalDatabase(const std::string& path, HistoryLimits limits)
           fmt::format("SELECT {} FROM entries WHERE stream = ? ORDER BY number DESC LIMIT 2", columns))),
       remove_oldest_(sqlite_.prepare("DELETE FROM entries WHERE number IN (SELECT number FROM entries WHERE stream IS "
                                      "? ORDER BY number LIMIT ?)")),
-      set_alive_(sqlite_.prepare("INSERT OR REPLACE INTO state(name, value) VALUES('alive', ?)")) {}
+      set_state_(sqlite_.prepare("INSERT OR REPLACE INTO state(name, value) VALUES(?, ?)")),
+      reserved_(static_cast<std::uint64_t>(read_state("reserved").value_or(0))) {}
 
 void JournalDatabase::count_rows() {
   rows_.clear();
@@ -161,14 +164,29 @@ std::uint64_t JournalDatabase::max_number() {
   return static_cast<std::uint64_t>(newest.read_integer());
 }
 
-std::optional<WallTime> JournalDatabase::last_alive() {
-  SqliteStatement alive = sqlite_.prepare("SELECT value FROM state WHERE name = 'alive'");
-  if (!alive.step()) return std::nullopt;
-  return from_milliseconds(alive.read_integer());
+std::uint64_t JournalDatabase::next_number() { return std::max(max_number() + 1, reserved_); }
+
+void JournalDatabase::reserve_numbers(std::uint64_t next) {
+  if (next + reserved_numbers / 2 <= reserved_) return;
+  set_state("reserved", static_cast<std::int64_t>(next + reserved_numbers));
+  reserved_ = next + reserved_numbers;
+}
+
+std::optional<std::int64_t> JournalDatabase::read_state(std::string_view name) {
+  SqliteStatement state = sqlite_.prepare("SELECT value FROM state WHERE name = ?");
+  state.bind(name);
+  if (!state.step()) return std::nullopt;
+  return state.read_integer();
+}
+
+void JournalDatabase::set_state(std::string_view name, std::int64_t value) {
+  set_state_.bind(name);
+  set_state_.bind(value);
+  set_state_.run();
 }
 
 void JournalDatabase::close_open_runs() {
-  const std::optional<WallTime> alive = last_alive();
+  const std::optional<std::int64_t> alive = read_state("alive");
   if (!alive) return;
   rows_counted_ = false;
   SqliteTransaction transaction(sqlite_);
@@ -178,7 +196,7 @@ void JournalDatabase::close_open_runs() {
       "kind IN ('started', 'running', 'ended', 'stopped', 'failed', 'deleted') GROUP BY stream)",
       columns));
   while (rows.step()) latest.push_back(read_row(rows));
-  for (const HistoryEntry& last : latest) close_run(last, *alive);
+  for (const HistoryEntry& last : latest) close_run(last, from_milliseconds(*alive));
   transaction.commit();
 }
 
@@ -187,7 +205,7 @@ void JournalDatabase::close_run(const HistoryEntry& last, WallTime alive) {
   const bool between_cycles = kind == JournalKind::ended && last.entry.retry_seconds;
   if (kind != JournalKind::started && kind != JournalKind::running && !between_cycles) return;
   JournalEntry end;
-  end.number = max_number() + 1;
+  end.number = next_number();
   end.time = std::max(alive, last.entry.time);
   end.kind = between_cycles ? JournalKind::stopped : JournalKind::ended;
   end.stream_id = last.entry.stream_id;
@@ -211,8 +229,7 @@ void JournalDatabase::write(std::span<const JournalEntry> entries, WallTime now)
   for (const JournalEntry& entry : entries)
     if (is_kept(entry.kind)) add(entry);
   remove_aged(now);
-  set_alive_.bind(to_milliseconds(now));
-  set_alive_.run();
+  set_state("alive", to_milliseconds(now));
   transaction.commit();
   rows_counted_ = true;
 }

@@ -25,8 +25,11 @@ class JournalDatabase {
   /// Opens the file, or creates it.
   JournalDatabase(const std::string& path, HistoryLimits limits);
 
-  /// The number of the newest entry; 0 when there is none.
-  std::uint64_t max_number();
+  /// A number that no entry had in an earlier run of the server, and none of the file has.
+  std::uint64_t next_number();
+  /// Keeps the numbers from `next` on, some thousands of them, from being given again by a later run of the server:
+  /// entries that are not kept have numbers, too.
+  void reserve_numbers(std::uint64_t next);
   /// Adds what an earlier run of the server could not: the ends of what was at work when it was last known alive.
   void close_open_runs();
   /// Adds entries in the order of their numbers and removes what the limits allow no more. Status changes and launches
@@ -49,7 +52,9 @@ class JournalDatabase {
   void remove_aged(WallTime now);
   void close_run(const HistoryEntry& last, WallTime alive);
   std::uint64_t first_number_since(WallTime since);
-  std::optional<WallTime> last_alive();
+  std::uint64_t max_number();
+  std::optional<std::int64_t> read_state(std::string_view name);
+  void set_state(std::string_view name, std::int64_t value);
 
   Sqlite sqlite_;
   HistoryLimits limits_;
@@ -60,7 +65,8 @@ class JournalDatabase {
   SqliteStatement remove_;
   SqliteStatement latest_two_;
   SqliteStatement remove_oldest_;
-  SqliteStatement set_alive_;
+  SqliteStatement set_state_;
+  std::uint64_t reserved_;  ///< numbers below may have been given
 };
 
 }  // namespace weir

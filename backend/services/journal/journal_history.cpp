@@ -151,7 +151,7 @@ Async<> JournalHistory::open() {
   opened_ = true;
   if (!job->notice.empty()) log(LogLevel::error, "History", job->notice);
   figures_.prepend(std::move(job->past.figures));
-  const std::uint64_t next = job->past.max_number + 1;
+  const std::uint64_t next = job->past.next_number;
   const std::uint64_t first = pending_.empty() ? journal().next_number() : pending_.front().number;
   if (first >= next) co_return;
   journal().continue_from(journal().next_number() + next - first);
@@ -163,10 +163,12 @@ Async<> JournalHistory::write() {
     std::shared_ptr<HistoryFile> file;
     WallTime now;
     bool again;
+    std::uint64_t next_number;
     std::vector<JournalEntry> entries;
     std::string notice;
   };
-  const auto job = std::make_shared<Job>(Job{file_, Loop::current().clock().wall(), !failure_.empty(), {}, {}});
+  const auto job = std::make_shared<Job>(
+      Job{file_, Loop::current().clock().wall(), !failure_.empty(), journal().next_number(), {}, {}});
   job->entries.assign(std::make_move_iterator(pending_.begin()), std::make_move_iterator(pending_.end()));
   pending_.clear();
   pending_bytes_ = 0;
@@ -175,7 +177,7 @@ Async<> JournalHistory::write() {
   try {
     co_await thread_.run([job] {
       if (job->again) job->file->reopen();
-      job->file->write(job->entries, job->now);
+      job->file->write(job->entries, job->now, job->next_number);
       job->notice = job->file->take_notice();
     });
   } catch (const std::exception&) {

@@ -99,10 +99,17 @@ TEST_F(JournalHistoryTest, FindsWhatWasToldJustNowAndGoesOnWithItsNumbersAfterAR
   stop();
   journal().continue_from(1);
   start();
-  EXPECT_EQ(journal().next_number(), first + 2) << "the end wrote the rest";
+  EXPECT_GE(journal().next_number(), first + 2);
   tell();
-  EXPECT_EQ(find().at(0).entry.number, first + 2);
-  EXPECT_EQ(count(), 3U);
+  EXPECT_EQ(find().at(0).entry.number, journal().next_number() - 1);
+  EXPECT_EQ(count(), 3U) << "the end wrote the rest";
+  tell(JournalKind::status);
+  tell();
+  const std::uint64_t next = journal().next_number();
+  history_.reset();  // killed
+  journal().continue_from(1);
+  start();
+  EXPECT_GE(journal().next_number(), next) << "what was not written has numbers, too";
 }
 
 TEST_F(JournalHistoryTest, KeepsNoPasswordsAndNoMoreOfATextThanItNeeds) {
