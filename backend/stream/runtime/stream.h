@@ -129,6 +129,7 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   JournalEntry describe_cycle(JournalKind kind) const;
   JournalEntry make_end(const Reason& reason) const;
   void tell_launched();
+  void tell_launched_early(const Reason& reason) const;
   void tell_ended(JournalEntry end, bool goes_on);
   void tell_stopped(const Reason& reason, std::optional<double> on_air = std::nullopt);
   std::string find_error() const;

@@ -96,6 +96,11 @@ void Stream::tell_stopped(const Reason& reason, std::optional<double> on_air) {
   tell(std::move(entry));
 }
 
+void Stream::tell_launched_early(const Reason& reason) const {
+  const std::string by = reason.by.empty() ? "" : " by " + reason.by;
+  tell({.by = reason.by, .text = "restarted" + by + " before its launch was due"});
+}
+
 void Stream::tell_failed(std::string_view reason) {
   JournalEntry entry;
   entry.kind = JournalKind::failed;

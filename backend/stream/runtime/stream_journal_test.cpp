@@ -94,9 +94,9 @@ TEST_F(StreamJournalTest, WhatEndsBeforeItsLaunchIsDueIsNoCycle) {
   world.child().exit(1);
   advance(1s);
   world.told.clear();
-  restart(1);
+  world.loop.run(stream->restart(1, {.by = "10.0.0.1"}));
   world.loop.settle();
-  EXPECT_EQ(world.told, Words{});
+  EXPECT_EQ(world.told, Words{"restarted by 10.0.0.1 before its launch was due"});
   EXPECT_EQ(stream->cycle.number, 1);
   advance(10ms);
   EXPECT_EQ(stream->cycle.number, 2);

@@ -142,7 +142,11 @@ Async<> Stream::run_cycles(std::shared_ptr<const Environment> environment) {
     JournalEntry end = make_end(reason);
     co_await clean_up_cycle();
     // One that was ended before its launch was due is no cycle.
-    if (cycle.number != last_cycle) tell_ended(std::move(end), goes_on);
+    if (cycle.number != last_cycle) {
+      tell_ended(std::move(end), goes_on);
+    } else if (goes_on && reason.cause == Cause::operator_asked) {
+      tell_launched_early(reason);
+    }
     cleanup_dirs();
     set_status("restarting");
     if (leaving) std::rethrow_exception(leaving);
