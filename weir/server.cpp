@@ -152,6 +152,7 @@ Async<bool> Server::start_streams() {
     windows_.adopt();
     const bool loaded = co_await manager_.init();
     journal().record({.text = fmt::format("Started with {} streams", manager_.streams.size())});
+    failed_streams_.resume(history_.open_failures());
     if (manager_.nothing_could_be_loaded())
       log(LogLevel::error, "Weir", "No stream can be loaded: the server does not start");
     co_return loaded && !manager_.nothing_could_be_loaded();

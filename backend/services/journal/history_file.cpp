@@ -43,7 +43,7 @@ void HistoryFile::set_aside(const std::string& reason) {
 HistoryFile::Past HistoryFile::open(WallTime now) {
   return with_database([now](JournalDatabase& database) {
     database.close_open_runs();
-    Past past{.next_number = database.next_number(), .figures = {}};
+    Past past{.next_number = database.next_number(), .figures = {}, .open_failures = database.open_failures()};
     database.reserve_numbers(past.next_number);
     database.visit_first_times([&](long long stream, WallTime time) { past.figures.begin(stream, time); });
     database.visit_since(now - std::chrono::hours(24),

@@ -21,6 +21,7 @@ class HistoryFile {
   struct Past {
     std::uint64_t next_number = 1;  ///< that of the first entry of this run
     HistoryFigures figures;
+    std::vector<JournalEntry> open_failures;
   };
   /// Opens the file for the first time in this run of the server.
   Past open(WallTime now);

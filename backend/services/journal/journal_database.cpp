@@ -190,14 +190,26 @@ void JournalDatabase::close_open_runs() {
   if (!alive) return;
   rows_counted_ = false;
   SqliteTransaction transaction(sqlite_);
+  for (const HistoryEntry& last : latest_of_streams()) close_run(last, from_milliseconds(*alive));
+  transaction.commit();
+}
+
+// Of what begins or ends their work.
+std::vector<HistoryEntry> JournalDatabase::latest_of_streams() {
   std::vector<HistoryEntry> latest;
   SqliteStatement rows = sqlite_.prepare(fmt::format(
       "SELECT {} FROM entries WHERE number IN (SELECT max(number) FROM entries WHERE stream IS NOT NULL AND "
       "kind IN ('started', 'running', 'ended', 'stopped', 'failed', 'deleted') GROUP BY stream)",
       columns));
   while (rows.step()) latest.push_back(read_row(rows));
-  for (const HistoryEntry& last : latest) close_run(last, from_milliseconds(*alive));
-  transaction.commit();
+  return latest;
+}
+
+std::vector<JournalEntry> JournalDatabase::open_failures() {
+  std::vector<JournalEntry> failures;
+  for (const HistoryEntry& last : latest_of_streams())
+    if (last.entry.kind == JournalKind::failed) failures.push_back(last.entry);
+  return failures;
 }
 
 void JournalDatabase::close_run(const HistoryEntry& last, WallTime alive) {

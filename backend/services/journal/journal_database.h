@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "backend/collaborators/history.h"
 #include "backend/services/journal/sqlite.h"
@@ -32,6 +33,8 @@ class JournalDatabase {
   void reserve_numbers(std::uint64_t next);
   /// Adds what an earlier run of the server could not: the ends of what was at work when it was last known alive.
   void close_open_runs();
+  /// The failures of streams that were neither started nor stopped since.
+  std::vector<JournalEntry> open_failures();
   /// Adds entries in the order of their numbers and removes what the limits allow no more. Status changes and launches
   /// are left out: other entries say the same. `now`: the server is known to be alive at this time.
   void write(std::span<const JournalEntry> entries, WallTime now);
@@ -44,6 +47,7 @@ class JournalDatabase {
 
  private:
   void count_rows();
+  std::vector<HistoryEntry> latest_of_streams();
   void add(const JournalEntry& entry);
   bool extend_loop(const JournalEntry& end);
   void insert(const HistoryEntry& row);

@@ -171,6 +171,8 @@ TEST_F(JournalDatabaseTest, WhatWasAtWorkWhenTheServerDiedEndsWhenItWasLastKnown
       {{{started}, restarting}, "started1 ended2 stopped3", "between cycles"},
       {{{started}, last_end, {stopped}}, "started1 ended2 stopped3", "stopped"},
       {{{added}}, "added1", "never started"},
+      {{{started}, {failed}, {changed}}, "started1 failed2 changed3", "failed"},
+      {{{failed}, {stopped}}, "failed1 stopped2", "stopped after a failure"},
   };
   for (const auto& [events, expected, name] : cases) {
     std::filesystem::remove(directory_.path() / "journal.db");
@@ -180,6 +182,7 @@ TEST_F(JournalDatabaseTest, WhatWasAtWorkWhenTheServerDiedEndsWhenItWasLastKnown
     database_->write({}, start + 60s);
     for (int i = 0; i < 2; ++i) database_->close_open_runs();
     EXPECT_EQ(rows(), expected) << name;
+    EXPECT_EQ(database_->open_failures().size(), std::string_view(name) == "failed" ? 1U : 0U) << name;
     const JournalEntry last = database_->find({.limit = 1}).at(0).entry;
     const bool on_air = std::string_view(name) == "on the air";
     if (last.cause == Cause::server_end) EXPECT_EQ(last.time, start + 60s) << name;

@@ -151,6 +151,7 @@ Async<> JournalHistory::open() {
   opened_ = true;
   if (!job->notice.empty()) log(LogLevel::error, "History", job->notice);
   figures_.prepend(std::move(job->past.figures));
+  open_failures_ = std::move(job->past.open_failures);
   const std::uint64_t next = job->past.next_number;
   const std::uint64_t first = pending_.empty() ? journal().next_number() : pending_.front().number;
   if (first >= next) co_return;

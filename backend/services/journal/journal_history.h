@@ -3,6 +3,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "backend/collaborators/history.h"
 #include "backend/platform/helper_thread.h"
@@ -29,6 +30,9 @@ class JournalHistory final : public History, private JournalReader {
   /// Writes the rest and closes the file, in at most ten seconds.
   Async<> close();
 
+  /// The failures of streams that the server before would have started again; empty without the file.
+  const std::vector<JournalEntry>& open_failures() const noexcept { return open_failures_; }
+
   Async<std::vector<HistoryEntry>> find(HistoryQuery query) override;
   HistorySummary summarize(long long stream_id) const override;
 
@@ -54,6 +58,7 @@ class JournalHistory final : public History, private JournalReader {
   std::shared_ptr<HistoryFile> file_;  ///< shared with the calls that are under way on the thread
   HelperThread thread_;
   HistoryFigures figures_;
+  std::vector<JournalEntry> open_failures_;
 
   std::deque<JournalEntry> pending_;
   std::size_t pending_bytes_ = 0;

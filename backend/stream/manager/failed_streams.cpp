@@ -24,6 +24,13 @@ void FailedStreams::read(const JournalEntry& entry) {
   }
 }
 
+void FailedStreams::resume(const std::vector<JournalEntry>& failed) {
+  for (const JournalEntry& failure : failed) {
+    const auto found = manager_.streams.find(failure.stream_id.value_or(-1));
+    if (found != manager_.streams.end() && found->second->thread.dead()) found->second->tell_failed(failure.text);
+  }
+}
+
 void FailedStreams::stop() {
   for (const auto& [id, wait] : waits_) wait.kill();
   waits_.clear();

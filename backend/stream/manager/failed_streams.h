@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <vector>
 
 #include "backend/collaborators/journal.h"
 #include "backend/platform/task.h"
@@ -17,6 +18,8 @@ class FailedStreams final : public JournalReader {
   ~FailedStreams() override { stop(); }
 
   void read(const JournalEntry& entry) override;
+  /// Begins the waits again that ended with the server before. `failed`: the failures that they followed.
+  void resume(const std::vector<JournalEntry>& failed);
   /// Ends all waits.
   void stop();
 

@@ -196,6 +196,11 @@ TEST_F(StreamManagerTest, WhatTheSupervisionFailedIsStartedAgainUntilItRunsOrIsS
   EXPECT_EQ(world.told.back(), "stopped by a");
   world.loop.advance(1h);
   EXPECT_EQ(world.children.size(), launches);
+  failed.resume({{.stream_id = 0, .text = "x"}, {.stream_id = 7}});
+  world.loop.advance(29s);
+  EXPECT_EQ(world.children.size(), launches);
+  world.loop.advance(2s);
+  EXPECT_EQ(world.children.size(), launches + 1) << "the server before had ended";
 }
 
 TEST_F(StreamManagerTest, DescribesStreamsInTheOrderOfTheRecord) {

@@ -63,6 +63,8 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
 
   /// Says that the transcoder makes progress.
   void tell_running();
+  /// Says that the supervision failed, now or in the server before: it is started again.
+  void tell_failed(std::string_view reason);
 
   /// Keeps what a probe told of an input, with the URL that the document gives it now.
   void note_input(InputAnswer answer);
@@ -133,7 +135,6 @@ class Stream : public Error, public std::enable_shared_from_this<Stream> {
   void tell_ended(JournalEntry end, bool goes_on);
   void tell_stopped(const Reason& reason, std::optional<double> on_air = std::nullopt);
   std::string find_error() const;
-  void tell_failed(std::string_view reason);
 
   SleepWait* launch_delay_ = nullptr;  ///< the wait that the supervision task is in
   std::optional<Reason> reason_;       ///< of the kill that is on its way to the supervision task
