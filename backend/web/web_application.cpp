@@ -40,7 +40,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       history_(manager, history),
       now_(manager, sampler_, ffmpeg_version_),
       server_routes_(probe, ffmpeg_version_),
-      metrics_(manager, ffmpeg_version_, [this] { return server_.figures(); }),
+      metrics_(manager, sampler_, ffmpeg_version_, [this] { return server_.figures(); }),
       events_(manager, figures_of(sampler_)),
       webhooks_(std::move(settings.webhooks)),
       viewers_(std::make_shared<Viewers>(settings.viewers)),

@@ -63,7 +63,7 @@ Async<Response> MetricsRoutes::answer() {
   const auto turn = co_await turns_.acquire();
   const auto text = std::make_shared<MetricsText>();
   co_await add_server(text);
-  co_await add_stream_metrics(text, manager_.all_streams(), counters_);
+  co_await add_stream_metrics(text, manager_.all_streams(), counters_, sampler_);
   Response response = text_response(text->join());
   response.content_type = "text/plain; version=0.0.4; charset=utf-8";
   co_return response;

@@ -10,6 +10,7 @@
 #include "backend/web/events/stream_counters.h"
 #include "backend/web/ffmpeg_version.h"
 #include "backend/web/http_figures.h"
+#include "backend/web/now/sampler.h"
 #include "backend/web/router.h"
 #include "backend/web/server_stream_manager.h"
 
@@ -21,9 +22,10 @@ class MetricsRoutes {
   /// Adds the metrics of one part of the server.
   using Source = std::function<void(MetricsText&)>;
 
-  /// Manager and version outlive the routes.
-  MetricsRoutes(ServerStreamManager& manager, FfmpegVersion& ffmpeg, std::function<HttpFigures()> http)
-      : manager_(manager), ffmpeg_(ffmpeg), http_(std::move(http)) {}
+  /// Manager, sampler and version outlive the routes.
+  MetricsRoutes(ServerStreamManager& manager, const Sampler& sampler, FfmpegVersion& ffmpeg,
+                std::function<HttpFigures()> http)
+      : manager_(manager), sampler_(sampler), ffmpeg_(ffmpeg), http_(std::move(http)) {}
   void add_to(Router& router);
   void add_source(Source source) { sources_.push_back(std::move(source)); }
 
@@ -32,6 +34,7 @@ class MetricsRoutes {
   Async<> add_server(std::shared_ptr<MetricsText> text);
 
   ServerStreamManager& manager_;
+  const Sampler& sampler_;
   FfmpegVersion& ffmpeg_;
   std::function<HttpFigures()> http_;
   std::vector<Source> sources_;

@@ -38,12 +38,14 @@ class StreamMetricsTest : public test::StreamFixture {
  protected:
   std::string metrics() {
     const auto text = std::make_shared<MetricsText>();
-    world.loop.run(add_stream_metrics(text, {stream}, counters));
+    world.loop.run(add_stream_metrics(text, {stream}, counters, sampler));
     return text->join();
   }
   bool shows(const std::string& sample) { return ("\n" + metrics()).find("\n" + sample + "\n") != std::string::npos; }
 
   StreamCounters counters;
+  StreamManager manager;
+  Sampler sampler{manager};
 };
 
 TEST_F(StreamMetricsTest, EachStreamShowsItsStateAndItsFigures) {
@@ -54,13 +56,28 @@ TEST_F(StreamMetricsTest, EachStreamShowsItsStateAndItsFigures) {
   stream->clientinfo->add("index.m3u8", "10.0.0.1", nullptr, 60);
   for (const char* sample :
        {"weir_stream_wanted{stream=\"7\"} 1", "weir_stream_up{stream=\"7\"} 1", "weir_stream_viewers{stream=\"7\"} 1",
-        "weir_stream_speed_ratio{stream=\"7\"} 1", "weir_stream_input_index{stream=\"7\"} 0",
+        "weir_stream_output_bytes_per_second{stream=\"7\"} 262150", "weir_stream_input_index{stream=\"7\"} 0",
         "weir_stream_cpu_seconds_total{stream=\"7\"} 2.5", "weir_stream_resident_bytes{stream=\"7\"} 52428800"})
     EXPECT_TRUE(shows(sample)) << sample << "\n" << metrics();
   world.child().exit(1);
   world.loop.settle();
   EXPECT_TRUE(shows("weir_stream_up{stream=\"7\"} 0"));
   EXPECT_EQ(metrics().find("weir_stream_resident_bytes{"), std::string::npos);
+}
+
+TEST_F(StreamMetricsTest, AStarvingStreamIsSlowAndOneThatOnlyWritesHlsHasABitRate) {
+  manager.streams.emplace(7, stream);
+  const Task sampling = spawn("sampler", sampler.run());
+  run_to_first_progress();
+  stream->stats.bitrate = {};
+  for (int i = 0; i < 12; ++i) {
+    stream->findings.segment_rates.complete(0, 500'000, now());
+    world.loop.advance(4s);
+  }
+  EXPECT_TRUE(shows("weir_stream_speed_ratio{stream=\"7\"} 0")) << metrics();
+  EXPECT_TRUE(shows("weir_stream_output_bytes_per_second{stream=\"7\"} 125000")) << metrics();
+  sampling.kill();
+  world.loop.settle();
 }
 
 TEST_F(StreamMetricsTest, RestartsCountByCauseAndAStopIsNone) {

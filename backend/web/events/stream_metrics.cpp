@@ -18,8 +18,9 @@ using Family = MetricsText::Family;
 /// The families of streams, and the one place that fills them.
 class StreamFamilies {
  public:
-  explicit StreamFamilies(MetricsText& text)
-      : info_(text.family("weir_stream_info", Type::gauge, "1 for each stream, with what it is called.")),
+  StreamFamilies(MetricsText& text, const Sampler& sampler)
+      : sampler_(sampler),
+        info_(text.family("weir_stream_info", Type::gauge, "1 for each stream, with what it is called.")),
         wanted_(text.family("weir_stream_wanted", Type::gauge, "1 while the stream is meant to run, 0 while stopped.")),
         up_(text.family("weir_stream_up", Type::gauge, "1 while the stream's transcoder makes progress, else 0.")),
         launches_(
@@ -30,10 +31,11 @@ class StreamFamilies {
         viewers_(text.family("weir_stream_viewers", Type::gauge, "Viewers of HLS and HTTP outputs now.")),
         input_(text.family("weir_stream_input_index", Type::gauge, "The input in use; 0 is the preferred one.")),
         speed_(text.family("weir_stream_speed_ratio", Type::gauge,
-                           "Media time by real time since the transcoder's start, as it prints it.")),
+                           "Media time by real time over the last 30 s; absent in a run's first seconds.")),
         fps_(text.family("weir_stream_frames_per_second", Type::gauge, "Frames encoded per second.")),
         bytes_(text.family("weir_stream_output_bytes_per_second", Type::gauge,
-                           "Bit rate of the output by 8, as the transcoder prints it; absent where it prints none.")),
+                           "Bit rate by 8: of the output as the transcoder prints it, else of HLS segments, else of "
+                           "recordings; absent where none is known.")),
         media_(text.family("weir_stream_media_seconds", Type::gauge, "Media time since the transcoder's start.")),
         cpu_(text.family("weir_stream_cpu_seconds_total", Type::counter,
                          "CPU time of the transcoder; begins again with each.")),
@@ -59,10 +61,10 @@ class StreamFamilies {
  private:
   void add_progress(const Stream& stream, const std::string& labels) {
     input_.add(labels, static_cast<double>(stream.ffmpeg->input_index));
-    speed_.add(labels, stream.stats.speed.value);
+    const Measured measured = sampler_.measure(stream);
+    if (measured.speed) speed_.add(labels, *measured.speed);
     fps_.add(labels, stream.stats.fps.value);
-    // It stays the integer 0 while "N/A" is printed.
-    if (!stream.stats.bitrate.integer) bytes_.add(labels, stream.stats.bitrate.value * 125);
+    if (measured.bitrate) bytes_.add(labels, *measured.bitrate * 125);
     media_.add(labels, static_cast<double>(stream.stats.time));
   }
 
@@ -78,15 +80,16 @@ class StreamFamilies {
     }
   }
 
+  const Sampler& sampler_;
   Family info_, wanted_, up_, launches_, restarts_, viewers_, input_, speed_, fps_, bytes_, media_, cpu_, memory_;
 };
 
 }  // namespace
 
 Async<> add_stream_metrics(std::shared_ptr<MetricsText> text, std::vector<std::shared_ptr<Stream>> streams,
-                           const StreamCounters& counters) {
+                           const StreamCounters& counters, const Sampler& sampler) {
   constexpr std::size_t part = 64;
-  StreamFamilies families(*text);
+  StreamFamilies families(*text, sampler);
   for (std::size_t i = 0; i < streams.size(); ++i) {
     if (i % part == part - 1) co_await yield_to_others();
     families.add(*streams[i], counters.of(streams[i]->id));
