@@ -340,8 +340,9 @@ void JournalDatabase::visit_since(WallTime since, const std::function<void(const
 
 void JournalDatabase::visit_first_times(const std::function<void(long long, WallTime)>& visit) {
   SqliteStatement rows = sqlite_.prepare(
-      "SELECT stream, first FROM entries WHERE number IN (SELECT min(number) FROM entries WHERE stream IS NOT NULL "
-      "GROUP BY stream)");
+      "SELECT stream, first FROM entries WHERE number IN (SELECT min(number) FROM entries LEFT JOIN (SELECT stream AS "
+      "id, max(number) AS deleted FROM entries WHERE kind = 'deleted' GROUP BY stream) ON id = stream WHERE stream IS "
+      "NOT NULL AND number > coalesce(deleted, 0) GROUP BY stream)");
   while (rows.step()) {
     const long long stream = rows.read_integer();
     visit(stream, from_milliseconds(rows.read_integer()));

@@ -42,7 +42,7 @@ class JournalDatabase {
   std::vector<HistoryEntry> find(const HistoryQuery& query);
   /// Visits the entries from that time on, the oldest first.
   void visit_since(WallTime since, const std::function<void(const HistoryEntry&)>& visit);
-  /// Visits the time of each stream's first entry.
+  /// Visits the time of each stream's first entry, those of an earlier stream of the same id left out.
   void visit_first_times(const std::function<void(long long stream_id, WallTime)>& visit);
 
  private:

@@ -3,6 +3,8 @@
 #include <fmt/core.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "tests/support/temporary_directory.h"
 
 namespace weir {
@@ -160,6 +162,9 @@ TEST_F(JournalDatabaseTest, FindsWhatIsAskedFor) {
       {{.stream_id = 3}, ""},
   };
   for (const auto& [query, expected] : cases) EXPECT_EQ(rows(query), expected);
+  std::map<long long, WallTime> first_times;
+  database_->visit_first_times([&](long long stream, WallTime time) { first_times[stream] = time; });
+  EXPECT_EQ(first_times, (std::map<long long, WallTime>{{1, start + 5s}, {2, start + 6s}}));
 }
 
 TEST_F(JournalDatabaseTest, WhatWasAtWorkWhenTheServerDiedEndsWhenItWasLastKnownAlive) {
