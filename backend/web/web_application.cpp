@@ -14,8 +14,8 @@ FigureFeed figures_of(Sampler& sampler) {
   feed.hold = [&sampler] { return std::make_shared<Sampler::FastSeat>(sampler); };
   feed.next = [&sampler] { return sampler.next(); };
   feed.read = [&sampler](const Stream& stream) {
-    const Sampler::Sample* sample = sampler.find(stream.id);
-    return sample ? sample->values : EventFigures();
+    const FigureValues* sample = sampler.find(stream.id);
+    return sample ? *sample : EventFigures();
   };
   return feed;
 }

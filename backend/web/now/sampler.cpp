@@ -132,42 +132,50 @@ void Sampler::sample(const Stream& stream, std::optional<long long> now_step) {
     kept.process = stream.proc->pid();
     kept.points.clear();
     kept.recordings.reset();
-    kept.sample.reset();
+    kept.cpu.reset();
+    kept.step_cpu.reset();
   }
-  Sample sample;
-  read_process(stream, kept, sample);
+  FigureValues sample;
+  const std::optional<CpuPoint> cpu = read_process(stream, sample);
   const Measured measured = measure(stream, &kept);
   const auto set = [&](Figure figure, std::optional<double> value) {
-    sample.values[static_cast<std::size_t>(figure)] = value;
+    sample[static_cast<std::size_t>(figure)] = value;
   };
+  set(Figure::cpu, percent(kept.cpu, cpu));
   set(Figure::speed, measured.speed);
   if (stream.stats.taken_at) set(Figure::fps, stream.stats.fps.value);
   set(Figure::bitrate, measured.bitrate);
   set(Figure::viewers, static_cast<double>(stream.clientinfo->size()));
   kept.sample = sample;
-  kept.time = now();
+  kept.cpu = cpu;
   if (!now_step) return;
-  kept.series.put(*now_step, sample.values);
+  // Of the whole step, also when there were samples within.
+  set(Figure::cpu, percent(kept.step_cpu, cpu));
+  kept.step_cpu = cpu;
+  kept.series.put(*now_step, sample);
   if (kept.points.size() == kept_points) kept.points.erase(kept.points.begin());
   if (const auto point = media_point(stream.stats)) kept.points.push_back(*point);
 }
 
-void Sampler::read_process(const Stream& stream, Kept& kept, Sample& sample) {
+std::optional<Sampler::CpuPoint> Sampler::read_process(const Stream& stream, FigureValues& sample) {
   constexpr double mebibyte = 1 << 20;
   try {
-    sample.cpu_time = stream.procinfo->cpu_time();
+    const CpuPoint cpu{now(), stream.procinfo->cpu_time()};
     const double rss = static_cast<double>(stream.procinfo->memory_info().rss);
-    sample.values[static_cast<std::size_t>(Figure::memory)] = rss / mebibyte;
+    sample[static_cast<std::size_t>(Figure::memory)] = rss / mebibyte;
+    return cpu;
   } catch (const NoSuchProcess&) {
     // It has ended; the supervision task is about to see that.
+    return std::nullopt;
   }
-  if (!sample.cpu_time || !kept.sample || !kept.sample->cpu_time) return;
-  const Seconds passed = now() - kept.time;
-  const Seconds used = *sample.cpu_time - *kept.sample->cpu_time;
-  if (passed.count() > 0) sample.values[static_cast<std::size_t>(Figure::cpu)] = 100 * used / passed;
 }
 
-const Sampler::Sample* Sampler::find(long long stream_id) const {
+std::optional<double> Sampler::percent(const std::optional<CpuPoint>& earlier, const std::optional<CpuPoint>& later) {
+  if (!earlier || !later || later->time <= earlier->time) return std::nullopt;
+  return 100 * Seconds(later->used - earlier->used) / Seconds(later->time - earlier->time);
+}
+
+const FigureValues* Sampler::find(long long stream_id) const {
   const auto found = kept_.find(stream_id);
   return found == kept_.end() || !found->second->sample ? nullptr : &*found->second->sample;
 }

@@ -38,11 +38,6 @@ struct Measured {
 /// while somebody listens. The "since the last query" figures of the information record are not disturbed.
 class Sampler {
  public:
-  struct Sample {
-    FigureValues values;
-    std::optional<std::chrono::nanoseconds> cpu_time;  ///< of the transcoder since its start
-  };
-
   /// While one exists, samples are taken every second, the first at once. The sampler outlives it.
   class FastSeat {
    public:
@@ -67,7 +62,7 @@ class Sampler {
   Async<> next() { co_await sampled_.wait(); }
 
   /// The latest sample; null for a stream whose transcoder did not run then.
-  const Sample* find(long long stream_id) const;
+  const FigureValues* find(long long stream_id) const;
   /// Null for a stream that never ran, or not within the last hour or two.
   const FigureSeries* find_series(long long stream_id) const;
   /// The newest step of all series.
@@ -83,12 +78,18 @@ class Sampler {
     std::uint64_t bytes = 0;
     std::optional<double> kilobits;
   };
+  /// CPU time of a transcoder since its start.
+  struct CpuPoint {
+    TimePoint time;
+    std::chrono::nanoseconds used;
+  };
   struct Kept {
     pid_t process = 0;
     std::vector<MediaPoint> points;  ///< of the last steps
     std::optional<Growth> recordings;
-    TimePoint time;
-    std::optional<Sample> sample;
+    std::optional<CpuPoint> cpu;       ///< at the latest sample
+    std::optional<CpuPoint> step_cpu;  ///< at the latest step
+    std::optional<FigureValues> sample;
     FigureSeries series;
   };
   struct Recordings {
@@ -100,7 +101,8 @@ class Sampler {
   Async<> wait_for_next();
   Async<> sample_all();
   void sample(const Stream& stream, std::optional<long long> step);
-  static void read_process(const Stream& stream, Kept& kept, Sample& sample);
+  static std::optional<CpuPoint> read_process(const Stream& stream, FigureValues& sample);
+  static std::optional<double> percent(const std::optional<CpuPoint>& earlier, const std::optional<CpuPoint>& later);
   static Measured measure(const Stream& stream, const Kept* kept);
   void begin_recordings(const std::vector<std::shared_ptr<Stream>>& streams);
   Async<> measure_recordings(std::vector<Recordings> all, std::shared_ptr<FileSizes> sizes);

@@ -53,8 +53,8 @@ class SamplerTest : public test::StreamFixture {
     }
   }
   std::optional<double> latest(Figure figure) const {
-    const Sampler::Sample* sample = sampler.find(7);
-    return sample ? sample->values[static_cast<std::size_t>(figure)] : std::nullopt;
+    const FigureValues* sample = sampler.find(7);
+    return sample ? (*sample)[static_cast<std::size_t>(figure)] : std::nullopt;
   }
 
   StreamManager manager;
@@ -89,14 +89,20 @@ TEST_F(SamplerTest, LooksEverySecondOnlyWhileSomebodyListens) {
     const Sampler::FastSeat another(sampler);
     world.loop.settle();
     EXPECT_EQ(passes, 7);
-    pass(20, 1);
+    pass(5, 1);
+    world.child().cpu_time += 1s;
+    pass(15, 1);
     EXPECT_EQ(passes, 27);
   }
   pass(31, 1);
   EXPECT_NEAR(passes, 31, 1);
   const FigureSeries& series = *sampler.find_series(7);
-  for (long long step = sampler.newest_step() - 8; step <= sampler.newest_step(); ++step)
+  double cpu = 0;
+  for (long long step = sampler.newest_step() - 8; step <= sampler.newest_step(); ++step) {
     EXPECT_EQ(series.at(Figure::fps, step), 25) << step;
+    cpu += series.at(Figure::cpu, step).value_or(0);
+  }
+  EXPECT_NEAR(cpu, 9 * 25 + 10, 1) << "a step has what was used in all of its seconds";
 }
 
 TEST_F(SamplerTest, ARunThatEndsLeavesAGapAndTheNextBeginsAnew) {
