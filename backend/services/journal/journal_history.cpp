@@ -206,10 +206,11 @@ void JournalHistory::note_failure(const std::string& reason) {
 
 void JournalHistory::note_success() {
   retry_at_.reset();
-  if (failure_.empty()) return;
-  failure_.clear();
-  log(LogLevel::info, "History",
-      fmt::format("{} is written again; {} entries were lost", path_, std::exchange(dropped_, 0)));
+  const bool has_failed = !std::exchange(failure_, {}).empty();
+  if (!has_failed && dropped_ == 0) return;
+  log(has_failed ? LogLevel::info : LogLevel::warning, "History",
+      fmt::format("{} is written {}; {} entries were lost", path_, has_failed ? "again" : "too slowly",
+                  std::exchange(dropped_, 0)));
 }
 
 Async<> JournalHistory::close_file() {

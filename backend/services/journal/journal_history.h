@@ -62,7 +62,7 @@ class JournalHistory final : public History, private JournalReader {
 
   std::deque<JournalEntry> pending_;
   std::size_t pending_bytes_ = 0;
-  std::size_t dropped_ = 0;  ///< entries that found no room while the file could not be written
+  std::size_t dropped_ = 0;  ///< entries that found no room while the file was not written
   std::optional<TimePoint> pending_since_;
   std::optional<TimePoint> retry_at_;  ///< set while the file can't be written
   std::string failure_;                ///< why; empty while it can

@@ -193,6 +193,14 @@ TEST_F(JournalHistoryTest, WhileItCannotBeWrittenTheNewestEntriesAreKeptInLimite
   EXPECT_EQ(find({.limit = 1}).at(0).entry.number, first + 9999);
 }
 
+TEST_F(JournalHistoryTest, EntriesThatComeFasterThanTheyAreWrittenAreCountedAsLost) {
+  start();
+  for (int i = 0; i < 10'000; ++i) tell(JournalKind::notice, std::string(1000, 'x'));
+  const std::size_t kept = count();
+  EXPECT_EQ(log_lines_,
+            std::vector{fmt::format("{} is written too slowly; {} entries were lost", path_, 10'000 - kept)});
+}
+
 TEST_F(JournalHistoryTest, ALockedFileIsOpenedLaterAndTheNumbersOfEntriesUntilThenFollowItsOwn) {
   start();
   tell();
