@@ -102,7 +102,7 @@ void WebhookTarget::note(const HttpSender::Answer& answer, Verdict verdict) {
   }
   if (verdict == Verdict::give_up) ++figures_.given_up;
   if (!std::exchange(failing_, true))
-    log(LogLevel::warning, "Webhooks", fmt::format("webhook {} fails: {} ({})", name_, outcome, webhook_.url));
+    log(LogLevel::warning, "Webhooks", fmt::format("webhook {} to {} fails: {}", name_, webhook_.url, outcome));
 }
 
 }  // namespace weir
