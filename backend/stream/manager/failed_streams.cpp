@@ -32,8 +32,10 @@ void FailedStreams::resume(const std::vector<JournalEntry>& failed) {
 }
 
 void FailedStreams::stop() {
-  for (const auto& [id, wait] : waits_) wait.kill();
+  for (const auto* tasks : {&waits_, &starts_})
+    for (const auto& [id, task] : *tasks) task.kill();
   waits_.clear();
+  starts_.clear();
 }
 
 void FailedStreams::forget(long long stream_id) {
@@ -45,7 +47,8 @@ void FailedStreams::forget(long long stream_id) {
 
 Async<> FailedStreams::start_later(long long stream_id, double seconds) {
   co_await sleep_seconds(seconds);
-  waits_.erase(stream_id);  // the start must not end this task
+  starts_[stream_id] = std::move(waits_[stream_id]);
+  waits_.erase(stream_id);
   const auto found = manager_.streams.find(stream_id);
   if (found == manager_.streams.end()) co_return;
   const std::shared_ptr<Stream> stream = found->second;

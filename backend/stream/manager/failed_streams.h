@@ -20,7 +20,7 @@ class FailedStreams final : public JournalReader {
   void read(const JournalEntry& entry) override;
   /// Begins the waits again that ended with the server before. `failed`: the failures that they followed.
   void resume(const std::vector<JournalEntry>& failed);
-  /// Ends all waits.
+  /// Ends all waits, and the starts under way.
   void stop();
 
  private:
@@ -28,7 +28,8 @@ class FailedStreams final : public JournalReader {
   void forget(long long stream_id);
 
   StreamManager& manager_;
-  std::map<long long, Task> waits_;  ///< by stream
+  std::map<long long, Task> waits_;   ///< by stream
+  std::map<long long, Task> starts_;  ///< those whose wait is over: the start's own entry must not end them
 };
 
 }  // namespace weir
