@@ -2,10 +2,12 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "backend/base/log.h"
 #include "backend/base/members.h"
+#include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
 
 namespace weir {
@@ -15,9 +17,19 @@ namespace {
 constexpr double default_interval = 3;
 constexpr double max_interval = 3600;
 
+// As in addresses: 2.9 is not stream 2.
+bool is_id(const Value& id) {
+  return id.is_number_integer() || (id.is_string() && is_number(id.get_ref<const std::string&>()));
+}
+
 std::vector<Value> read_ids(const Value& form) {
+  constexpr std::size_t max_shown_bytes = 200;
   const Value& ids = member(form, "ids");
   if (!ids.is_array()) throw HttpError(400, "\"ids\" must be a list of stream ids");
+  const auto wrong = std::ranges::find_if_not(ids, is_id);
+  if (wrong != ids.end())
+    throw HttpError(400, fmt::format("ids: {} is not a stream id (a whole number, or a text of digits)",
+                                     to_json(*wrong).substr(0, max_shown_bytes)));
   return {ids.begin(), ids.end()};
 }
 

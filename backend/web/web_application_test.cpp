@@ -129,6 +129,8 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
       {"POST", "/api/streams/0/clients", R"({"filename": "index.m3u8", "addr": 7})", 400},
       {"DELETE", "/api/streams/0/clients", R"({"filename": "x", "addr": "10.0.0.5", "port": 80})", 400},
       {"POST", "/api/batch/start", R"({"ids": "0"})", 400},
+      {"POST", "/api/batch/delete", R"({"ids": [0, 0.5]})", 400},
+      {"POST", "/api/batch/delete", R"({"ids": [0, " 1"]})", 400},
       {"POST", "/api/batch/start", R"({"ids": [], "interval": 3600.5})", 400},
       {"POST", "/api/batch/restart", R"({"ids": [], "log_format": "{id:>9999999}"})", 400},
       {"POST", "/api/batch/restart", R"({"ids": [0, "1", 77], "log_format": "{{{id}}} {label}"})", 200},

@@ -151,15 +151,15 @@ async function useLinks(api, path) {
 async function useBatch(api, id) {
   const {body: copy} = await api.call('POST /api/streams/{id}/copy', {path: {id}, status: 201, body: {label: 'Copy'}});
   await api.call('POST /api/streams/{id}/copy', {path: {id}, status: 400, body: fault});
-  const ids = [String(copy.id), 99, null];
+  const ids = [String(copy.id), 99];
   for (const [name, more] of [['patch', {form: {label: 'Changed'}}], ['start', {interval: 0}], ['restart', {log_format: '{id}'}], ['stop', {}]]) {
     const {body} = await api.call(`POST /api/batch/${name}`, {body: {ids, ...more}});
-    assert.deepEqual(body.results.map(({ok}) => ok), [true, false, false], name);
+    assert.deepEqual(body.results.map(({ok}) => ok), [true, false], name);
     await api.call(`POST /api/batch/${name}`, {status: 400, body: {}});
   }
   await eventually('the stop', 20, async () => (await api.call('GET /api/stats')).body.stopped === 2);
   await api.call('POST /api/batch/delete', {body: {ids}});
-  await api.call('POST /api/batch/delete', {status: 400, body: {}});
+  await api.call('POST /api/batch/delete', {status: 400, body: {ids: [0.5]}});
   await api.call('POST /api/streams/{id}/start', {path: {id: copy.id}, status: 404});
 }
 
