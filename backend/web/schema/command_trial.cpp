@@ -1,10 +1,8 @@
 #include "backend/web/schema/command_trial.h"
 
-#include <algorithm>
-#include <array>
 #include <nlohmann/json.hpp>
 
-#include "backend/base/log.h"
+#include "backend/base/mask_passwords.h"
 #include "backend/base/members.h"
 #include "backend/collaborators/jsonconf.h"
 #include "backend/collaborators/siblings.h"
@@ -43,10 +41,11 @@ Async<CommandTrial> try_command(std::shared_ptr<const Value> document, int input
 }
 
 std::vector<std::string> mask_command(std::vector<std::string> command) {
-  constexpr std::array<std::string_view, 4> secret{"-passphrase", "-cookies", "-headers", "-rtmp_playpath"};
-  for (std::size_t i = 0; i < command.size(); ++i) {
-    const bool hidden = i > 0 && std::ranges::find(secret, command[i - 1]) != secret.end();
-    command[i] = hidden ? "***" : mask_passwords(command[i]);
+  bool hidden = false;
+  for (std::string& argument : command) {
+    const bool hides_next = argument.starts_with('-') && is_secret_name(argument);
+    argument = hidden ? masked_secret : mask_passwords(argument);
+    hidden = hides_next;
   }
   return command;
 }

@@ -7,6 +7,7 @@
 #include "backend/platform/files.h"
 #include "backend/services/transcoder/transcoder.h"
 #include "backend/stream/manager/stream_manager.h"
+#include "backend/web/schema/command_trial.h"
 #include "backend/web/schema/json_schema.h"
 #include "backend/web/schema/likely_name.h"
 #include "backend/web/schema/rule_tree.h"
@@ -125,6 +126,18 @@ TEST_F(FormCheckTest, WhatIsUnknownIsKeptAndNamedWithWhatWasMeant) {
   EXPECT_EQ(form_.at("vidoe").at("bitrate"), 1);
   ASSERT_EQ(post(R"({"input":{},"output":{}})"), "");
   EXPECT_EQ(details_.warnings.size(), 2U) << "a draft";
+}
+
+TEST_F(FormCheckTest, TheShownCommandHidesSecretsAndNothingElse) {
+  ASSERT_EQ(post(R"({"input.0":{"url":"srt://h:9710","options":{"streamid":"read/news","passphrase":"ten-bytes-or-more",
+      "latency":20}},"video.renditions":[{"height":720,"bitrate":1800},{"height":360,"audio_bitrate":64}],
+      "output.0":{"protocol":"hls","playlist_name":"index.m3u8"}})"),
+            "");
+  std::string hidden;
+  const std::vector<std::string> shown = mask_command(details_.command);
+  for (std::size_t i = 1; i < shown.size(); ++i)
+    if (shown[i] != details_.command[i]) hidden += fmt::format("{} {}, ", shown[i - 1], shown[i]);
+  EXPECT_EQ(hidden, "-streamid ***, -passphrase ***, ");
 }
 
 TEST_F(FormCheckTest, StoredFaultsStandInTheWayOfTheirOwnMembersOnly) {
