@@ -294,6 +294,7 @@ TEST_F(WebApplicationTest, AStreamWithAccessByLinkIsWatchedWithAValidTokenOnly) 
                                                {"/stream/0/" + token + "/a.ts", 404},
                                                {"/0/" + token + "/access", 204},
                                                {"/1/access", 204},
+                                               {"/9/access", 403},
                                                {"/1/" + token + "/access", 403},
                                                {"/0/" + token + "/x/index.m3u8", 404}};
   for (const auto& [target, status] : cases) EXPECT_EQ(ask("GET", target).status, status) << target;

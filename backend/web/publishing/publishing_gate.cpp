@@ -30,7 +30,12 @@ std::optional<Response> PublishingGate::refuse(Request& request) {
   const std::size_t at = path[0] == "stream" ? 1 : 0;
   const bool is_published = path.size() > at + 1 && is_number(path[at]) && path.size() <= at + 3;
   if (!is_published) return std::nullopt;
-  if (path.size() == at + 2) return refuse_without_token(path[at]);
+  if (path.size() == at + 2) {
+    std::optional<Response> refusal = refuse_without_token(path[at]);
+    // A proxy takes 403 for a refusal, and 404 for a failure.
+    if (refusal && at == 0 && path[1] == "access") refusal->status = 403;
+    return refusal;
+  }
   if (!links_.is_valid(parse_integer(path[at]).value_or(-1), path[at + 1])) return answer(403, needs_link);
   path.erase(path.begin() + static_cast<std::ptrdiff_t>(at) + 1);
   return std::nullopt;
