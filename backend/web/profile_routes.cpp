@@ -54,6 +54,15 @@ bool file_uses(const std::string& file, const std::string& profile_id) {
   }
 }
 
+// Tells which stream can't be loaded with the profile.
+Async<> try_on(std::shared_ptr<const Stream> stream, std::shared_ptr<const ProfileDraft> draft) {
+  try {
+    co_await try_profile(stream->conf, draft);
+  } catch (const HttpError& refusal) {
+    throw FormError({{"", fmt::format("stream {}: {}", stream->id, refusal.what())}});
+  }
+}
+
 }  // namespace
 
 void ProfileRoutes::add_to(Router& router) {
@@ -133,7 +142,7 @@ Async<Response> ProfileRoutes::change(std::string id, Value form, std::string by
   const Value checked = prepare_profile_form(profiles_.read(number), form, warnings);
   const std::shared_ptr<ProfileDraft> draft = profiles_.draft_change(number, checked);
   if (!draft) throw HttpError(400, profiles_.get_error_msg());
-  for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_profile(stream->conf, draft);
+  for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_on(stream, draft);
   co_await store(draft);
   tell(JournalKind::changed, number, std::move(by));
   Value answer{{"ok", true}};

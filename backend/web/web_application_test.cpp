@@ -119,7 +119,10 @@ TEST_F(WebApplicationTest, ANewStreamIsStoppedSavedAndListed) {
 TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
   add();
   world_.add_profile(5, Value::object());
-  add(R"({"profile": "05", "input": {}, "output": {}})");
+  const std::string long_text(131'000, 'x');
+  std::string members;
+  for (int i = 0; i < 7; ++i) members += fmt::format(R"(,"k{}":"{}")", i, long_text);
+  add(R"({"profile": "05", "input": {}, "output": {})" + members + "}");
   const std::tuple<const char*, const char*, std::string, int> cases[] = {
       {"POST", "/api/streams", "[]", 400},
       {"POST", "/api/streams", R"({"label": "no input"})", 400},
@@ -147,6 +150,8 @@ TEST_F(WebApplicationTest, EveryRefusalHasItsStatus) {
   }
   EXPECT_EQ(read_file(path("0.conf"), 1 << 20), before);
   EXPECT_EQ(manager_.stream_next_id, 2);
+  const Response broken = ask("PATCH", "/api/profiles/5", fmt::format(R"({{"video.x": "{}"}})", long_text));
+  EXPECT_TRUE(broken.body.starts_with(R"({"error":"stream 1: )")) << broken.body.substr(0, 200);
 }
 
 TEST_F(WebApplicationTest, AFormIsAnsweredWithAllFindingsAndACheckChangesNothing) {
