@@ -9,30 +9,12 @@
 #include <filesystem>
 
 #include "bench/loopback_server.h"
+#include "bench/process_usage.h"
 #include "bench/stream_files.h"
 
 namespace weir::bench {
 
 namespace {
-
-struct Usage {
-  double cpu_seconds = 0;  ///< of all threads
-  double mebibytes = 0;    ///< resident
-};
-
-Usage usage_of(pid_t pid) {
-  Usage usage;
-  for (const auto& thread : std::filesystem::directory_iterator(fmt::format("/proc/{}/task", pid))) {
-    double nanoseconds = 0;
-    std::ifstream(thread.path() / "schedstat") >> nanoseconds;
-    usage.cpu_seconds += nanoseconds / 1e9;
-  }
-  long size = 0;
-  long resident = 0;
-  std::ifstream(fmt::format("/proc/{}/statm", pid)) >> size >> resident;
-  usage.mebibytes = static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / (1 << 20);
-  return usage;
-}
 
 int subscribe() {
   const int connection = connect_to_server();
@@ -102,7 +84,7 @@ void measure(const char* name, pid_t pid, int seconds, const Subscribers* subscr
   const Usage after = usage_of(pid);
   const double megabytes = (subscribers ? subscribers->megabytes() : 0) - bytes_before;
   fmt::print("{:<34} {:6.2f} % of a core  {:6.1f} MB  {:6.2f} MB/s to subscribers  {} lost\n", name,
-             100 * (after.cpu_seconds - before.cpu_seconds) / passed, after.mebibytes, megabytes / passed,
+             100 * (after.cpu_seconds - before.cpu_seconds) / passed, resident_mebibytes(pid), megabytes / passed,
              subscribers ? subscribers->lost() : 0);
 }
 

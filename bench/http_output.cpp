@@ -16,6 +16,7 @@
 
 #include "bench/live_source.h"
 #include "bench/loopback_server.h"
+#include "bench/process_usage.h"
 
 namespace {
 

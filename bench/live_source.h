@@ -39,13 +39,6 @@ inline void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-inline double resident_mebibytes(pid_t pid) {
-  long size = 0;
-  long resident = 0;
-  std::ifstream(fmt::format("/proc/{}/statm", pid)) >> size >> resident;
-  return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / (1 << 20);
-}
-
 inline void print_rounds(const std::vector<double>& times, const std::vector<double>& cpus) {
   fmt::print(
       "{} rounds: median {:.2f} ms, 99 % {:.2f} ms, longest {:.2f} ms; most CPU until an answer {:.2f} ms, 99 % {:.2f} "

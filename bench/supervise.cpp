@@ -29,6 +29,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/process_usage.h"
 #include "bench/stream_files.h"
 
 extern char** environ;
@@ -40,31 +41,9 @@ using namespace std::chrono_literals;
 
 constexpr int port = 18473;
 
-struct Usage {
-  double cpu_seconds = 0;  ///< of all threads
-  long switches = 0;       ///< voluntary context switches of all threads: wake-ups
-};
-
-Usage usage_of(pid_t pid) {
-  Usage usage;
-  for (const auto& thread : std::filesystem::directory_iterator(fmt::format("/proc/{}/task", pid))) {
-    double nanoseconds = 0;
-    std::ifstream(thread.path() / "schedstat") >> nanoseconds;
-    usage.cpu_seconds += nanoseconds / 1e9;
-    std::ifstream status(thread.path() / "status");
-    for (std::string line; std::getline(status, line);) {
-      if (line.starts_with("voluntary_ctxt_switches:")) usage.switches += std::atol(line.c_str() + 24);
-    }
-  }
-  return usage;
-}
-
-double resident_mebibytes(pid_t pid) {
-  long size = 0;
-  long resident = 0;
-  std::ifstream(fmt::format("/proc/{}/statm", pid)) >> size >> resident;
-  return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / (1 << 20);
-}
+using weir::bench::resident_mebibytes;
+using weir::bench::Usage;
+using weir::bench::usage_of;
 
 // The children of a process that run the transcoder already.
 std::size_t transcoders_of(pid_t pid, const std::string& name) {
