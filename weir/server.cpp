@@ -119,10 +119,11 @@ int Server::run() {
 }
 
 Async<> Server::serve() {
-  web_.server().start();
   co_await history_.start();
   const bool started = co_await start_streams();
   if (started) {
+    // Who has connected meanwhile gets an answer now: players that were refused would show an error.
+    web_.server().start();
     web_.set_ready(true);
     const Task retries = spawn("missing streams", manager_.retry_missing_streams());
     const Task repetitions = spawn("repeated log lines", report_repetitions());
