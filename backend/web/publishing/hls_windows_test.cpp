@@ -173,13 +173,12 @@ TEST_F(HlsWindowsTest, WhatHasLeftThePlaylistIsFetchableForAWhileAndThenRemoved)
 TEST_F(HlsWindowsTest, WhatHasLeftThePlaylistIsFetchableOverFurtherCyclesAndServers) {
   run_cycle(8);
   restart_server();
-  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), true);
   begin();
   write_segments(4, 0, 1);  // 4 s, in which 4 segments of 4 s left a playlist of 12 s
   end();
-  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), true);
+  EXPECT_TRUE(fs::exists(kept(segment_name(0, base_ + 1))));
   run_cycle(3);
-  EXPECT_EQ(fs::exists(kept(segment_name(0, base_ + 1))), false);
+  EXPECT_FALSE(fs::exists(kept(segment_name(0, base_ + 1))));
   EXPECT_EQ(shown(), "1|*12 13 14 ");
 }
 

