@@ -56,7 +56,7 @@ TEST_F(StreamRecordsTest, AddedMembersFollowThoseOfTheModuleAndHideNothingWhenTh
   for (const char* when : {"made", "kept"}) {
     std::string text;
     records.append(text, *stream, "h");
-    EXPECT_TRUE(text.ends_with(R"(},"broken":null,"times":7})")) << when << text;
+    EXPECT_TRUE(text.ends_with(R"(,"broken":null,"times":7})")) << when << text;
   }
   records.forget(7);
   EXPECT_EQ(forgotten, 7);

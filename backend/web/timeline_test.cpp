@@ -78,11 +78,6 @@ TEST(Timeline, ShowsStatusAndInputAsIntervalsAndRestartsWithTheirCauses) {
        {{10, ended, 0, Cause::server_end}, {30, started}, {31, running, 0}},
        "00:00-00:10 running 0, 00:10-00:30 server_down, 00:30-00:31 starting, 00:31-01:00 running 0",
        ""},
-      {"added",
-       {},
-       {{20, added}, {30, started}, {40, failed}},
-       "00:20-00:30 stopped, 00:30-00:40 starting, 00:40-01:00 failed",
-       ""},
   };
   for (const auto& [name, before, events, intervals, restarts] : cases) {
     std::vector<HistoryEntry> rows;

@@ -48,7 +48,7 @@ TEST_F(StreamMetricsTest, EachStreamShowsItsStateAndItsFigures) {
   world.child().cpu_time = 2500ms;
   stream->clientinfo->add("index.m3u8", "10.0.0.1", nullptr, 60);
   for (const char* sample :
-       {"weir_stream_wanted{stream=\"7\"} 1", "weir_stream_up{stream=\"7\"} 1", "weir_stream_viewers{stream=\"7\"} 1",
+       {"weir_stream_wanted{stream=\"7\"} 1", "weir_stream_up{stream=\"7\"} 1",
         "weir_stream_output_bytes_per_second{stream=\"7\"} 262150", "weir_stream_input_index{stream=\"7\"} 0",
         "weir_stream_cpu_seconds_total{stream=\"7\"} 2.5", "weir_stream_resident_bytes{stream=\"7\"} 52428800"})
     EXPECT_TRUE(shows(sample)) << sample << "\n" << metrics();

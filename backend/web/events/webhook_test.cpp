@@ -94,12 +94,12 @@ TEST(WebhookTest, AUrlThatIsSentBackAsItIsShownKeepsItsSecrets) {
 TEST(WebhookTest, EachGetsWhatItAsksFor) {
   const JournalEntry ended{.kind = JournalKind::ended, .cause = Cause::stalled};
   const JournalEntry status{.kind = JournalKind::status};
-  const Webhook any;
+  const Webhook any{};
   EXPECT_TRUE(any.wants(ended) && !any.wants(status));
-  EXPECT_TRUE(Webhook{.kinds = {JournalKind::status}}.wants(status));
-  const Webhook stalled{.causes = {Cause::stalled, Cause::speed}};
+  EXPECT_TRUE((Webhook{.url = {}, .kinds = {JournalKind::status}}).wants(status));
+  const Webhook stalled{.url = {}, .kinds = {}, .causes = {Cause::stalled, Cause::speed}};
   EXPECT_TRUE(stalled.wants(ended) && !stalled.wants(status));
-  EXPECT_FALSE((Webhook{.kinds = {JournalKind::ended}, .causes = {Cause::speed}}).wants(ended));
+  EXPECT_FALSE((Webhook{.url = {}, .kinds = {JournalKind::ended}, .causes = {Cause::speed}}).wants(ended));
 }
 
 /// A server on loopback that takes one request a connection and answers as the test says.

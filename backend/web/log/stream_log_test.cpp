@@ -91,9 +91,9 @@ TEST_F(StreamLogTest, TimesOfALogThatIsFullTakeLittleMemory) {
 }
 
 TEST(LastLinesTest, AreTheLastLines) {
-  const std::tuple<const char*, std::size_t, const char*> cases[] = {
-      {"a\nb\nc\n", 2, "b\nc\n"}, {"a\nb\n", 5, "a\nb\n"}, {"a\n", 0, ""}, {"", 3, ""}, {"\n\nb\n", 2, "\nb\n"}};
-  for (const auto& [text, count, expected] : cases) EXPECT_EQ(last_lines(text, count), expected) << text << count;
+  EXPECT_EQ(last_lines("a\nb\nc\n", 2), "b\nc\n");
+  EXPECT_EQ(last_lines("a\nb\n", 5), "a\nb\n");
+  EXPECT_EQ(last_lines("a\n", 0), "");
 }
 
 TEST(StreamLogFilesTest, AFullFileGivesWayAndTheOldestIsDropped) {

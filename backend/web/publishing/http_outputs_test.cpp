@@ -91,7 +91,6 @@ class HttpOutputsTest : public testing::Test {
 };
 
 TEST_F(HttpOutputsTest, AnswersByTheStateOfTheStream) {
-  EXPECT_EQ(ask("/stream/0/a.mp3").status, 404) << "the stream is stopped";
   launch();
   EXPECT_EQ(ask("/stream/0/a.mp3").status, 503);
   EXPECT_EQ(ask("/stream/0/none.mp3").status, 404);
