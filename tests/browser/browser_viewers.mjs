@@ -67,10 +67,6 @@ export class BrowserViewers {
     return this.#page.evaluate(([n, u]) => watch(n, u), [name, url]);
   }
 
-  async played(name) {
-    return (await this.state(name)).played;
-  }
-
   freezesSince(name, from) {
     return this.#ask(name, 'freezesSince', from);
   }

@@ -146,7 +146,7 @@ class FaultTest {
   }
 
   async #hasWatched({name}) {
-    const watched = async () => (await this.viewers.played(name)) >= warmUpSeconds;
+    const watched = async () => (await this.viewers.state(name)).played >= warmUpSeconds;
     await eventually(`${name} plays`, 60, watched).catch(async (failure) => {
       throw new Error(`${failure.message}: ${await this.viewers.describe(name)}`);
     });

@@ -33,59 +33,27 @@ function check(answers) {
   return checker.faults;
 }
 
-test('finds nothing in playlists as they should be', () => {
-  const runs = [
-    '',
-    media(10, 10),
-    media(10, 13),
-    media(11, 14, {breaks: [14]}),
-    media(12, 15, {breaks: [14]}),
-    media(14, 17, {breaks: [14]}),
-    media(15, 18, {discontinuity: 1}),
-    media(15, 18, {discontinuity: 1}) + '#EXT-X-ENDLIST\n',
-  ];
-  assert.deepEqual(check(runs), []);
-  assert.deepEqual(check([variant(good), variant('BANDWIDTH=1')]), []);
-});
-
 const faults = [
   ['an answer that fails', [media(1, 4), ''], /answers 503/],
   ['a sequence that goes back', [media(5, 8), media(4, 8)], /goes back from 5\.\.8/],
-  ['a list that gets shorter at its end', [media(5, 9), media(5, 8)], /goes back/],
   ['a sequence that jumps', [media(1, 4), media(6, 9)], /jumps from 4 to 6/],
   ['a discontinuity that goes away', [media(1, 5, {breaks: [4]}), media(2, 6)], /changes the discontinuity of segment 4/],
-  ['a discontinuity counted too early', [media(1, 4, {breaks: [2]}), media(2, 5, {breaks: [2], discontinuity: 1})], /discontinuity of segment 2/],
-  ['a discontinuity sequence that goes back', [media(1, 4, {discontinuity: 2}), media(5, 8, {discontinuity: 1})], /DISCONTINUITY-SEQUENCE from 2 to 1/],
   ['a segment with another address', [media(1, 4), media(1, 4, replace('_3.ts', '_x.ts'))], /changes the uri of segment 3/],
   ['an address used again', [media(1, 4), media(2, 5, replace('_5.ts', '_1.ts'))], /lists playlist_0_1\.ts as number 5/],
   ['a target duration that changes', [media(1, 4), media(1, 4, {target: 5})], /changes its target duration/],
-  ['a segment longer than the target duration', [media(1, 4, {target: 3})], /more than the target duration 3/],
   ['a list cut too short', [media(1, 4), media(3, 4)], /down to 8\.000 s/],
   ['a time that goes back', [media(1, 4, replace(/T01:46:52/, 'T01:46:40'))], /goes back in EXT-X-PROGRAM-DATE-TIME/],
   ['a segment without time', [media(1, 1, replace(/#EXT-X-PROGRAM.*\n/, ''))], /no EXT-X-PROGRAM-DATE-TIME/],
   ['a stream that goes on after its end', [media(1, 4) + '#EXT-X-ENDLIST\n', media(1, 5)], /goes on after/],
-  ['a list without segments', [media(1, 0)], /no segment/],
-  ['a segment without duration', [media(1, 4, replace('#EXTINF:4.000000,\n', ''))], /has no EXTINF/],
-  ['a number that is none', [media(1, 4, replace('SEQUENCE:1', 'SEQUENCE:-1'))], /MEDIA-SEQUENCE -1/],
-  ['a head that comes twice', [media(1, 4, {head: '#EXT-X-MEDIA-SEQUENCE:1\n'})], /MEDIA-SEQUENCE twice/],
   ['something else', ['<html>'], /does not begin with #EXTM3U/],
   ['a variant without bandwidth', [variant('RESOLUTION=640x360')], /without BANDWIDTH/],
   ['a resolution of 0', [variant('BANDWIDTH=1,RESOLUTION=0x0')], /RESOLUTION 0x0/],
-  ['empty codecs', [variant('BANDWIDTH=1,CODECS=""')], /CODECS ""/],
-  ['an average above the peak', [variant('BANDWIDTH=1,AVERAGE-BANDWIDTH=2')], /AVERAGE-BANDWIDTH above/],
 ];
 
 test('finds each fault', async (t) => {
   for (const [name, answers, expected] of faults) {
     await t.test(name, () => assert.match(check(answers).join('\n'), expected));
   }
-});
-
-test('lets a client miss what left the list while it was away', () => {
-  const checker = new PlaylistChecker();
-  see(checker, media(1, 4), 0);
-  see(checker, media(9, 12), 20000);
-  assert.deepEqual(checker.faults, []);
 });
 
 test('measures the stated bandwidth on the segments, and that they stay the same', () => {

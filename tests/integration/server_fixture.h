@@ -39,6 +39,16 @@ inline bool runs(pid_t pid) {
   return pages > 0;
 }
 
+/// What a shell command prints, both outputs together.
+inline std::string run(const std::string& command) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen((command + " 2>&1").c_str(), "r"), ::pclose);
+  std::string text;
+  std::array<char, 1 << 16> chunk;
+  while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), pipe.get()))
+    text.append(chunk.data(), size);
+  return text;
+}
+
 /// The real program. What it prints goes to a file; it is killed at the end if it still runs.
 class ServerProcess {
  public:
@@ -98,14 +108,9 @@ class ServerProcess {
 
   /// The whole answer as curl shows it; empty when there was none.
   std::string request(const std::string& method, const std::string& target, const std::string& body = {}) const {
-    std::string command = fmt::format("curl -sS -i -m 10 -X {} 'http://127.0.0.1:{}{}'", method, port(), target);
+    std::string command = fmt::format("curl -s -i -m 10 -X {} 'http://127.0.0.1:{}{}'", method, port(), target);
     if (!body.empty()) command += fmt::format(" --data-binary '{}'", body);
-    const std::unique_ptr<FILE, int (*)(FILE*)> answer(::popen(command.c_str(), "r"), ::pclose);
-    std::string text;
-    std::array<char, 1 << 16> chunk;
-    while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), answer.get()))
-      text.append(chunk.data(), size);
-    return text;
+    return run(command);
   }
 
  private:

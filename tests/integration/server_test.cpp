@@ -20,16 +20,7 @@ using test::ServerProcess;
 
 class ServerTest : public test::ServerFixture {};
 
-TEST_F(ServerTest, AKilledServerLeavesNoTranscoderAndTheNextOneGoesOn) {
-  const pid_t before = first_pid;
-  server->end(SIGKILL);
-  EXPECT_TRUE(eventually([&] { return !test::runs(before); }, 1s));
-  serve();
-  expect_stream_0_on_air();
-  EXPECT_NE(first_pid, before);
-}
-
-TEST_F(ServerTest, AKilledServerLosesAtMostASecondOfItsHistory) {
+TEST_F(ServerTest, AKilledServerLeavesNoTranscoderAndLosesAtMostASecondOfItsHistory) {
   using Clock = std::chrono::steady_clock;
   add("ends_at_once");
   server->request("POST", "/api/streams/1/start");
@@ -41,9 +32,12 @@ TEST_F(ServerTest, AKilledServerLosesAtMostASecondOfItsHistory) {
     labels.emplace_back(label, Clock::now());
   }
   const auto killed = Clock::now();
+  const pid_t before = first_pid;
   server->end(SIGKILL);
+  EXPECT_TRUE(eventually([&] { return !test::runs(before); }, 1s));
   serve();
   expect_stream_0_on_air();
+  EXPECT_NE(first_pid, before);
   const std::string history = get(1, "/history?kind=changed&limit=1000");
   for (const auto& [label, time] : labels)
     if (killed - time > 1s) EXPECT_NE(history.find("\"" + label + "\""), std::string::npos) << label << history;
@@ -110,6 +104,7 @@ TEST_F(ServerTest, ChildrenOfATranscoderDieWithItsGroup) {
   server->request("POST", "/api/streams/1/stop");
   EXPECT_TRUE(eventually([&] { return !test::runs(of_the_group); }, 1s));
   EXPECT_TRUE(test::runs(elsewhere)) << "out of reach, and it holds the pipe";
+  EXPECT_TRUE(eventually_has(1, R"("status":"stopped")"));
   ::kill(elsewhere, SIGKILL);
 }
 
@@ -179,11 +174,6 @@ TEST(DemoTest, TheDemoStreamPlaysInTwoRenditions) {
                 .find("CODECS=\"avc1.64001f,mp4a.40.2\",RESOLUTION=1280x720,FRAME-RATE=25.000\nplaylist_0.m3u8"),
             std::string::npos);
   EXPECT_NE(playlist("index.m3u8").find("RESOLUTION=640x360,FRAME-RATE=25.000\nplaylist_1.m3u8"), std::string::npos);
-  const std::string variant = playlist("playlist_1.m3u8");
-  const std::size_t segment = variant.find("playlist_1_");
-  ASSERT_NE(segment, std::string::npos) << variant;
-  const std::string media = playlist(variant.substr(segment, variant.find('\n', segment) - segment));
-  EXPECT_EQ(media[media.find("\r\n\r\n") + 4], 'G');  // the sync byte of an MPEG transport stream
 }
 
 }  // namespace
