@@ -55,14 +55,5 @@ TEST_F(StreamClientInfoTest, ForgetsClientsAfterTheirOwnTimeoutWhicheverCameFirs
   EXPECT_EQ(clients_of("0").dump(), R"([{"addr":"never","duration":3611},{"addr":"text","duration":3611}])");
 }
 
-TEST_F(StreamClientInfoTest, RemovesAClientThatIsNamedAsItWasAdded) {
-  info.add("a.ts", "a", "1", nullptr);
-  EXPECT_TRUE(info.remove("a.ts", "a", nullptr));
-  EXPECT_EQ(clients_of("2").size(), 1u);
-  info.remove("a.ts", "a", "1");
-  EXPECT_EQ(clients_of("2").size(), 0u);
-  EXPECT_TRUE(info.remove("other.ts", "a", "1"));
-}
-
 }  // namespace
 }  // namespace weir

@@ -27,18 +27,15 @@ TEST(StreamStatsTest, TakesTheFiguresOfAProgressLine) {
       {"frame=  1 fps= 25 q=28.0 size= 9kB time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x\n",
        true,
        {25, 28, 2097.2, 4, 1}},
-      {"fps= 25 q=28.0 q=30.0 time=00:00:04.00 bitrate=2097.2kbits/s speed=1.00x", true, {25, 30, 2097.2, 4, 1}},
       {"size=    1024kB time=00:01:04.57 bitrate= 128.0kbits/s speed=2.5x", true, {0, -1, 128, 64, 2.5}},
       {"frame=0 fps=0.0 q=0.0 size=0kB time=N/A bitrate=N/A speed=N/A", true, {0, 0, 100, 7, 3}},
       {"fps=0.0 q=0.0 x time=-01:00:00.00 bitrate=  -0.0kbits/s speed=N/A", false, {0, 0, -0.0, 0, 3}},
-      {"fps=1 q=2 x time=-00:00:05.5 bitrate=1.0kbits/s speed=1x", true, {1, 2, 1, 5, 1}},
       {"time=00:04 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
       {"time=01:00:00.99 bitrate=1.0kbits/s speed=x", false, {0, -1, 1, 3600, 3}},
       {"fps=fast q=2 x time=00:00:01 bitrate=1.0kbits/s speed=1x", false, {50, 20, 100, 7, 3}},
       {"time=99999999999999999999:00:00 bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
       {"time=00:00:nan bitrate=1.0kbits/s speed=1x", false, {0, -1, 100, 7, 3}},
       {"  Stream #0:0: Video: h264, 25 fps, q=2-31, 200 kb/s", false, before},
-      {"speed=1x bitrate=1.0kbits/s time=00:00:01", false, before},
       {"", false, before},
   };
   for (const auto& [line, taken, figures] : cases) {
@@ -76,22 +73,16 @@ std::vector<std::string> our_groups(const std::string& line) {
           std::string(fields->bitrate), std::string(fields->speed)};
 }
 
-/// Strings together pieces of progress lines, mostly in the order that matches, so that most lines nearly do.
+/// The keys mostly in the order that matches, between pieces that nearly are some.
 std::string generated_line(std::mt19937& random) {
-  static const std::vector<std::string> keys{"fps=", "q=", "time=", "bitrate=", "speed="};
-  static const std::vector<std::string> fillers{" ",  "  ", "1", "x",    "=",     "\t", "",
-                                                "s=", "e=", "q", "time", "freq=", "\v"};
-  const auto any = [&](const std::vector<std::string>& from) { return from[random() % from.size()]; };
+  static const std::vector<std::string> fillers{" ",    "1",    "=",  "\t",    "s=",     "q",
+                                                "time", "fps=", "q=", "time=", "speed=", "\v"};
   std::string line;
-  for (const std::string& key : keys) {
-    for (auto repeat = random() % 8 == 0 ? random() % 3 : 1; repeat > 0; --repeat) {
-      for (auto count = random() % 4; count > 0; --count) line += any(fillers);
-      if (random() % 16 == 0) line += any(keys);
-      line += key;
-    }
+  for (const char* key : {"fps=", "q=", "time=", "bitrate=", "speed=", "\n"}) {
+    for (auto count = random() % 5; count > 0; --count) line += fillers[random() % fillers.size()];
+    if (random() % 12 != 0) line += key;
   }
-  for (auto count = random() % 4; count > 0; --count) line += any(fillers);
-  return random() % 4 == 0 ? line + "\n" : line;
+  return line;
 }
 
 TEST(ProgressPatternTest, AgreesWithABacktrackingEngineOnManyLines) {
