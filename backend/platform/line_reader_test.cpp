@@ -29,7 +29,6 @@ TEST(LineSplitterTest, EndsLinesAtEveryKindOfEnd) {
            Case{{"a\r", "b"}, {"a\n", "b"}},
            Case{{"\n\r\r\n"}, {"\n", "\n", "\n"}},
            Case{{"a", "b", "\n"}, {"ab\n"}},
-           Case{{""}, {}},
            Case{{"\xFF\xC3\xA9\xC3\n"}, {replaced + "\xC3\xA9" + replaced + "\n"}},
            Case{{"\xC3", "\xA9\n"}, {"\xC3\xA9\n"}},
            Case{{"\xED\xA0\x80\n"}, {replaced + replaced + replaced + "\n"}},

@@ -78,7 +78,6 @@ TEST_F(JournalDatabaseTest, TheEqualEndsOfACrashLoopAreOneRow) {
       {"another cause", {first, {ended, 2, 2, first.text, Cause::signalled}}, "ended1 ended2"},
       {"asked for by somebody", {first, {ended, 2, 2, first.text, Cause::exited, 3, "10.0.0.5"}}, "ended1 ended2"},
       {"a long cycle", {first, {ended, 2, 60, first.text}}, "ended1 ended2"},
-      {"after a long cycle", {{ended, 1, 60, "x"}, {ended, 2, 2, "x"}}, "ended1 ended2"},
       {"something between", {first, {changed}, {ended, 2, 2, first.text}}, "ended1 changed2 ended3"},
       {"progress of another cycle", {first, {running, 7}, {ended, 2, 2, first.text}}, "ended1 running2 ended3"},
       {"what other entries say is left out", {first, {status}, {launched}, {ended, 2, 2, first.text}}, "ended*2/4"},
@@ -153,13 +152,10 @@ TEST_F(JournalDatabaseTest, FindsWhatIsAskedFor) {
       {{.stream_id = 1}, "added1 ended2 ended3 deleted4 added5"},
       {{.stream_id = 1, .since_added = true}, "added5"},
       {{.stream_id = 2, .since_added = true}, "added6 ended7"},
-      {{.before = 3}, "added1 ended2"},
-      {{.after = 5}, "added6 ended7"},
       {{.before = 6, .after = 3, .limit = 1}, "added5"},
       {{.since = start + 6s}, "added6 ended7"},
       {{.kinds = {deleted, ended}, .limit = 3}, "ended3 deleted4 ended7"},
       {{.causes = {Cause::stalled}}, "ended3 ended7"},
-      {{.stream_id = 3}, ""},
   };
   for (const auto& [query, expected] : cases) EXPECT_EQ(rows(query), expected);
   std::map<long long, WallTime> first_times;

@@ -58,11 +58,6 @@ class JournalHistoryTest : public testing::Test {
   static std::chrono::nanoseconds time_to_wake() { return *Loop::current().timers().next() - now(); }
   std::vector<HistoryEntry> find(const HistoryQuery& query = {}) { return loop_.run(history_->find(query)); }
   std::size_t count() { return find({.limit = 1'000'000}).size(); }
-  /// What another reader of the file sees.
-  std::size_t count_in_file() const { return JournalDatabase(path_, {}).find({.limit = 1'000'000}).size(); }
-  bool eventually_in_file(std::size_t count) {
-    return loop_.run_until([&] { return count_in_file() == count; }, 10s);
-  }
   /// The time of the next try to write comes, which works.
   void retry() {
     loop_.advance(10s);
@@ -76,19 +71,12 @@ class JournalHistoryTest : public testing::Test {
   std::unique_ptr<JournalHistory> history_;
 };
 
-TEST_F(JournalHistoryTest, WritesWithinASecondAndWakesNobodyWhenThereIsNothingToWrite) {
+TEST_F(JournalHistoryTest, WakesOnlyWhereSomethingIsToBeWrittenOrAStreamRuns) {
   start();
-  EXPECT_GT(time_to_wake(), 24h) << "nothing to write";
-  tell();
-  tell();
-  loop_.advance(950ms);
-  EXPECT_TRUE(eventually_in_file(2));
-  EXPECT_TRUE(loop_.run_until([] { return time_to_wake() > 24h; }, 10s)) << "nothing more to write";
+  EXPECT_GT(time_to_wake(), 24h);
   tell(JournalKind::running);
   loop_.advance(950ms);
-  EXPECT_TRUE(eventually_in_file(3));
-  EXPECT_TRUE(loop_.run_until([] { return time_to_wake() > 1s && time_to_wake() <= 1min; }, 10s))
-      << "a stream runs: how far it came is noted";
+  EXPECT_TRUE(loop_.run_until([] { return time_to_wake() > 1s && time_to_wake() <= 1min; }, 10s));
 }
 
 TEST_F(JournalHistoryTest, FindsWhatWasToldJustNowAndGoesOnWithItsNumbersAfterARestart) {

@@ -74,15 +74,6 @@ TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
   EXPECT_FALSE(fs::exists(store_.path(2)));
 }
 
-TEST_F(ProfileStoreTest, AProfileThatWasHandedOutOutlivesItsChange) {
-  load();
-  add(Value{{"name", "A"}, {"video.codec", "copy"}, {"audio.codec", "copy"}});
-  const auto handed_out = store_.get_profile(1);
-  change(1, Value{{"audio.codec", "aac"}});
-  EXPECT_EQ(handed_out->get_encoders(), Value::parse(R"(["copy"])"));
-  EXPECT_EQ(store_.get_profile(1)->get_encoders(), Value::parse(R"(["copy","aac"])"));
-}
-
 TEST_F(ProfileStoreTest, BrokenFilesAreLeftAloneAndTheirIdsNotReused) {
   write("3.conf", R"({"name": "Three", "id": 99})");
   write("7.conf", "{");
