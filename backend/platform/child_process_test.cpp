@@ -2,13 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 
 #include <fstream>
 
-#include "backend/platform/failure.h"
-#include "backend/platform/process_info.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
@@ -61,21 +58,6 @@ TEST_F(ChildProcessTest, AProgramThatCannotBeStartedIsNamedWithTheReason) {
 TEST_F(ChildProcessTest, ACommandCannotPrintWithoutEnd) {
   const CommandResult result = test::run(loop, run_command({"sh", "-c", "yes | head -c 100000"}, 20.0, 1000));
   EXPECT_LE(result.standard_output.size(), 1000u);
-}
-
-TEST_F(ChildProcessTest, ProcessInformationEndsWithTheProcess) {
-  SpawnOptions options{.command = {"sleep", "1000"}, .environment = std::nullopt};
-  options.before_exec = lead_group_and_die_with_parent;
-  const auto child = spawn_child(options);
-  Process process(child->pid());
-  EXPECT_EQ(process.cpu_percent(), 0.0);
-  EXPECT_GT(Process(child->pid()).memory_info().rss, 0u);
-  child->signal_group(SIGKILL);
-  ASSERT_TRUE(test::run_until(loop, [&] { return child->poll().has_value(); }, 20s));
-  EXPECT_THROW(process.memory_info(), NoSuchProcess);
-  child->reap();
-  EXPECT_THROW(process.cpu_percent(), NoSuchProcess);
-  EXPECT_THROW(Process(child->pid()), NoSuchProcess);
 }
 
 }  // namespace
