@@ -16,9 +16,33 @@ namespace {
 using namespace std::chrono_literals;
 using Log = std::vector<std::string>;
 
+struct Restart : std::exception {
+  static constexpr int kill_rank = 1;
+  static constexpr bool spares_unstarted = true;
+};
+struct Stop : std::exception {
+  static constexpr int kill_rank = 2;
+  static constexpr bool spares_unstarted = false;
+};
+
 Async<> note(Log& log, std::string text) {
   log.push_back(std::move(text));
   co_return;
+}
+
+// Sleeps a second at a time and survives every restart.
+Async<> survive_restarts(Log& log) {
+  for (;;) {
+    try {
+      co_await sleep(1s);
+      log.push_back("tick");
+    } catch (const Restart&) {
+      log.push_back("restart");
+    } catch (const Stop&) {
+      log.push_back("stop");
+      co_return;
+    }
+  }
 }
 
 Async<> hold(Semaphore& semaphore, std::chrono::seconds duration) {
@@ -62,6 +86,17 @@ TEST_F(TaskTest, AYieldedTaskGoesOnAfterTheStepsOfOthersUnlessTheyAreVeryMany) {
   }
 }
 
+TEST_F(TaskTest, KilledBeforeItsFirstRunNeverRunsUnlessTheKillSparesIt) {
+  for (const Kill& kill : {Kill::with<TaskExit>(), Kill::with<Stop>(), Kill::with<Restart>()}) {
+    log.clear();
+    const Task task = spawn("task", note(log, "ran"));
+    task.kill(kill);
+    EXPECT_EQ(task.dead(), !kill.spares_unstarted);
+    loop.settle();
+    EXPECT_EQ(log, kill.spares_unstarted ? Log{"ran"} : Log{});
+  }
+}
+
 TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
   Semaphore lock(1);
   const auto waiter = [](Semaphore& semaphore, Log& entries) -> Async<> {
@@ -80,6 +115,23 @@ TEST_F(TaskTest, KillIsRaisedEvenWhenTheResultIsOnItsWay) {
   spawn("next", waiter(lock, log));
   loop.settle();
   EXPECT_EQ(log, Log{"acquired"}) << "the permit of the killed waiter was lost";
+}
+
+TEST_F(TaskTest, OneKillIsPendingAndTheStrongerStays) {
+  using Case = std::pair<std::vector<Kill>, Log>;
+  const Kill restart = Kill::with<Restart>();
+  const Kill stop = Kill::with<Stop>();
+  for (const auto& [kills, expected] : {Case{{restart, restart}, {"restart"}}, Case{{restart, stop}, {"stop"}},
+                                        Case{{stop, restart}, {"stop"}}, Case{{stop, restart, stop}, {"stop"}}}) {
+    log.clear();
+    const Task task = spawn("task", survive_restarts(log));
+    loop.settle();
+    for (const Kill& kill : kills) task.kill(kill);
+    loop.settle();
+    EXPECT_EQ(log, expected);
+    task.kill(Kill::with<Stop>());
+    loop.settle();
+  }
 }
 
 TEST_F(TaskTest, GuardIsReleasedWhenItsHolderIsKilledOrFails) {

@@ -100,6 +100,16 @@ TEST_F(StreamTest, RetriesWhatCannotBeStartedEveryThreeSeconds) {
   EXPECT_EQ(launches(), 2u);
 }
 
+TEST_F(StreamTest, APipeThatAnotherProcessHoldsDelaysTheCleanUpByTwoSeconds) {
+  run_to_first_progress();
+  const Descriptor held(::dup(world.child().stderr_write.get()));
+  stop();
+  world.loop.advance(1900ms);
+  EXPECT_EQ(status(), "running");
+  world.loop.advance(200ms);
+  EXPECT_EQ(status(), "stopped");
+}
+
 TEST_F(StreamTest, ARemovedDirectoryIsReportedAndMadeAgain) {
   run_to_first_progress();
   std::filesystem::remove_all(get_hls_path(7, ""));
