@@ -18,10 +18,10 @@ TEST(MetricsTextTest, FamiliesStandTogetherAndHistogramsAddUp) {
   DurationHistogram histogram;
   for (const std::chrono::microseconds duration : {500us, 501us, 11000000us}) histogram.add(duration);
   second.add(histogram);
-  first.add(metric_label("x", "\xff"), std::numeric_limits<double>::infinity());
+  first.add(metric_label("x", "\"\\\n}\xff"), std::numeric_limits<double>::infinity());
   const std::string joined = text.join();
   for (const char* part :
-       {"# TYPE a gauge\na{x=\"\uFFFD\"} +Inf\n# HELP b_seconds Second.\n# TYPE b_seconds histogram\n",
+       {"# TYPE a gauge\na{x=\"\\\"\\\\\\n}\uFFFD\"} +Inf\n# HELP b_seconds Second.\n# TYPE b_seconds histogram\n",
         "{le=\"0.0005\"} 1\nb_seconds_bucket{le=\"0.001\"} 2\n",
         "{le=\"10\"} 2\nb_seconds_bucket{le=\"+Inf\"} 3\nb_seconds_sum 11.001001\nb_seconds_count 3\n"})
     EXPECT_NE(joined.find(part), std::string::npos) << joined;

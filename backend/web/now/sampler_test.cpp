@@ -15,10 +15,10 @@ using namespace std::chrono_literals;
 
 TEST(MeasureSpeedTest, LooksBackThirtySecondsOrAsFarAsTheRunGoes) {
   const auto at = [](int seconds, double media) { return MediaPoint{TimePoint(std::chrono::seconds(seconds)), media}; };
-  EXPECT_EQ(measure_speed({at(5, 5)}, at(9, 9)), std::nullopt);
-  EXPECT_EQ(measure_speed({at(4, 4)}, at(9, 9)), 1);
-  EXPECT_EQ(measure_speed({at(0, 0), at(10, 100), at(20, 105), at(30, 110)}, at(40, 115)), 0.5);
-  EXPECT_EQ(measure_speed({at(0, 50)}, at(20, 10)), 0);
+  EXPECT_EQ(measure_speed(std::vector{at(5, 5)}, at(9, 9)), std::nullopt);
+  EXPECT_EQ(measure_speed(std::vector{at(4, 4)}, at(9, 9)), 1);
+  EXPECT_EQ(measure_speed(std::vector{at(0, 0), at(10, 100), at(20, 105), at(30, 110)}, at(40, 115)), 0.5);
+  EXPECT_EQ(measure_speed(std::vector{at(0, 50)}, at(20, 10)), 0);
 }
 
 class SamplerTest : public test::StreamFixture {
