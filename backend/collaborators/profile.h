@@ -43,26 +43,38 @@ class ProfileDraft {
  public:
   virtual ~ProfileDraft() = default;
   virtual long long id() const = 0;
+  virtual std::string name() const = 0;
   virtual const ProfileDescription& description() const = 0;
 };
 
-/// The profiles as the web layer manages them. Operations that fail are null or false and leave the reason.
+/// The profiles as the web layer manages them. What a change makes of a profile can be kept as its draft, until it is
+/// stored. Names are unique. Operations that fail are null or false and leave the reason.
 class ProfileRegistry : public ProfileManager {
  public:
-  /// All profiles' documents in order of their ids, each with its "id" first.
+  /// All profiles' documents in order of their ids, each with its "id" first, and with the document of the draft that
+  /// is kept as "draft".
   virtual Value list() const = 0;
-  /// The document with its "id"; null when there is none.
+  /// One of them; null when there is none.
   virtual Value read(long long id) = 0;
   /// A new profile of a form (dotted keys and values). Null when the form makes no profile.
   virtual std::shared_ptr<ProfileDraft> draft_new(const Value& form) = 0;
-  /// The profile with a form applied. The stored one stays as it is.
+  /// The profile, or its draft where one is kept, with a form applied. The stored ones stay as they are.
   virtual std::shared_ptr<ProfileDraft> draft_change(long long id, const Value& form) = 0;
-  /// Writes the draft's file; from then on it is the profile. False when it can't be written.
+  /// Keeps the draft in a file of its own. False when it can't be written.
+  virtual bool keep(std::shared_ptr<ProfileDraft> draft) = 0;
+  /// The draft that is kept; null when there is none.
+  virtual std::shared_ptr<ProfileDraft> kept_draft(long long id) = 0;
+  /// The profile as it is stored, for `store` to bring it back; null when there is none.
+  virtual std::shared_ptr<ProfileDraft> stored(long long id) = 0;
+  /// Drops the draft that is kept, if there is one. False when its file can't be deleted.
+  virtual bool drop_draft(long long id) = 0;
+  /// Writes the profile's file; from then on the draft is the profile. False when it can't be written.
   virtual bool store(std::shared_ptr<ProfileDraft> draft) = 0;
-  /// False when the file can't be deleted.
+  /// The draft that is kept goes with it. False when a file can't be deleted.
   virtual bool remove(long long id) = 0;
-  /// The file of a profile.
+  /// The file of a profile, and that of its draft.
   virtual std::string path(long long id) const = 0;
+  virtual std::string draft_path(long long id) const = 0;
 };
 
 }  // namespace weir

@@ -8,13 +8,17 @@
 #include <system_error>
 
 #include "backend/base/bounded_json.h"
+#include "backend/base/log.h"
+#include "backend/base/mask_passwords.h"
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
 #include "backend/collaborators/journal.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
+#include "backend/web/api/pending_changes.h"
 #include "backend/web/masked_value.h"
+#include "backend/web/schema/form_findings.h"
 #include "backend/web/schema/profile_form.h"
 #include "backend/web/stream_form.h"
 #include "backend/web/sync.h"
@@ -23,13 +27,29 @@ namespace weir {
 
 namespace {
 
-void refuse_id(const Value& form) {
-  for (const auto& [key, value] : form.items())
-    if (key.substr(0, key.find('.')) == "id") throw HttpError(400, "\"id\" is kept by the server");
+constexpr double max_interval = 3600;
+constexpr std::size_t max_findings = 50;
+
+void refuse_kept_members(const Value& form) {
+  for (const auto& [key, value] : form.items()) {
+    const std::string first = key.substr(0, key.find('.'));
+    if (first == "id" || first == "draft") throw FormError({{key, fmt::format("\"{}\" is kept by the server", first)}});
+  }
 }
 
-void tell(JournalKind kind, long long profile, std::string by) {
-  journal().record({.kind = kind, .by = std::move(by), .text = fmt::format("profile {}", profile)});
+void tell(JournalKind kind, long long profile, std::string by, std::string_view what = {}) {
+  journal().record({.kind = kind, .by = std::move(by), .text = fmt::format("profile {}{}", profile, what)});
+}
+
+// The profile as its next edit finds it: with what was not applied yet.
+Value document_to_edit(const Value& record) { return record.contains("draft") ? record.at("draft") : record; }
+
+// The keys in which the draft differs from the profile.
+Value list_draft_keys(Value record) {
+  if (!record.contains("draft")) return Value::array();
+  Value draft = record.at("draft");
+  for (const char* name : {"id", "draft"}) record.erase(name);
+  return list_changed_keys(std::move(record), std::move(draft));
 }
 
 Value shown_to(Role role, Value value) {
@@ -54,16 +74,28 @@ bool file_uses(const std::string& file, const std::string& profile_id) {
   }
 }
 
-// Tells which stream can't be loaded with the profile.
-Async<> try_on(std::shared_ptr<const Stream> stream, std::shared_ptr<const ProfileDraft> draft) {
-  try {
-    co_await try_profile(stream->conf, draft);
-  } catch (const HttpError& refusal) {
-    throw FormError({{"", fmt::format("stream {}: {}", stream->id, refusal.what())}});
-  }
-}
-
 }  // namespace
+
+/// How an applied profile reaches its streams.
+struct ProfileRoutes::Reload {
+  bool restarts = false;  ///< those that run and differ
+  double interval = 3;    ///< seconds between two restarts
+};
+
+ProfileRoutes::Reload ProfileRoutes::read_reload(const Request& request) {
+  const Value form = request.body.empty() ? Value::object() : read_form(request);
+  Reload reload;
+  if (const Value& restart = member(form, "restart"); !restart.is_null()) {
+    if (!restart.is_boolean()) throw HttpError(400, "\"restart\" must be true or false");
+    reload.restarts = restart.get<bool>();
+  }
+  if (const Value& interval = member(form, "interval"); !interval.is_null()) {
+    reload.interval = interval.is_number() ? interval.get<double>() : -1;
+    if (reload.interval < 0 || reload.interval > max_interval)
+      throw HttpError(400, fmt::format("\"interval\" must be a number of seconds (0 to {})", max_interval));
+  }
+  return reload;
+}
 
 void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
@@ -74,6 +106,10 @@ void ProfileRoutes::add_to(Router& router) {
              [this](const Request& r, Parameters p) { return read(p[0], r.identity.role); });
   router.add("PATCH", "/api/profiles/{id}",
              [this](const Request& r, Parameters p) { return change(p[0], read_form(r), r.by()); });
+  router.add("POST", "/api/profiles/{id}/apply",
+             [this](const Request& r, Parameters p) { return apply(p[0], read_reload(r), r.by()); });
+  router.add("DELETE", "/api/profiles/{id}/draft",
+             [this](const Request& r, Parameters p) { return drop_draft(p[0], r.by()); });
   router.add("DELETE", "/api/profiles/{id}", [this](const Request& r, Parameters p) { return remove(p[0], r.by()); });
 }
 
@@ -114,13 +150,17 @@ Async<Response> ProfileRoutes::read(std::string id, Role role) {
   co_return json_response(shown_to(role, profiles_.read(find(id))));
 }
 
+std::shared_ptr<ProfileDraft> ProfileRoutes::accept(std::shared_ptr<ProfileDraft> draft) const {
+  if (!draft) throw FormError({as_finding(profiles_.get_error_msg())});
+  return draft;
+}
+
 Async<Response> ProfileRoutes::add(Value form, std::string by) {
-  refuse_id(form);
+  refuse_kept_members(form);
   const auto guard = co_await changes_.acquire();
   FormFindings warnings;
   const Value checked = prepare_profile_form(Value(), form, warnings);
-  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_new(checked);
-  if (!draft) throw HttpError(400, profiles_.get_error_msg());
+  const std::shared_ptr<ProfileDraft> draft = accept(profiles_.draft_new(checked));
   try {
     co_await store(draft);
   } catch (const std::system_error& failure) {
@@ -135,19 +175,92 @@ Async<Response> ProfileRoutes::add(Value form, std::string by) {
 }
 
 Async<Response> ProfileRoutes::change(std::string id, Value form, std::string by) {
-  refuse_id(form);
+  refuse_kept_members(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
   FormFindings warnings;
-  const Value checked = prepare_profile_form(profiles_.read(number), form, warnings);
-  const std::shared_ptr<ProfileDraft> draft = profiles_.draft_change(number, checked);
-  if (!draft) throw HttpError(400, profiles_.get_error_msg());
-  for (const std::shared_ptr<Stream>& stream : users_of(number)) co_await try_on(stream, draft);
-  co_await store(draft);
-  tell(JournalKind::changed, number, std::move(by));
-  Value answer{{"ok", true}};
+  const Value checked = prepare_profile_form(document_to_edit(profiles_.read(number)), form, warnings);
+  const std::shared_ptr<ProfileDraft> draft = accept(profiles_.draft_change(number, checked));
+  if (!profiles_.keep(draft)) throw HttpError(500, profiles_.get_error_msg());
+  co_await sync_file(profiles_.draft_path(number));
+  tell(JournalKind::changed, number, std::move(by), " (draft)");
+  Value answer{{"ok", true}, {"pending", list_draft_keys(profiles_.read(number))}};
   if (!warnings.empty()) answer["warnings"] = to_json_value(warnings);
   co_return json_response(answer);
+}
+
+Async<Response> ProfileRoutes::drop_draft(std::string id, std::string by) {
+  const auto guard = co_await changes_.acquire();
+  const long long number = find(id);
+  if (!profiles_.kept_draft(number)) throw HttpError(404, fmt::format("Profile {} has no draft", number));
+  if (!profiles_.drop_draft(number)) throw HttpError(500, profiles_.get_error_msg());
+  tell(JournalKind::deleted, number, std::move(by), " (draft)");
+  co_await sync_or_log(std::filesystem::path(profiles_.draft_path(number)).parent_path());
+  co_return empty_response();
+}
+
+Async<Response> ProfileRoutes::apply(std::string id, Reload reload, std::string by) {
+  const long long number = find(id);
+  co_await publish(number, by);
+  Value results = Value::array();
+  std::vector<Value> restarts;
+  for (const std::shared_ptr<Stream>& stream : users_of(number)) {
+    Value result = co_await reload_stream(stream, by);
+    if (!member(result, "pending").empty()) restarts.emplace_back(stream->id);
+    results.push_back(std::move(result));
+  }
+  if (reload.restarts && !restarts.empty())
+    co_await manager_.batch_restart_streams(std::move(restarts), reload.interval, std::nullopt, std::move(by));
+  co_return json_response({{"ok", true}, {"results", std::move(results)}});
+}
+
+// Without a draft only the streams are loaded again, which a failure may have left behind.
+Async<> ProfileRoutes::publish(long long id, std::string by) {
+  const auto guard = co_await changes_.acquire();
+  const std::shared_ptr<ProfileDraft> draft = profiles_.kept_draft(id);
+  if (!draft) co_return;
+  co_await try_on_streams(draft);
+  const std::shared_ptr<ProfileDraft> before = profiles_.stored(id);
+  try {
+    co_await store(draft);
+  } catch (const std::system_error& failure) {
+    profiles_.store(before);
+    throw HttpError(500, fmt::format("The profile can't be saved: {}", failure.what()));
+  }
+  if (!profiles_.drop_draft(id)) log(LogLevel::error, "Web", profiles_.get_error_msg());
+  tell(JournalKind::changed, id, std::move(by), " (applied)");
+}
+
+Async<> ProfileRoutes::try_on_streams(std::shared_ptr<ProfileDraft> draft) {
+  FormFindings findings;
+  for (const std::shared_ptr<Stream>& stream : users_of(draft->id())) {
+    try {
+      co_await try_profile(stream->conf, draft);
+    } catch (const HttpError& refusal) {
+      const auto* form = dynamic_cast<const FormError*>(&refusal);
+      for (Finding finding : form ? form->findings() : FormFindings{as_finding(refusal.what())}) {
+        finding.message = fmt::format("stream {}: {}", stream->id, finding.message);
+        findings.push_back(std::move(finding));
+      }
+    }
+    if (findings.size() >= max_findings) break;
+  }
+  if (!findings.empty()) throw FormError(std::move(findings));
+}
+
+// An empty form: every load of a document takes its profile over.
+Async<Value> ProfileRoutes::reload_stream(std::shared_ptr<Stream> stream, std::string by) {
+  const Value before = stream->conf->document();
+  Value result{{"id", stream->id}, {"ok", true}};
+  try {
+    const Value changed = co_await streams_.change_stream(stream->id, Value::object(), {}, std::move(by));
+    result["changed"] = list_changed_keys(before, stream->conf->document());
+    result["pending"] = changed.at("pending");
+  } catch (const std::exception& failure) {
+    result["ok"] = false;
+    result["error"] = mask_passwords(failure.what());
+  }
+  co_return result;
 }
 
 Async<> ProfileRoutes::store(std::shared_ptr<ProfileDraft> draft) {

@@ -254,7 +254,7 @@ Async<Value> StreamRoutes::change_stream(Value id, Value posted, std::string if_
   const Value form = co_await prepare_change(stream->conf, std::move(posted), &details);
   find(id);  // the stream may have been deleted meanwhile
   save_or_restore(*stream, form);
-  tell(JournalKind::changed, *stream, std::move(by), list_keys(form));
+  tell(JournalKind::changed, *stream, std::move(by), form.empty() ? "profile" : list_keys(form));
   try {
     co_await sync_file(stream->conf->filename);
   } catch (const std::system_error&) {

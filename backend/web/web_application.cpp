@@ -36,7 +36,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       sampler_(manager),
       streams_(manager, document_changes_),
       batches_(manager, streams_),
-      profiles_(manager, profiles, document_changes_),
+      profiles_(manager, profiles, streams_, document_changes_),
       history_(manager, history),
       now_(manager, sampler_, ffmpeg_version_),
       server_routes_(probe, ffmpeg_version_),

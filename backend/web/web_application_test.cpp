@@ -160,8 +160,10 @@ TEST_F(WebApplicationTest, WhatCanNotBeWrittenStaysAsItWas) {
   ASSERT_EQ(ask("POST", "/api/profiles", R"({"name": "P"})").status, 201);
   fs::remove(file);
   fs::create_directory(file);
-  EXPECT_EQ(ask("PATCH", "/api/profiles/1", R"({"name": "Q"})").status, 500);
+  ASSERT_EQ(ask("PATCH", "/api/profiles/1", R"({"name": "Q"})").status, 200);
+  EXPECT_EQ(ask("POST", "/api/profiles/1/apply").status, 500);
   EXPECT_EQ(get("/api/profiles/1").at("name"), "P");
+  EXPECT_EQ(get("/api/profiles/1").at("draft").at("name"), "Q");
 
   std::promise<void> release = hold_syncs();
   auto addition = begin("POST", "/api/profiles", R"({"name": "R"})");
@@ -567,6 +569,53 @@ TEST_F(WebApplicationTest, AViewerSeesNoSecretAndATokenIsOneClientAtAnyAddress) 
   EXPECT_EQ(manager_.streams.size(), 2U) << "the same client";
   be("viewer");
   EXPECT_EQ(ask("POST", "/api/streams", news).status, 403);
+}
+
+TEST_F(WebApplicationTest, AChangedProfileReachesItsStreamsWhenItIsApplied) {
+  world_.add_profile(5, Value::parse(R"({"video": {"bitrate": "1000k"}})"));
+  add(R"({"profile": "5", "input.0.url": "udp://a",
+          "output": {"0": {"protocol": "hls", "playlist_name": "index.m3u8"}}})");
+  start_and_run();
+  const auto bitrate = [&] { return get("/api/streams/0/config").at("video").at("bitrate"); };
+  const Response changed = ask("PATCH", "/api/profiles/5", R"({"video.bitrate": "2000k"})");
+  EXPECT_EQ(Value::parse(changed.body).at("pending"), Value({"video.bitrate"})) << changed.body;
+  ASSERT_EQ(ask("PATCH", "/api/streams/0", R"({"label": "Sport"})").status, 200);
+  EXPECT_EQ(bitrate(), "1000k");
+
+  ASSERT_EQ(ask("PATCH", "/api/profiles/5", R"({"tags": 5})").status, 200);
+  const Response refused = ask("POST", "/api/profiles/5/apply");
+  EXPECT_EQ(refused.status, 400);
+  EXPECT_NE(refused.body.find("stream 0: "), std::string::npos) << refused.body;
+  EXPECT_EQ(bitrate(), "1000k");
+  ASSERT_EQ(ask("PATCH", "/api/profiles/5", R"({"tags": null})").status, 200);
+
+  const Response applied = ask("POST", "/api/profiles/5/apply", R"({"restart": true, "interval": 0})");
+  EXPECT_EQ(Value::parse(applied.body).at("results"),
+            Value::parse(R"([{"id": 0, "ok": true, "changed": ["video.bitrate"], "pending": ["video.bitrate"]}])"));
+  EXPECT_EQ(bitrate(), "2000k");
+  EXPECT_FALSE(get("/api/profiles/5").contains("draft"));
+  world_.loop.advance(10ms);
+  EXPECT_EQ(get("/api/streams/0").at("pending"), Value::array()) << "it is restarted";
+}
+
+TEST_F(WebApplicationTest, NoTwoProfilesGetOneName) {
+  world_.add_profile(5, Value::object());
+  world_.add_profile(6, Value::object());  // stored before names were unique
+  const std::tuple<const char*, const char*, const char*, int> cases[] = {
+      {"POST", "/api/profiles", R"({"name": " P"})", 400},
+      {"PATCH", "/api/profiles/6", R"({"audio.codec": "aac"})", 200},
+      {"PATCH", "/api/profiles/6", R"({"name": "Q"})", 200},
+      {"POST", "/api/profiles", R"({"name": "Q"})", 400},
+      {"PATCH", "/api/profiles/6", R"({"name": "P"})", 400},
+      {"DELETE", "/api/profiles/6/draft", "", 204},
+      {"POST", "/api/profiles", R"({"name": "Q"})", 201},
+      {"PATCH", "/api/profiles/6", R"({"name": "Q"})", 400},
+  };
+  for (const auto& [method, target, body, status] : cases) {
+    const Response response = ask(method, target, body);
+    EXPECT_EQ(response.status, status) << method << target << body << response.body;
+    if (status == 400) EXPECT_EQ(Value::parse(response.body).at("findings").at(0).at("key"), "name");
+  }
 }
 
 }  // namespace

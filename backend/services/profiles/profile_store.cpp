@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view extension = ".conf";
+constexpr std::string_view draft_extension = ".draft";
 
 // Nothing for the names of other files, and for ids whose next is none.
 std::optional<long long> parse_file_name(std::string_view name) {
@@ -66,7 +67,7 @@ Value with_id(long long id, const Value& document) {
   IndexedMapping members(record);
   members["id"] = id;
   for (const auto& [key, value] : document.items())
-    if (key != "id") members[key] = value;
+    if (key != "id" && key != "draft") members[key] = value;
   return record;
 }
 
@@ -77,6 +78,7 @@ class ProfileStore::Stored : public ProfileDraft {
  public:
   Stored(long long id, const std::string& path, Error* error_handler) : document(path, error_handler), id_(id) {}
   long long id() const override { return id_; }
+  std::string name() const override { return std::string(trim(to_text(document.get_json_conf("name")))); }
   const DocumentProfile& description() const override { return description_; }
 
   JsonConf document;
@@ -94,9 +96,14 @@ std::string ProfileStore::path(long long id) const {
   return join_path(directory_, std::to_string(id) + std::string(extension));
 }
 
+std::string ProfileStore::draft_path(long long id) const {
+  return join_path(directory_, std::to_string(id) + std::string(draft_extension));
+}
+
 void ProfileStore::load() {
   if (!fs::exists(directory_)) install_shipped();
   for (const std::string& name : names_in(directory_)) load_file(name);
+  for (const auto& [id, profile] : profiles_) load_draft(id);
 }
 
 void ProfileStore::install_shipped() const {
@@ -117,6 +124,16 @@ void ProfileStore::load_file(const std::string& name) {
   profiles_[*id] = profile;
 }
 
+void ProfileStore::load_draft(long long id) {
+  const std::string file = draft_path(id);
+  if (!fs::exists(file)) return;
+  const auto draft = std::make_shared<Stored>(id, file, this);
+  if (!draft->document.load_json_conf()) return warning(fmt::format("{}: {}", file, get_error_msg()));
+  const std::string fault = find_fault(draft->document);
+  if (!fault.empty()) return warning(fmt::format("{}: {}", file, fault));
+  drafts_[id] = draft;
+}
+
 std::shared_ptr<ProfileStore::Stored> ProfileStore::find(long long id) {
   const auto found = profiles_.find(id);
   if (found != profiles_.end()) return found->second;
@@ -132,26 +149,79 @@ std::shared_ptr<const ProfileDescription> ProfileStore::get_profile(long long id
 
 Value ProfileStore::list() const {
   Value records = Value::array();
-  for (const auto& [id, profile] : profiles_) records.push_back(with_id(id, profile->document.document()));
+  for (const auto& [id, profile] : profiles_) records.push_back(make_record(id, *profile));
   return records;
 }
 
 Value ProfileStore::read(long long id) {
   const std::shared_ptr<Stored> profile = find(id);
-  return profile ? with_id(id, profile->document.document()) : Value();
+  return profile ? make_record(id, *profile) : Value();
+}
+
+Value ProfileStore::make_record(long long id, const Stored& profile) const {
+  Value record = with_id(id, profile.document.document());
+  const auto draft = drafts_.find(id);
+  if (draft != drafts_.end()) record["draft"] = draft->second->document.document();
+  return record;
 }
 
 std::shared_ptr<ProfileDraft> ProfileStore::draft_new(const Value& form) {
   const auto profile = std::make_shared<Stored>(next_id_, path(next_id_), this);
-  return apply(*profile, form) ? profile : nullptr;
+  return apply(*profile, form) && !refuse_taken_name(*profile) ? profile : nullptr;
 }
 
 std::shared_ptr<ProfileDraft> ProfileStore::draft_change(long long id, const Value& form) {
-  const std::shared_ptr<Stored> present = find(id);
+  std::shared_ptr<Stored> present = find(id);
   if (!present) return nullptr;
+  if (const auto draft = drafts_.find(id); draft != drafts_.end()) present = draft->second;
   const auto changed = std::make_shared<Stored>(id, present->document.filename, this);
   changed->document.replace_document(present->document.document());
-  return apply(*changed, form) ? changed : nullptr;
+  if (!apply(*changed, form)) return nullptr;
+  const bool is_renamed = changed->name() != present->name();
+  return is_renamed && refuse_taken_name(*changed) ? nullptr : changed;
+}
+
+bool ProfileStore::refuse_taken_name(const Stored& profile) {
+  const std::string name = profile.name();
+  for (const auto* stored : {&profiles_, &drafts_}) {
+    for (const auto& [id, other] : *stored) {
+      if (id == profile.id() || other->name() != name) continue;
+      set_error_msg(fmt::format("name: \"{}\" is the name of profile {}; choose another one", name, id));
+      return true;
+    }
+  }
+  return false;
+}
+
+std::shared_ptr<ProfileDraft> ProfileStore::kept_draft(long long id) {
+  const auto draft = drafts_.find(id);
+  return draft == drafts_.end() ? nullptr : draft->second;
+}
+
+std::shared_ptr<ProfileDraft> ProfileStore::stored(long long id) { return find(id); }
+
+// A copy of the draft that is saved there; null when it can't be.
+std::shared_ptr<ProfileStore::Stored> ProfileStore::write(const ProfileDraft& draft, const std::string& to) {
+  const auto written = std::make_shared<Stored>(draft.id(), to, this);
+  written->document.replace_document(dynamic_cast<const Stored&>(draft).document.document());
+  return written->document.save_json_conf() ? written : nullptr;
+}
+
+bool ProfileStore::keep(std::shared_ptr<ProfileDraft> draft) {
+  const auto kept = write(*draft, draft_path(draft->id()));
+  if (kept) drafts_[draft->id()] = kept;
+  return kept != nullptr;
+}
+
+bool ProfileStore::drop_draft(long long id) {
+  std::error_code error;
+  fs::remove(draft_path(id), error);
+  if (error) {
+    set_error_msg(fmt::format("Failed to delete the draft of profile {}: {}", id, error.message()));
+    return false;
+  }
+  drafts_.erase(id);
+  return true;
 }
 
 bool ProfileStore::apply(Stored& profile, const Value& form) {
@@ -167,8 +237,8 @@ bool ProfileStore::apply(Stored& profile, const Value& form) {
 }
 
 bool ProfileStore::store(std::shared_ptr<ProfileDraft> draft) {
-  const auto profile = std::dynamic_pointer_cast<Stored>(draft);
-  if (!profile->document.save_json_conf()) return false;
+  const auto profile = write(*draft, path(draft->id()));
+  if (!profile) return false;
   next_id_ = std::max(next_id_, profile->id() + 1);
   profiles_[profile->id()] = profile;
   return true;
@@ -176,7 +246,7 @@ bool ProfileStore::store(std::shared_ptr<ProfileDraft> draft) {
 
 bool ProfileStore::remove(long long id) {
   const std::shared_ptr<Stored> profile = find(id);
-  if (!profile) return false;
+  if (!profile || !drop_draft(id)) return false;
   std::error_code error;
   fs::remove(profile->document.filename, error);
   if (error) {

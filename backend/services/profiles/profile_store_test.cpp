@@ -74,6 +74,19 @@ TEST_F(ProfileStoreTest, ARejectedFormLeavesTheProfileAsItWas) {
   EXPECT_FALSE(fs::exists(store_.path(2)));
 }
 
+TEST_F(ProfileStoreTest, ADraftIsChangedOnUntilItIsStoredOrGoesWithItsProfile) {
+  load();
+  add(Value{{"name", "A"}, {"video.width", 640}});
+  ASSERT_TRUE(store_.keep(store_.draft_change(1, Value{{"video.width", 720}})));
+  ASSERT_TRUE(store_.keep(store_.draft_change(1, Value{{"video.height", 576}})));
+  ProfileStore again(directory_);
+  again.load();
+  EXPECT_EQ(again.read(1), Value::parse(R"({"id": 1, "name": "A", "video": {"width": 640},
+                                            "draft": {"name": "A", "video": {"width": 720, "height": 576}}})"));
+  EXPECT_TRUE(again.remove(1));
+  EXPECT_FALSE(fs::exists(again.draft_path(1)));
+}
+
 TEST_F(ProfileStoreTest, BrokenFilesAreLeftAloneAndTheirIdsNotReused) {
   write("3.conf", R"({"name": "Three", "id": 99})");
   write("7.conf", "{");

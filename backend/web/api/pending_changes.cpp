@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t max_keys = 50;
 
 // What no cycle is made of: it counts at once.
-constexpr std::array<std::string_view, 6> other_members{"id", "status", "label", "tags", "profile", "access"};
+constexpr std::array other_members{"id", "status", "label", "tags", "profile", "access"};
 
 bool is_default(const Value* value) { return !value || value->is_null() || *value == ""; }
 
@@ -36,7 +36,6 @@ class Comparison {
 
  private:
   void compare_member(Value* before, Value* after, const std::string& key, std::size_t depth) {
-    if (depth == 1 && std::ranges::find(other_members, key) != other_members.end()) return;
     if (is_default(before) && is_default(after)) return;
     Value none = Value::object();
     const auto is_mapping_or_none = [](const Value* value) { return is_default(value) || value->is_object(); };
@@ -64,9 +63,17 @@ std::vector<std::string> compare(Value& before, Value& after, std::size_t max_de
 
 }  // namespace
 
+std::vector<std::string> list_changed_keys(Value before, Value after) {
+  std::vector<std::string> keys = compare(before, after, max_nesting);
+  return keys.size() <= max_keys ? keys : compare(before, after, 1);
+}
+
 std::vector<std::string> list_pending_keys(Value launched, Value document) {
-  std::vector<std::string> keys = compare(launched, document, max_nesting);
-  return keys.size() <= max_keys ? keys : compare(launched, document, 1);
+  for (const char* name : other_members) {
+    launched.erase(name);
+    document.erase(name);
+  }
+  return list_changed_keys(std::move(launched), std::move(document));
 }
 
 // Null when the document was not changed since the launch of the transcoder that runs.

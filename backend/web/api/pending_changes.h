@@ -10,9 +10,11 @@
 
 namespace weir {
 
-/// The dotted keys under which two documents differ, whatever the order of members, as far as a transcoder can tell:
-/// null, an empty text and an absent member are the same, and a label changes no command. Of many the members of the
-/// document alone.
+/// The dotted keys under which two documents differ, whatever the order of members; null, an empty text and an absent
+/// member are the same. Of many the members of the document alone.
+std::vector<std::string> list_changed_keys(Value before, Value after);
+
+/// Of them those that a transcoder can tell: a label changes no command.
 std::vector<std::string> list_pending_keys(Value launched, Value document);
 
 /// What the running cycles do otherwise than the documents say now, because those were changed meanwhile: the member
