@@ -48,8 +48,8 @@ double look_at_processors() {
   return processors.look();
 }
 
-Async<Value> probe(std::string url) {
-  Value found = co_await probe_url(std::move(url));
+Async<Value> probe(Value input) {
+  Value found = co_await probe_input_member(std::move(input));
   if (is_set(member(found, "error"))) throw ValueError(to_text(member(found, "error")));
   co_return found;
 }

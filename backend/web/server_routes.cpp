@@ -4,9 +4,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "backend/base/members.h"
 #include "backend/base/text.h"
 #include "backend/collaborators/config.h"
 #include "backend/web/masked_value.h"
+#include "backend/web/schema/form_check.h"
 
 namespace weir {
 
@@ -19,6 +21,20 @@ constexpr std::string_view build_type = "release";
 constexpr std::string_view build_type = "debug";
 #endif
 
+// An input that a document may have, and no other file. Returns it as its readers take it.
+Value check_input(Value input) {
+  if (!is_set(member(input, "url"))) throw FormError({{"url", "missing"}});
+  restore_secrets(input, JsonConf());
+  Value document{{"input", {{"0", std::move(input)}}}};
+  FormReport report;
+  check_stream_members(document, TouchedKeys(Value{{"input", nullptr}}), report);
+  constexpr std::string_view place = "input.0.";
+  for (Finding& finding : report.findings)
+    if (finding.key.starts_with(place)) finding.key.erase(0, place.size());
+  if (!report.findings.empty()) throw FormError(std::move(report.findings));
+  return std::move(document["input"]["0"]);
+}
+
 }  // namespace
 
 void ServerRoutes::add_to(Router& router) {
@@ -28,8 +44,9 @@ void ServerRoutes::add_to(Router& router) {
   router.add("GET", "/readyz", [this](const Request& r, Parameters) { return readiness(r.identity.role); }, open);
   router.add("GET", "/api/version", [this](const Request&, Parameters) { return version(); });
   router.add("GET", "/api/probe",
-             [this](const Request& r, Parameters) { return probe(std::string(trim(r.query("url")))); },
+             [this](const Request& r, Parameters) { return probe({{"url", std::string(trim(r.query("url")))}}); },
              {.role = Role::operator_, .starts_something = true});
+  router.add("POST", "/api/probe", [this](const Request& r, Parameters) { return probe(read_form(r)); });
 }
 
 // Strangers don't learn where the data lies.
@@ -48,12 +65,12 @@ Async<Response> ServerRoutes::version() {
                            {"build", fmt::format("{}, {}", compiler, build_type)}});
 }
 
-Async<Response> ServerRoutes::probe(std::string url) {
-  if (url.empty()) throw HttpError(400, "\"url\" is required");
+Async<Response> ServerRoutes::probe(Value input) {
+  input = check_input(std::move(input));
   // Each probe is a process.
   const auto permit = co_await probes_.acquire();
   try {
-    Value found = co_await probe_(url);
+    Value found = co_await probe_(std::move(input));
     mask_value(found);
     co_return json_response(found);
   } catch (const std::exception& failure) {

@@ -11,14 +11,15 @@
 
 namespace weir {
 
-/// What an input holds. Throws an ordinary failure with the reason when it can't be read.
-using ProbeFunction = std::function<Async<Value>(std::string url)>;
+/// What an input holds: a mapping with "url", as documents have it. Throws an ordinary failure with the reason when it
+/// can't be read.
+using InputProbe = std::function<Async<Value>(Value input)>;
 
 /// /healthz, /readyz, /api/version and /api/probe: the server itself.
 class ServerRoutes {
  public:
   /// The version outlives the routes.
-  ServerRoutes(ProbeFunction probe, FfmpegVersion& ffmpeg) : probe_(std::move(probe)), ffmpeg_(ffmpeg) {}
+  ServerRoutes(InputProbe probe, FfmpegVersion& ffmpeg) : probe_(std::move(probe)), ffmpeg_(ffmpeg) {}
   void add_to(Router& router);
 
   /// Whether the streams are loaded and the server is not ending. False at first.
@@ -30,9 +31,9 @@ class ServerRoutes {
 
   Async<Response> readiness(Role role);
   Async<Response> version();
-  Async<Response> probe(std::string url);
+  Async<Response> probe(Value input);
 
-  ProbeFunction probe_;
+  InputProbe probe_;
   FfmpegVersion& ffmpeg_;
   DirectoryCheck data_;
   Semaphore probes_{max_probes};

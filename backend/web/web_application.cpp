@@ -29,7 +29,7 @@ Response not_ready() {
 }  // namespace
 
 WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows,
-                               History& history, ProbeFunction probe, WebSettings settings)
+                               History& history, InputProbe probe, WebSettings settings)
     : access_(std::move(settings.access)),
       access_routes_(access_, passwords_),
       users_(access_.users(), passwords_),
@@ -47,7 +47,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       publishing_links_(std::move(settings.links_directory)),
       gate_(manager, publishing_links_),
       links_(manager, publishing_links_, document_changes_),
-      hls_(manager, windows, viewers_, std::move(probe)),
+      hls_(manager, windows, viewers_, [probe](std::string file) { return probe({{"url", std::move(file)}}); }),
       thumbnails_(manager, windows),
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {

@@ -37,7 +37,7 @@ class WebApplication {
  public:
   /// Manager, profiles, windows and history outlive the application.
   WebApplication(ServerStreamManager& manager, ProfileRegistry& profiles, HlsWindows& windows, History& history,
-                 ProbeFunction probe, WebSettings settings = {});
+                 InputProbe probe, WebSettings settings = {});
 
   /// Answers a request. Until `set_ready(true)` only the server's own state can be asked.
   Async<Response> answer(Request request);

@@ -165,4 +165,21 @@ Async<Value> probe_url(std::string url) {
   co_return answer;
 }
 
+Async<Value> probe_input_member(Value input) {
+  std::vector<std::string> arguments;
+  constexpr std::chrono::nanoseconds max_timeout = std::chrono::minutes(1);
+  std::chrono::nanoseconds timeout{0};
+  std::string refusal;
+  try {
+    const InputSource source = read_input_source(Settings(input, "input"));
+    arguments = make_open_arguments(source);
+    timeout = std::min(source.probe_timeout, max_timeout);
+  } catch (const ValueError& failure) {
+    refusal = failure.what();
+  }
+  if (!refusal.empty()) co_return make_error(refusal);
+  Value answer = co_await probe_input(std::move(arguments), timeout);
+  co_return answer;
+}
+
 }  // namespace weir

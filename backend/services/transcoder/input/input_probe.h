@@ -29,4 +29,8 @@ bool shows_data(std::string_view log);
 /// What a URL holds, for at most `Config::PROBE_TIMEOUT` seconds.
 Async<Value> probe_url(std::string url);
 
+/// What an input of a document holds: a mapping with "url", "format", "options" … It is asked for its "probe_timeout",
+/// at most a minute.
+Async<Value> probe_input_member(Value input);
+
 }  // namespace weir
