@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "backend/base/indexed_mapping.h"
+#include "backend/base/large_json.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/failure.h"
 
@@ -16,9 +17,10 @@ namespace weir {
 
 namespace {
 
-/// Builds a value from the parser's events within the bounds of a document.
+/// Builds a value from the parser's events within the bounds of a document, or of many.
 class BoundedBuilder : public nlohmann::json_sax<Value> {
  public:
+  explicit BoundedBuilder(std::size_t members) : max_members_(members) {}
   Value take() { return std::move(root_); }
 
   bool null() override { return add(nullptr); }
@@ -67,7 +69,7 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
   };
 
   void count_member() {
-    if (++members_ > max_members) throw ValueError(fmt::format("more than {} members", max_members));
+    if (++members_ > max_members_) throw ValueError(fmt::format("more than {} members", max_members_));
   }
 
   // "input.0.url: …"; the text alone for the whole document.
@@ -106,8 +108,16 @@ class BoundedBuilder : public nlohmann::json_sax<Value> {
 
   Value root_;
   std::vector<Container> open_;
+  const std::size_t max_members_;
   std::size_t members_ = 0;
 };
+
+Value parse_within(std::string_view text, std::size_t bytes, std::size_t members) {
+  if (text.size() > bytes) throw ValueError(fmt::format("larger than {} bytes", bytes));
+  BoundedBuilder builder(members);
+  Value::sax_parse(text.begin(), text.end(), &builder);
+  return builder.take();
+}
 
 void count_members(const Value& value, std::size_t depth, std::size_t headroom, std::size_t& members) {
   if (!value.is_structured()) return;
@@ -121,12 +131,9 @@ void count_members(const Value& value, std::size_t depth, std::size_t headroom, 
 
 }  // namespace
 
-Value parse_json(std::string_view text) {
-  if (text.size() > max_document_bytes) throw ValueError(fmt::format("larger than {} bytes", max_document_bytes));
-  BoundedBuilder builder;
-  Value::sax_parse(text.begin(), text.end(), &builder);
-  return builder.take();
-}
+Value parse_json(std::string_view text) { return parse_within(text, max_document_bytes, max_members); }
+
+Value parse_large_json(std::string_view text) { return parse_within(text, max_import_bytes, max_import_members); }
 
 void check_bounds(const Value& value) {
   check_members(value);

@@ -44,6 +44,8 @@ class ProfileDraft {
   virtual ~ProfileDraft() = default;
   virtual long long id() const = 0;
   virtual std::string name() const = 0;
+  /// The document, without "id".
+  virtual const Value& content() const = 0;
   virtual const ProfileDescription& description() const = 0;
 };
 
@@ -60,6 +62,8 @@ class ProfileRegistry : public ProfileManager {
   virtual std::shared_ptr<ProfileDraft> draft_new(const Value& form) = 0;
   /// The profile, or its draft where one is kept, with a form applied. The stored ones stay as they are.
   virtual std::shared_ptr<ProfileDraft> draft_change(long long id, const Value& form) = 0;
+  /// A profile of a document, whether there is one with the id or not. Its name is not compared with others.
+  virtual std::shared_ptr<ProfileDraft> draft_import(long long id, const Value& document) = 0;
   /// Keeps the draft in a file of its own. False when it can't be written.
   virtual bool keep(std::shared_ptr<ProfileDraft> draft) = 0;
   /// The draft that is kept; null when there is none.

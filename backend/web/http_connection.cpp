@@ -134,7 +134,10 @@ Async<bool> HttpConnection::serve_request() {
   if (!has_head) co_return false;
   Request request = make_request(parser.get());
   const std::uint64_t announced = parser.content_length().value_or(0);
-  const BodyReservation reservation(service_, parser.chunked() ? service_->limits.body_bytes : announced);
+  const std::size_t limit = max_body_bytes(request);
+  parser.body_limit(limit);
+  if (announced > limit) throw HttpError(413, make_error_code(http::error::body_limit).message());
+  const BodyReservation reservation(service_, parser.chunked() ? limit : announced);
   const bool has_body = co_await read_body(parser);
   if (!has_body) co_return false;
   request.body = std::move(parser.get().body());
@@ -151,9 +154,16 @@ Async<bool> HttpConnection::serve_request() {
   co_return !finishing_ && keep_alive && sent;
 }
 
+std::size_t HttpConnection::max_body_bytes(const Request& request) const {
+  const HttpLimits& limits = service_->limits;
+  const bool may_be_large = !limits.large_path.empty() && request.target.path == limits.large_path;
+  return may_be_large ? limits.large_body_bytes : limits.body_bytes;
+}
+
 Async<bool> HttpConnection::read_head(Parser& parser) {
   parser.header_limit(static_cast<std::uint32_t>(service_->limits.header_bytes));
-  parser.body_limit(service_->limits.body_bytes);
+  // Which path is asked for, and so how large the body may be, is known later.
+  parser.body_limit(std::max(service_->limits.body_bytes, service_->limits.large_body_bytes));
   if (buffer_.size() == 0) {
     // The time for a request starts with its first byte.
     deadline_ = now() + service_->limits.idle;

@@ -37,6 +37,7 @@ class HttpConnection {
 
   Async<> serve_requests();
   Async<bool> serve_request();
+  std::size_t max_body_bytes(const Request& request) const;
   Async<bool> read_head(Parser& parser);
   Async<bool> read_body(Parser& parser);
   Request make_request(const Parser::value_type& message) const;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "backend/platform/async.h"
 #include "backend/web/http_figures.h"
@@ -20,6 +21,8 @@ using HttpHandler = std::function<Async<Response>(Request)>;
 struct HttpLimits {
   std::size_t header_bytes = 16 * 1024;
   std::size_t body_bytes = 1 << 20;
+  std::vector<std::string> large_path = {};  ///< the path whose requests may have larger bodies; empty: none
+  std::size_t large_body_bytes = 16 << 20;
   std::size_t total_body_bytes = 64 << 20;  ///< of all requests that are being read or answered
   std::size_t connections = 1024;
   std::chrono::seconds idle{60};        ///< without a request

@@ -1,7 +1,5 @@
 #include "backend/web/masked_value.h"
 
-#include <fmt/core.h>
-
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -9,7 +7,7 @@
 #include "backend/base/members.h"
 #include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
-#include "backend/web/response.h"
+#include "backend/web/schema/form_findings.h"
 
 namespace weir {
 
@@ -52,7 +50,8 @@ class ShownMembers {
 
 std::string last_part(const std::string& key) { return key.substr(key.rfind('.') + 1); }
 
-void restore(Value& value, const std::string& key, const std::string& name, const Value& stored) {
+void restore(Value& value, const std::string& key, const std::string& name, const Value& stored,
+             FormFindings& findings) {
   if (!holds_masked_secret(value, name)) return;
   Value shown = stored;
   mask_secrets(shown, name);
@@ -61,11 +60,10 @@ void restore(Value& value, const std::string& key, const std::string& name, cons
   } else if (value.is_object() && !is_secret_member(name)) {
     ShownMembers members(stored);
     for (auto& [below, element] : value.get_ref<Value::object_t&>())
-      restore(element, key + "." + below, below, members.find(below, element));
+      restore(element, key + "." + below, below, members.find(below, element), findings);
   } else {
-    throw HttpError(400, fmt::format("{}: \"***\" stands for a secret that is not shown; send the secret, or the value "
-                                     "as it was shown",
-                                     key));
+    findings.push_back(
+        {key, "\"***\" stands for a secret that is not shown; send the secret, or the value as it was shown"});
   }
 }
 
@@ -75,8 +73,10 @@ void mask_value(Value& value) { mask_secrets(value); }
 
 void restore_secrets(Value& form, const JsonConf& document) {
   if (!form.is_object()) return;
+  FormFindings findings;
   for (auto& [key, value] : form.get_ref<Value::object_t&>())
-    restore(value, key, last_part(key), document.get_json_conf(key));
+    restore(value, key, last_part(key), document.get_json_conf(key), findings);
+  if (!findings.empty()) throw FormError(std::move(findings));
 }
 
 }  // namespace weir

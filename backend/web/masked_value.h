@@ -10,8 +10,8 @@ namespace weir {
 void mask_value(Value& value);
 
 /// Puts the document's secrets into a form that has them masked: what is sent back as it was shown stays as it is. An
-/// input or an output that has moved to another number keeps its own. Throws `HttpError` with 400, which names the key,
-/// for a masked secret that none of the document's belongs to.
+/// input or an output that has moved to another number keeps its own. Throws `FormError`, which names the keys,
+/// for masked secrets that none of the document's belongs to.
 void restore_secrets(Value& form, const JsonConf& document);
 
 }  // namespace weir

@@ -15,6 +15,7 @@
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/task.h"
+#include "backend/web/api/pending_changes.h"
 #include "backend/web/document_checks.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/response.h"
@@ -214,6 +215,12 @@ Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value pos
   co_return form;
 }
 
+bool changes_nothing(const StreamConfig& present, const Value& document) {
+  Value before = present.document();
+  for (const char* kept : {"id", "status"}) before.erase(kept);
+  return list_changed_keys(std::move(before), document).empty();
+}
+
 // Every refusal as findings.
 Async<Value> prepare_with_findings(std::shared_ptr<const Trial> trial, long long id, Value posted,
                                    FormDetails* details) {
@@ -243,6 +250,35 @@ Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value post
   const auto id = conf->get_json_conf("id").get<long long>();
   Value form = co_await prepare_with_findings(trial, id, std::move(posted), details);
   co_return form;
+}
+
+Async<Value> prepare_import(long long id, Value document, std::shared_ptr<const StreamConfig> present,
+                            std::shared_ptr<const ProfileDraft> profile) {
+  Value none = Value::object();
+  const StreamConfig empty;
+  restore_secrets(document, present ? *present : empty);
+  const bool is_same = present && changes_nothing(*present, document);
+  if (is_same && !profile) co_return present->document();
+  co_await yield_to_others();
+  const auto trial = std::make_shared<const Trial>(is_same ? Trial{present->document(), TouchedKeys(none), profile}
+                                                           : Trial{nullptr, TouchedKeys(), profile});
+  FormReport report;
+  Value form = make_form(none, apply_posted(none, document, trial->touched, report));
+  co_await yield_to_others();
+  // An imported profile may not be in the registry yet.
+  const Value profile_id = member(form, "profile");
+  if (profile) form.erase("profile");
+  Value prepared = apply_form(Value::object(), id, form);
+  co_await yield_to_others();
+  if (profile) {
+    prepared["profile"] = profile_id;
+    prepared = load(std::move(prepared), profile.get());
+    co_await yield_to_others();
+  }
+  const auto shared = std::make_shared<const Value>(std::move(prepared));
+  co_await check_document(shared, trial, report);
+  co_await check_command(shared, trial, report);
+  co_return *shared;
 }
 
 Async<> try_profile(std::shared_ptr<const StreamConfig> conf, std::shared_ptr<const ProfileDraft> draft) {

@@ -31,6 +31,13 @@ Async<Value> prepare_new_stream(long long id, Value posted, FormDetails* details
 /// masked stay as they are.
 Async<Value> prepare_change(std::shared_ptr<const StreamConfig> conf, Value posted, FormDetails* details = nullptr);
 
+/// The document, as it is going to be saved, that an imported one makes, which has neither "id" nor "status". `present`
+/// is the stream that has the id, or null: secrets that are masked stay as they are there. With `profile` the stream's
+/// profile is going to be that one. Of a document that changes nothing only what the
+/// profile spoils is refused.
+Async<Value> prepare_import(long long id, Value document, std::shared_ptr<const StreamConfig> present,
+                            std::shared_ptr<const ProfileDraft> profile);
+
 /// Tries a changed profile on the document of a stream that uses it.
 Async<> try_profile(std::shared_ptr<const StreamConfig> conf, std::shared_ptr<const ProfileDraft> draft);
 

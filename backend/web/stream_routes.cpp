@@ -45,6 +45,13 @@ void check_match(const Stream& stream, const std::string& if_match) {
   if (!if_match.empty() && !names_tag(if_match, make_document_tag(document), false)) throw ChangedMeanwhile(document);
 }
 
+void set_document(StreamConfig& conf, Value document) {
+  conf.replace_document(std::move(document));
+  // They count the inputs and outputs again.
+  conf.sort_input();
+  conf.sort_output();
+}
+
 // The form of a new stream with the document of another one, changed by a form.
 Value make_copy(const StreamConfig& conf, const Value& form) {
   JsonConf copy;
@@ -296,11 +303,15 @@ void StreamRoutes::save_or_restore(const Stream& stream, const Value& form) {
   pending_.before_change(stream, before);
   if (manager_.save_stream(stream.id, form)) return;
   const std::string reason = manager_.get_error_msg();
-  stream.conf->replace_document(std::move(before));
-  // They count the inputs and outputs again.
-  stream.conf->sort_input();
-  stream.conf->sort_output();
+  set_document(*stream.conf, std::move(before));
   throw HttpError(500, reason);
+}
+
+void StreamRoutes::replace_document(const Stream& stream, Value document) {
+  pending_.before_change(stream, stream.conf->document());
+  document["status"] = stream.get_status();
+  set_document(*stream.conf, std::move(document));
+  if (!stream.conf->save_json_conf()) throw HttpError(500, stream.conf->get_error_msg());
 }
 
 long long StreamRoutes::remove_stream(const Value& id, const std::string& if_match, std::string by) {

@@ -23,6 +23,13 @@ class StreamRoutes {
   Async<Value> change_stream(Value id, Value posted, std::string if_match, std::string by);
   /// Removes the stream. `clean_up` has to follow.
   long long remove_stream(const Value& id, const std::string& if_match, std::string by);
+  /// Replaces the whole document but the status. Throws `HttpError` with 500 when it can't be saved; it is replaced all
+  /// the same.
+  void replace_document(const Stream& stream, Value document);
+  /// Sets a file aside that has the name of a stream to come.
+  void make_room_for(const std::string& file);
+  /// Forgets what was known of a deleted stream.
+  void forget(long long id) { records_.forget(id); }
   /// Makes deletions durable and removes the streams' directories.
   static Async<> clean_up(std::vector<long long> ids);
 
@@ -54,7 +61,6 @@ class StreamRoutes {
 
   /// Throws `HttpError` with 404.
   std::shared_ptr<Stream> find(const Value& id);
-  void make_room_for(const std::string& file);
   void add_or_clean_up(const Value& form, const std::string& path);
   Async<bool> take_back(long long id);
   void save_or_restore(const Stream& stream, const Value& form);

@@ -43,6 +43,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       metrics_(manager, sampler_, ffmpeg_version_, [this] { return server_.figures(); }),
       events_(manager, figures_of(sampler_)),
       webhooks_(std::move(settings.webhooks)),
+      backups_({manager, profiles, streams_, webhooks_.webhooks()}, document_changes_, webhooks_.changes()),
       viewers_(std::make_shared<Viewers>(settings.viewers)),
       publishing_links_(std::move(settings.links_directory)),
       gate_(manager, publishing_links_),
@@ -50,7 +51,8 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       hls_(manager, windows, viewers_, [probe](std::string file) { return probe({{"url", std::move(file)}}); }),
       thumbnails_(manager, windows),
       http_outputs_(manager, viewers_),
-      server_([this](Request request) { return answer(std::move(request)); }, {}, std::move(settings.trusted_proxies)) {
+      server_([this](Request request) { return answer(std::move(request)); }, {.large_path = {"api", "import"}},
+              std::move(settings.trusted_proxies)) {
   add_record_members(settings.viewers);
   access_routes_.add_to(router_);
   users_.add_to(router_);
@@ -66,6 +68,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   metrics_.add_to(router_);
   events_.add_to(router_);
   webhooks_.add_to(router_);
+  backups_.add_to(router_);
   metrics_.add_source([this](MetricsText& text) { events_.add_metrics(text); });
   metrics_.add_source([this](MetricsText& text) { webhooks_.add_metrics(text); });
   links_.add_to(router_);

@@ -2,6 +2,7 @@
 
 #include "backend/web/access/access_routes.h"
 #include "backend/web/access/user_routes.h"
+#include "backend/web/api/backup_routes.h"
 #include "backend/web/api/idempotency_keys.h"
 #include "backend/web/batch_routes.h"
 #include "backend/web/events/event_routes.h"
@@ -76,6 +77,7 @@ class WebApplication {
   MetricsRoutes metrics_;
   EventRoutes events_;
   WebhookRoutes webhooks_;
+  BackupRoutes backups_;
   std::shared_ptr<Viewers> viewers_;
   PublishingLinks publishing_links_;
   PublishingGate gate_;

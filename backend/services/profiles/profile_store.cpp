@@ -79,6 +79,7 @@ class ProfileStore::Stored : public ProfileDraft {
   Stored(long long id, const std::string& path, Error* error_handler) : document(path, error_handler), id_(id) {}
   long long id() const override { return id_; }
   std::string name() const override { return std::string(trim(to_text(document.get_json_conf("name")))); }
+  const Value& content() const override { return document.document(); }
   const DocumentProfile& description() const override { return description_; }
 
   JsonConf document;
@@ -179,6 +180,11 @@ std::shared_ptr<ProfileDraft> ProfileStore::draft_change(long long id, const Val
   if (!apply(*changed, form)) return nullptr;
   const bool is_renamed = changed->name() != present->name();
   return is_renamed && refuse_taken_name(*changed) ? nullptr : changed;
+}
+
+std::shared_ptr<ProfileDraft> ProfileStore::draft_import(long long id, const Value& document) {
+  const auto profile = std::make_shared<Stored>(id, path(id), this);
+  return apply(*profile, document) ? profile : nullptr;
 }
 
 bool ProfileStore::refuse_taken_name(const Stored& profile) {

@@ -30,6 +30,7 @@ class ProfileStore : public ProfileRegistry, public Error {
   Value read(long long id) override;
   std::shared_ptr<ProfileDraft> draft_new(const Value& form) override;
   std::shared_ptr<ProfileDraft> draft_change(long long id, const Value& form) override;
+  std::shared_ptr<ProfileDraft> draft_import(long long id, const Value& document) override;
   bool keep(std::shared_ptr<ProfileDraft> draft) override;
   std::shared_ptr<ProfileDraft> kept_draft(long long id) override;
   std::shared_ptr<ProfileDraft> stored(long long id) override;

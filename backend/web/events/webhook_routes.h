@@ -15,6 +15,10 @@ class WebhookRoutes {
   void add_to(Router& router);
   void add_metrics(MetricsText& text) const;
 
+  Webhooks& webhooks() noexcept { return webhooks_; }
+  /// Held while they change.
+  Semaphore& changes() noexcept { return changes_; }
+
  private:
   Response list() const;
   Response read(const std::string& id) const;

@@ -14,6 +14,7 @@
 #include "backend/platform/files.h"
 #include "backend/platform/loop.h"
 #include "backend/web/journal_json.h"
+#include "backend/web/sync.h"
 
 namespace weir {
 
@@ -107,6 +108,12 @@ Webhooks::Stored Webhooks::stored() const {
 
 Async<> Webhooks::save(Stored webhooks) const {
   if (settings_.file.empty()) co_return;
+  write(webhooks);
+  co_await sync_file(settings_.file);
+}
+
+void Webhooks::write(const Stored& webhooks) const {
+  if (settings_.file.empty()) return;
   Value list = Value::array();
   for (const auto& [id, webhook] : webhooks) {
     Value form = {{"id", id}};
@@ -115,7 +122,6 @@ Async<> Webhooks::save(Stored webhooks) const {
   }
   const Value document = {{"webhooks", std::move(list)}};
   replace_file(settings_.file, to_json(document, true), file_mode);
-  co_await sync_file(settings_.file);
 }
 
 Async<std::string> Webhooks::add(Webhook webhook) {
@@ -140,6 +146,24 @@ Async<> Webhooks::remove(std::string id) {
   co_await save(std::move(webhooks));
   targets_.at(id)->end();
   targets_.erase(id);
+}
+
+void Webhooks::replace(const Stored& webhooks) {
+  if (webhooks.empty() && stored().empty()) return;
+  write(webhooks);
+  for (const auto& [id, webhook] : stored()) {
+    if (webhooks.contains(id)) continue;
+    targets_.at(id)->end();
+    targets_.erase(id);
+  }
+  for (const auto& [id, webhook] : webhooks) {
+    next_id_ = std::max(next_id_, parse_integer(id).value_or(0) + 1);
+    put(id, webhook);
+  }
+}
+
+Async<> Webhooks::sync() const {
+  if (!settings_.file.empty() && !stored().empty()) co_await sync_or_log(settings_.file);
 }
 
 }  // namespace weir

@@ -33,22 +33,27 @@ class Webhooks : public JournalReader {
   std::shared_ptr<WebhookTarget> find(const std::string& id) const;
   static bool is_from_settings(const std::string& id) { return id.starts_with("settings-"); }
 
+  /// Those of the API by their ids.
+  using Stored = std::map<std::string, Webhook>;
+  Stored stored() const;
+
   // These throw `std::system_error` when the file can't be written, and change nothing then.
   Async<std::string> add(Webhook webhook);
   Async<> change(std::string id, Webhook webhook);
   Async<> remove(std::string id);
+  /// All of them at once; `sync` has to follow.
+  void replace(const Stored& webhooks);
+  Async<> sync() const;
 
   /// What a test delivery sends.
   static WebhookTarget::Delivery make_test();
 
  private:
-  using Stored = std::map<std::string, Webhook>;
-
   void load_settings();
   void load_stored();
   void put(const std::string& id, Webhook webhook);
-  Stored stored() const;
   Async<> save(Stored webhooks) const;
+  void write(const Stored& webhooks) const;
 
   WebhookSettings settings_;
   HttpSender sender_;
