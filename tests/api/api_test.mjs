@@ -46,6 +46,7 @@ async function askServer(api) {
   await api.call('GET /', {status: 302});
   await api.call('DELETE /api/system/longest', {status: 204});
   await api.call('GET /api/probe?url=nothing', {status: 400});
+  await api.call('POST /api/probe', {status: 400, body: {url: 'file:///etc/passwd'}});
 }
 
 /** The id of a stream that is added as nobody does it. */
@@ -103,6 +104,7 @@ async function watch(api, path) {
   const known = {'If-None-Match': picture.headers.get('etag')};
   await api.call('GET /api/streams/{id}/thumbnail.jpg', {path, status: 304, headers: known});
   await api.call(`GET /api/probe?url=${api.origin}/${path.id}/${segment}`);
+  await api.call('POST /api/probe', {body: {url: `${api.origin}/${path.id}/${segment}`, format: 'mpegts'}});
 }
 
 function checkEvents({document}, events) {
@@ -186,7 +188,14 @@ async function useProfiles(api, stream) {
   await api.call('GET /api/profiles/{id}', {path: {id}});
   await api.call('PATCH /api/profiles/{id}', {path: {id}, body: {'audio.bitrate': 96}});
   await api.call('PATCH /api/profiles/{id}', {path: {id}, status: 400, body: fault});
+  await api.call('DELETE /api/profiles/{id}/draft', {path: {id}, status: 204});
   await api.call('PATCH /api/streams/{id}', {path: stream, body: {profile: String(id)}});
+  const {body: drafted} = await api.call('PATCH /api/profiles/{id}', {path: {id}, body: {'audio.bitrate': 112}});
+  assert.deepEqual(drafted.pending, ['audio.bitrate']);
+  await api.call('GET /api/profiles/{id}', {path: {id}});
+  await api.call('POST /api/profiles/{id}/apply', {path: {id}, status: 400, body: {interval: -1}});
+  const {body: applied} = await api.call('POST /api/profiles/{id}/apply', {path: {id}, body: {restart: true}});
+  assert.deepEqual(applied.results[0].changed, ['audio.bitrate']);
   await api.call('DELETE /api/profiles/{id}', {path: {id}, status: 409});
   await api.call('PATCH /api/streams/{id}', {path: stream, body: {profile: ''}});
   await api.call('DELETE /api/profiles/{id}', {path: {id}, status: 204});
@@ -209,6 +218,13 @@ async function useWebhooks(api) {
   await api.call('PATCH /api/webhooks/{id}', {path: {id: 'settings-1'}, status: 409, body: {kinds: []}});
   await api.call('DELETE /api/webhooks/{id}', {path: {id: 'settings-1'}, status: 409});
   await api.call('DELETE /api/webhooks/{id}', {path: {id}, status: 204});
+}
+
+async function useBackups(api) {
+  const {body: all} = await api.call('GET /api/export?secrets=1');
+  await api.call('POST /api/import', {status: 400, body: {...all, format: 7}});
+  const {body} = await api.call('POST /api/import?mode=replace&dry_run=1', {body: all});
+  assert.ok(body.streams.unchanged.length === all.streams.length && body.profiles.unchanged.length === all.profiles.length, JSON.stringify(body));
 }
 
 async function readHistory(api, id) {
@@ -321,6 +337,7 @@ try {
   await api.checkMethods({...missing, ...path});
   await useLinks(api, path);
   await useWebhooks(api);
+  await useBackups(api);
   await readHistory(api, path.id);
   await api.call('DELETE /api/streams/{id}', {path, status: 204});
   await useAccess(api);
