@@ -101,15 +101,20 @@ void Server::listen(const ServerSettings& settings) {
         fmt::format("--bind {}: other machines reach this address, and there is no user who could log in. Add one "
                     "first: weir user add NAME --role admin --data {}",
                     settings.bind, settings.data));
+  const bool by_tls = !settings.tls_certificate.empty();
+  const auto knows_host = [this](const Request& request) { return web_.access().hosts().has(request); };
   try {
+    if (by_tls) web_.server().use_tls(settings.tls_certificate, settings.tls_key, knows_host);
     web_.server().listen(settings.bind, settings.port);
-  } catch (const std::system_error& failure) {
+  } catch (const std::exception& failure) {
     throw StartFailure(failure.what());
   }
   Config::HTTP_PORT = web_.server().port();
+  if (by_tls) Config::HTTP_SCHEME = "https";
   const bool v6 = settings.bind.find(':') != std::string::npos;
   log(LogLevel::info, "Weir",
-      fmt::format("Listening on http://{}:{}", v6 ? "[" + settings.bind + "]" : settings.bind, Config::HTTP_PORT));
+      fmt::format("Listening on {}://{}:{}", Config::HTTP_SCHEME, v6 ? "[" + settings.bind + "]" : settings.bind,
+                  Config::HTTP_PORT));
 }
 
 int Server::run() {

@@ -30,6 +30,8 @@ struct Config {
 
   /// The port on which the server publishes HLS files.
   static inline int HTTP_PORT = 8080;
+  /// "https" when that port answers by TLS.
+  static inline std::string HTTP_SCHEME = "http";
 
   /// Seconds for which viewers of an "http" output are held while no transcoder sends to it.
   static inline double HTTP_OUTPUT_HOLD = 30;

@@ -1,5 +1,6 @@
 #include "backend/web/http_connection.h"
 
+#include <fmt/core.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -7,9 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/read_size.hpp>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
-#include <boost/beast/http/read.hpp>
 
 #include "backend/base/log.h"
 #include "backend/platform/asio_wait.h"
@@ -30,6 +31,8 @@ constexpr int max_drain_reads = 256;
 constexpr std::size_t max_joined_bytes = 16 * 1024;
 // A fraction of a millisecond of copying.
 constexpr std::size_t max_sendfile_bytes = 512 * 1024;
+constexpr std::size_t tls_file_bytes = 64 * 1024;
+constexpr std::size_t max_read_bytes = 64 * 1024;
 
 /// A request's part of the memory for bodies; given back at its end. Throws `HttpError` with 503 when too little is
 /// left.
@@ -50,6 +53,30 @@ class BodyReservation {
   std::shared_ptr<HttpService> service_;
   std::size_t bytes_;
 };
+
+/// Sends plain HTTP on the port of TLS to the same address over TLS.
+class Redirection : public HttpError {
+ public:
+  explicit Redirection(std::string location)
+      : HttpError(308, "The server answers over HTTPS"), location_(std::move(location)) {}
+  Response response() const override {
+    Response response = HttpError::response();
+    response.headers.emplace_back("Location", location_);
+    // Players on pages of other sites follow it, too.
+    response.headers.emplace_back("Access-Control-Allow-Origin", "*");
+    return response;
+  }
+
+ private:
+  std::string location_;
+};
+
+// "/path?query" of "http://host/path?query".
+std::string_view without_authority(std::string_view target) {
+  const std::size_t scheme = target.starts_with('/') ? std::string_view::npos : target.find("://");
+  if (scheme == std::string_view::npos) return target;
+  return target.substr(std::min(target.find_first_of("/?", scheme + 3), target.size()));
+}
 
 // False when the client has gone. Throws `HttpError` for a request that can't be read.
 bool succeeded(const error_code& error) {
@@ -95,11 +122,13 @@ HttpConnection::HttpConnection(asio::ip::tcp::socket socket, std::shared_ptr<Htt
 
 Async<> HttpConnection::serve(std::shared_ptr<HttpConnection> self) {
   try {
-    co_await self->serve_requests();
+    const bool opened = co_await self->open();
+    if (opened) co_await self->serve_requests();
   } catch (const std::exception&) {
     log(LogLevel::error, "Web", format_traceback(std::current_exception()));
   }
   self->deadline_.reset();
+  if (self->tls_) self->tls_->close();
   error_code ignored;
   self->socket_.close(ignored);
 }
@@ -116,15 +145,29 @@ void HttpConnection::finish() {
   if (!busy_ || live_) abort();
 }
 
+// False when the client has gone, or speaks no TLS that the server does. Plain HTTP on the port of TLS is read, too: it
+// is told where to go.
+Async<bool> HttpConnection::open() {
+  if (!service_->tls) co_return true;
+  deadline_ = now() + service_->limits.idle;
+  const bool readable = co_await wait_readable();
+  char first = 0;
+  if (!readable || ::recv(socket_.native_handle(), &first, 1, MSG_PEEK | MSG_DONTWAIT) != 1) co_return false;
+  if (!begins_tls(first)) co_return true;
+  deadline_ = now() + service_->limits.handshake;
+  tls_.emplace(socket_, service_->tls->handle());
+  co_return co_await tls_->accept();
+}
+
 Async<> HttpConnection::serve_requests() {
-  std::optional<HttpError> refusal;
+  std::optional<Response> refusal;
   try {
     bool goes_on = true;
     while (goes_on) goes_on = co_await serve_request();
   } catch (const HttpError& error) {
-    refusal = error;
+    refusal = error.response();
   }
-  if (refusal) co_await refuse(refusal->status(), refusal->what());
+  if (refusal) co_await refuse(std::move(*refusal));
 }
 
 // False when the connection ends with this request.
@@ -133,6 +176,7 @@ Async<bool> HttpConnection::serve_request() {
   const bool has_head = co_await read_head(parser);
   if (!has_head) co_return false;
   Request request = make_request(parser.get());
+  if (service_->tls && !tls_) redirect(request, without_authority(parser.get().target()));
   const std::uint64_t announced = parser.content_length().value_or(0);
   const std::size_t limit = max_body_bytes(request);
   parser.body_limit(limit);
@@ -164,16 +208,15 @@ Async<bool> HttpConnection::read_head(Parser& parser) {
   parser.header_limit(static_cast<std::uint32_t>(service_->limits.header_bytes));
   // Which path is asked for, and so how large the body may be, is known later.
   parser.body_limit(std::max(service_->limits.body_bytes, service_->limits.large_body_bytes));
-  if (buffer_.size() == 0) {
+  if (buffer_.size() == 0 && !(tls_ && tls_->has_pending())) {
     // The time for a request starts with its first byte.
     deadline_ = now() + service_->limits.idle;
-    const auto [error] = co_await asio_wait<error_code>(
-        [this](auto handler) { socket_.async_wait(asio::ip::tcp::socket::wait_read, std::move(handler)); });
-    if (error) co_return false;
+    const bool readable = co_await wait_readable();
+    if (!readable) co_return false;
   }
   deadline_ = now() + service_->limits.read;
-  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-      [&](auto handler) { http::async_read_header(socket_, buffer_, parser, std::move(handler)); });
+  parser.eager(false);
+  const error_code error = co_await read_until(parser, &Parser::is_header_done);
   co_return succeeded(error);
 }
 
@@ -184,9 +227,47 @@ Async<bool> HttpConnection::read_body(Parser& parser) {
     if (!asked) co_return false;
   }
   deadline_ = now() + service_->limits.read;
-  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-      [&](auto handler) { http::async_read(socket_, buffer_, parser, std::move(handler)); });
+  parser.eager(true);
+  const error_code error = co_await read_until(parser, &Parser::is_done);
   co_return succeeded(error);
+}
+
+// As Beast reads from a socket of its own.
+Async<error_code> HttpConnection::read_until(Parser& parser, bool (Parser::*is_done)() const) {
+  for (;;) {
+    error_code error = http::error::need_more;
+    if (buffer_.size() > 0) {
+      error = {};
+      buffer_.consume(parser.put(buffer_.data(), error));
+    }
+    if (error && error != http::error::need_more) co_return error;
+    if ((parser.*is_done)()) co_return error_code();
+    if (!error && buffer_.size() > 0) continue;
+    const std::size_t size = co_await read_some(buffer_.prepare(beast::read_size(buffer_, max_read_bytes)));
+    if (size == 0) co_return http::error::end_of_stream;
+    buffer_.commit(size);
+  }
+}
+
+// 0 at the end.
+Async<std::size_t> HttpConnection::read_some(asio::mutable_buffer room) {
+  if (tls_) co_return co_await tls_->read_some(room);
+  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
+      [&](auto handler) { socket_.async_read_some(room, std::move(handler)); });
+  co_return error ? 0 : size;
+}
+
+Async<bool> HttpConnection::wait_readable() {
+  const auto [error] = co_await asio_wait<error_code>(
+      [this](auto handler) { socket_.async_wait(asio::ip::tcp::socket::wait_read, std::move(handler)); });
+  co_return !error;
+}
+
+// Throws `HttpError`. Where a foreign name was made to point here, nobody is sent to it.
+void HttpConnection::redirect(const Request& request, std::string_view target) const {
+  if (!service_->knows_host(request))
+    throw HttpError(421, "The server answers over HTTPS, and is not known under this host name");
+  throw Redirection(fmt::format("https://{}{}", request.host, target));
 }
 
 // The request without its body. Throws `HttpError` with 400 for one that HTTP does not allow.
@@ -222,10 +303,9 @@ Request HttpConnection::make_request(const Parser::value_type& message) const {
 }
 
 // What follows on the connection is not read as a request.
-Async<> HttpConnection::refuse(int status, std::string message) {
-  Response response = error_response(status, message);
-  if (status == 503) response.headers.emplace_back("Retry-After", "5");
-  service_->figures.count(status);
+Async<> HttpConnection::refuse(Response response) {
+  if (response.status == 503) response.headers.emplace_back("Retry-After", "5");
+  service_->figures.count(response.status);
   const bool sent = co_await send(std::move(response), true, false);
   if (sent) co_await drain();
 }
@@ -245,8 +325,9 @@ Async<bool> HttpConnection::send(Response response, bool with_body, bool keep_al
     co_await send_live(std::move(response.live));
     co_return false;
   }
-  if (response.file && response.file->size > 0) co_return co_await send_file(std::move(*response.file));
-  if (response.file) co_return true;
+  if (response.file && response.file->size == 0) co_return true;
+  if (response.file && tls_) co_return co_await send_file_over_tls(std::move(*response.file));
+  if (response.file) co_return co_await send_file(std::move(*response.file));
   co_return co_await write(std::move(response.body));
 }
 
@@ -268,6 +349,21 @@ Async<bool> HttpConnection::send_file(FilePart file) {
   }
 }
 
+Async<bool> HttpConnection::send_file_over_tls(FilePart file) {
+  std::string chunk(std::min<std::uint64_t>(file.size, tls_file_bytes), '\0');
+  while (file.size > 0) {
+    const std::size_t wanted = std::min<std::uint64_t>(file.size, chunk.size());
+    const ssize_t size = ::pread(file.file.get(), chunk.data(), wanted, static_cast<off_t>(file.offset));
+    if (size <= 0) co_return false;
+    file.offset += static_cast<std::uint64_t>(size);
+    file.size -= static_cast<std::uint64_t>(size);
+    deadline_ = now() + service_->limits.write;
+    const bool sent = co_await tls_->write({chunk.data(), static_cast<std::size_t>(size)});
+    if (!sent) co_return false;
+  }
+  co_return true;
+}
+
 Async<> HttpConnection::send_live(std::unique_ptr<LiveBody> body) {
   live_ = true;
   if (const int bytes = body->send_buffer_bytes()) {
@@ -276,15 +372,27 @@ Async<> HttpConnection::send_live(std::unique_ptr<LiveBody> body) {
   }
   for (;;) {
     deadline_.reset();
-    const std::vector<LiveSlice> slices = co_await body->next();
+    std::vector<LiveSlice> slices = co_await body->next();
     if (slices.empty()) co_return;
-    std::vector<asio::const_buffer> buffers;
-    for (const LiveSlice& slice : slices) buffers.emplace_back(slice.bytes.data(), slice.bytes.size());
     deadline_ = now() + service_->limits.live_write;
-    const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
-        [&](auto handler) { asio::async_write(socket_, buffers, std::move(handler)); });
-    if (error) co_return;
+    const bool written = co_await write_slices(std::move(slices));
+    if (!written) co_return;
   }
+}
+
+Async<bool> HttpConnection::write_slices(std::vector<LiveSlice> slices) {
+  if (tls_) {
+    for (const LiveSlice& slice : slices) {
+      const bool written = co_await tls_->write(slice.bytes);
+      if (!written) co_return false;
+    }
+    co_return true;
+  }
+  std::vector<asio::const_buffer> buffers;
+  for (const LiveSlice& slice : slices) buffers.emplace_back(slice.bytes.data(), slice.bytes.size());
+  const auto [error, size] = co_await asio_wait<error_code, std::size_t>(
+      [&](auto handler) { asio::async_write(socket_, buffers, std::move(handler)); });
+  co_return !error;
 }
 
 Async<bool> HttpConnection::write(std::string bytes) {
@@ -292,10 +400,8 @@ Async<bool> HttpConnection::write(std::string bytes) {
   while (!rest.empty()) {
     const std::string_view chunk = rest.substr(0, service_->limits.chunk_bytes);
     deadline_ = now() + service_->limits.write;
-    const auto [error, size] = co_await asio_wait<error_code, std::size_t>([&](auto handler) {
-      asio::async_write(socket_, asio::buffer(chunk.data(), chunk.size()), std::move(handler));
-    });
-    if (error) co_return false;
+    const bool written = co_await write_slices({LiveSlice{nullptr, chunk}});
+    if (!written) co_return false;
     rest.remove_prefix(chunk.size());
   }
   co_return true;
@@ -305,6 +411,7 @@ Async<bool> HttpConnection::write(std::string bytes) {
 Async<> HttpConnection::drain() {
   static std::array<char, 64 * 1024> dropped;
   error_code ignored;
+  if (tls_) tls_->close();
   socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
   deadline_ = now() + max_drain_time;
   for (int i = 0; i < max_drain_reads; ++i) {
@@ -316,6 +423,7 @@ Async<> HttpConnection::drain() {
 
 // A live response notices by its writes, but for the time in which there is nothing to write.
 bool HttpConnection::has_left() {
+  if (tls_) return tls_->has_left();
   char byte;
   const ssize_t size = ::recv(socket_.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
   return size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR);
@@ -327,7 +435,8 @@ void HttpConnection::set_client(Request& request, const Parser::value_type& mess
   if (error) return;
   const std::string sender = to_text(endpoint.address());
   request.client_address = find_client_address(sender, message["X-Forwarded-For"], service_->trusted_proxies);
-  request.secure = service_->trusted_proxies.contains(sender) && beast::iequals(message["X-Forwarded-Proto"], "https");
+  const bool proxy_tells = service_->trusted_proxies.contains(sender) && message.count("X-Forwarded-Proto") > 0;
+  request.secure = proxy_tells ? beast::iequals(message["X-Forwarded-Proto"], "https") : tls_.has_value();
   request.client_port = std::to_string(endpoint.port());
   const auto local = socket_.local_endpoint(error);
   if (!error) request.local_address = to_text(local.address());

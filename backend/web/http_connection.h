@@ -7,11 +7,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "backend/platform/async.h"
 #include "backend/platform/clock.h"
 #include "backend/platform/task.h"
 #include "backend/web/http_service.h"
+#include "backend/web/tls_stream.h"
 
 namespace weir {
 
@@ -35,23 +38,31 @@ class HttpConnection {
  private:
   using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
 
+  Async<bool> open();
   Async<> serve_requests();
   Async<bool> serve_request();
   std::size_t max_body_bytes(const Request& request) const;
   Async<bool> read_head(Parser& parser);
   Async<bool> read_body(Parser& parser);
+  Async<boost::system::error_code> read_until(Parser& parser, bool (Parser::*is_done)() const);
+  Async<std::size_t> read_some(boost::asio::mutable_buffer room);
+  Async<bool> wait_readable();
+  [[noreturn]] void redirect(const Request& request, std::string_view target) const;
   Request make_request(const Parser::value_type& message) const;
-  Async<> refuse(int status, std::string message);
+  Async<> refuse(Response response);
   Async<bool> send(Response response, bool with_body, bool keep_alive);
   Async<bool> send_file(FilePart file);
+  Async<bool> send_file_over_tls(FilePart file);
   Async<> send_live(std::unique_ptr<LiveBody> body);
   Async<bool> write(std::string bytes);
+  Async<bool> write_slices(std::vector<LiveSlice> slices);
   Async<> drain();
   bool has_left();
   void set_client(Request& request, const Parser::value_type& message) const;
   std::string local_authority() const;
 
   boost::asio::ip::tcp::socket socket_;
+  std::optional<TlsStream> tls_;
   boost::beast::flat_buffer buffer_;
   std::shared_ptr<HttpService> service_;
   std::optional<TimePoint> deadline_;

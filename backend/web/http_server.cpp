@@ -56,7 +56,8 @@ struct HttpServer::State {
     if (connections.size() >= service->limits.connections) forget_ended();
     if (connections.size() >= service->limits.connections) {
       service->figures.count(503);
-      return refuse(socket);
+      if (!service->tls) refuse(socket);
+      return;
     }
     const auto connection = std::make_shared<HttpConnection>(std::move(socket), service);
     connections.push_back(connection);
@@ -79,6 +80,12 @@ HttpServer::~HttpServer() {
   acceptor_.kill();
   sweeper_.kill();
   for (const auto& connection : state_->connections) connection->abort();
+}
+
+void HttpServer::use_tls(const std::string& certificate, const std::string& key,
+                         std::function<bool(const Request&)> knows_host) {
+  state_->service->tls = std::make_unique<TlsContext>(certificate, key);
+  state_->service->knows_host = std::move(knows_host);
 }
 
 void HttpServer::listen(const std::string& address, int port) {
@@ -130,6 +137,7 @@ Async<> HttpServer::end_dead_connections(std::shared_ptr<State> state) {
   for (;;) {
     co_await sleep_to_next(std::chrono::seconds(1));
     state->forget_ended();
+    if (state->service->tls) state->service->tls->refresh();
     for (const auto& connection : state->connections)
       if (connection->is_over()) connection->abort();
     return_freed_memory(*state->service);

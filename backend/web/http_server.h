@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -18,6 +19,9 @@ class HttpServer {
   explicit HttpServer(HttpHandler handler, HttpLimits limits = {}, std::set<std::string> trusted_proxies = {});
   ~HttpServer();
 
+  /// Answers by TLS with these PEM files, which are read again when they change; to be called before `listen`. Plain
+  /// HTTP for a host that `knows_host` accepts is redirected there. Throws `ValueError`.
+  void use_tls(const std::string& certificate, const std::string& key, std::function<bool(const Request&)> knows_host);
   /// Binds the port, 0 for a free one; connections queue from now on. Throws `std::system_error`.
   void listen(const std::string& address, int port);
   /// The bound port.

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "backend/web/http_figures.h"
 #include "backend/web/request.h"
 #include "backend/web/response.h"
+#include "backend/web/tls_context.h"
 
 namespace weir {
 
@@ -26,6 +28,7 @@ struct HttpLimits {
   std::size_t total_body_bytes = 64 << 20;  ///< of all requests that are being read or answered
   std::size_t connections = 1024;
   std::chrono::seconds idle{60};        ///< without a request
+  std::chrono::seconds handshake{10};   ///< of TLS, from its first byte on
   std::chrono::seconds read{30};        ///< for a request to arrive whole, from its first byte on
   std::chrono::seconds write{30};       ///< for each `chunk_bytes` of an answer to be taken
   std::chrono::seconds live_write{10};  ///< for each part of a live response to be taken
@@ -40,6 +43,9 @@ struct HttpService {
   std::size_t reserved_body_bytes = 0;
   std::size_t peak_body_bytes = 0;  ///< since freed memory was last given back to the system
   HttpFigures figures = {};
+  std::unique_ptr<TlsContext> tls = {};  ///< null: plain HTTP
+  /// Whether plain HTTP for the request's host may be redirected to TLS there.
+  std::function<bool(const Request&)> knows_host = {};
 };
 
 }  // namespace weir

@@ -30,7 +30,7 @@ struct Request {
   std::string client_port;         ///< of the connection
   std::string local_address = {};  ///< that the client connected to, without a port
   bool forwarded = false;          ///< a proxy passed it on
-  bool secure = false;             ///< the client came through TLS, as a trusted proxy says
+  bool secure = false;             ///< the client came through TLS, of the server or, as it says, of a trusted proxy
   bool from_other_site = false;    ///< a browser sends it for a page of another site; see `Access`
   Identity identity = {};          ///< who sends it; see `Access`
 

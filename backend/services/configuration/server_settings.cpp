@@ -168,6 +168,9 @@ const std::vector<Setting>& setting_table() {
       {"bind", "ADDR", "address to listen on; needs a user unless it is a loopback address (default 127.0.0.1)",
        one(&S::bind, to_bind_address)},
       {"port", "N", "port to listen on; 0 takes a free one (default 8080)", one(&S::port, to_port)},
+      {"tls-cert", "FILE", "PEM file with the certificate and its chain: the port answers by HTTPS (default: HTTP)",
+       one(&S::tls_certificate, to_nonempty)},
+      {"tls-key", "FILE", "PEM file with the certificate's key, without a passphrase", one(&S::tls_key, to_nonempty)},
       {"ffmpeg", "PATH", "the transcoder program (default: ffmpeg, found on PATH)", one(&S::ffmpeg, to_nonempty)},
       {"ffprobe", "PATH", "the probe program (default: ffprobe, found on PATH)", one(&S::ffprobe, to_nonempty)},
       {"probe-timeout", "SECONDS", "time after which the probe of an input gives up (default 10)",
@@ -326,6 +329,14 @@ ServerSettings collect_settings(const CLI::App& subcommand, const EnvironmentVar
   return settings;
 }
 
+ServerSettings read_server_settings(const CLI::App& subcommand, const EnvironmentVariable& variable) {
+  ServerSettings settings = collect_settings(subcommand, variable);
+  if (settings.tls_certificate.empty() != settings.tls_key.empty())
+    throw SettingsError(fmt::format("tls-cert and tls-key are needed together; {} is missing",
+                                    settings.tls_key.empty() ? "tls-key" : "tls-cert"));
+  return settings;
+}
+
 std::optional<ChosenUserCommand> read_user_command(const CLI::App& app) {
   try {
     return find_user_command(app);
@@ -349,7 +360,7 @@ Invocation read_settings(const std::vector<std::string>& arguments, const Enviro
   const std::string output = parse_command_line(app, arguments);
   if (!output.empty()) return {std::nullopt, output};
   std::optional<ChosenUserCommand> chosen = read_user_command(app);
-  if (!chosen) return {collect_settings(*app.get_subcommand("serve"), variable)};
+  if (!chosen) return {read_server_settings(*app.get_subcommand("serve"), variable)};
   chosen->command.data = collect_settings(*chosen->subcommand, variable).data;
   return {std::nullopt, {}, std::move(chosen->command)};
 }

@@ -17,9 +17,11 @@ struct ServerSettings {
   std::string data = "./weir-data";  ///< the data directory
   std::string bind = "127.0.0.1";    ///< the address to listen on
   int port = 8080;                   ///< 0 lets the system choose a free one
-  std::string ffmpeg = "ffmpeg";     ///< looked up in PATH when it holds no slash
-  std::string ffprobe = "ffprobe";   ///< the same
-  double probe_timeout = 10;         ///< seconds
+  std::string tls_certificate;       ///< PEM files; empty: plain HTTP
+  std::string tls_key;
+  std::string ffmpeg = "ffmpeg";    ///< looked up in PATH when it holds no slash
+  std::string ffprobe = "ffprobe";  ///< the same
+  double probe_timeout = 10;        ///< seconds
   /// Seconds between two streams that are started again when the server starts; nothing: as early as possible.
   std::optional<double> restore_interval = 3;
   double http_output_hold = 30;  ///< seconds

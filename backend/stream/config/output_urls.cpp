@@ -4,6 +4,7 @@
 
 #include "backend/base/members.h"
 #include "backend/base/text_form.h"
+#include "backend/collaborators/config.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/platform/failure.h"
 #include "backend/platform/files.h"
@@ -32,7 +33,7 @@ const std::string& path_part(const Value& output, std::string_view name) {
 }
 
 std::string hls_url(const Value& id, const Value& output, std::string_view host) {
-  return fmt::format("http://{}:{}/{}/{}", host.substr(0, host.find(':')),
+  return fmt::format("{}://{}:{}/{}/{}", Config::HTTP_SCHEME, host.substr(0, host.find(':')),
                      siblings().nginx_manager->config.get_http_port(), to_text(id),
                      quote(member(output, "playlist_name")));
 }
@@ -56,7 +57,8 @@ std::optional<std::string> output_url(const Value& id, const Value& output, std:
   }
   if (protocol == "file") return join_path(path_part(output, "path"), path_part(output, "filename"));
   if (protocol == "http") {
-    return fmt::format("http://{}/stream/{}/{}", host, to_text(id), quote(member(output, "filename")));
+    return fmt::format("{}://{}/stream/{}/{}", Config::HTTP_SCHEME, host, to_text(id),
+                       quote(member(output, "filename")));
   }
   return std::nullopt;
 }

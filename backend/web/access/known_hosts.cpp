@@ -64,7 +64,9 @@ bool KnownHosts::is_from_other_site(const Request& request) const {
   if (request.origin.empty()) return false;
   const std::size_t scheme = request.origin.find("://");
   if (scheme == std::string::npos) return true;
-  if (request.origin.substr(scheme + 3) == request.host) return false;
+  // A proxy may have ended TLS without saying so.
+  const bool has_its_scheme = !request.secure || request.origin.starts_with("https:");
+  if (has_its_scheme && request.origin.substr(scheme + 3) == request.host) return false;
   return std::ranges::none_of(public_urls_, [&](const PublicUrl& url) {
     return are_equal(url.scheme + "://" + url.authority, request.origin);
   });
