@@ -213,6 +213,9 @@ Async<bool> HttpConnection::read_head(Parser& parser) {
     deadline_ = now() + service_->limits.idle;
     const bool readable = co_await wait_readable();
     if (!readable) co_return false;
+  } else if (tls_) {
+    // Nothing else lets others have their turn where a client sends on and on, and takes its short answers.
+    co_await yield_to_others();
   }
   deadline_ = now() + service_->limits.read;
   parser.eager(false);
