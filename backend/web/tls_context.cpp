@@ -40,6 +40,8 @@ void set_up(SSL_CTX* context) {
   // Idle connections hold no buffers.
   ::SSL_CTX_set_mode(context,
                      SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER | SSL_MODE_RELEASE_BUFFERS);
+  // With it a read would go on inside OpenSSL for as long as a client sends records that are not data.
+  ::SSL_CTX_clear_mode(context, SSL_MODE_AUTO_RETRY);
   // Clients keep their sessions as tickets.
   ::SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
   ::SSL_CTX_set_default_passwd_cb(context, refuse_passphrase);
