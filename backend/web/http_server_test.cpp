@@ -6,6 +6,8 @@
 #include <boost/asio/ip/tcp.hpp>
 
 #include "backend/platform/sleep.h"
+#include "tests/support/certificate.h"
+#include "tests/support/temporary_directory.h"
 #include "tests/support/test_loop.h"
 
 namespace weir {
@@ -150,6 +152,26 @@ TEST_F(HttpServerTest, DisconnectsSilentClients) {
   EXPECT_FALSE(idle.closed());
   loop_.advance(limits_.idle);
   EXPECT_TRUE(ends(idle));
+}
+
+TEST_F(HttpServerTest, DisconnectsClientsThatDoNotEndTheHandshake) {
+  const test::TemporaryDirectory directory;
+  test::make_certificate(directory.path(), "One");
+  HttpServer server(answer, limits_);
+  server.use_tls(directory.path() / "cert.pem", directory.path() / "key.pem", [](const Request&) { return true; });
+  server.listen("127.0.0.1", 0);
+  server.start();
+  Client silent(server.port());
+  Client unfinished(server.port(), "\x16\x03\x01");
+  Client no_tls(server.port(), std::string("\x16\x03\x01\x00\x05hello", 10));
+  EXPECT_TRUE(ends(no_tls));
+  EXPECT_EQ(server.figures().connections, 2u);
+  loop_.advance(limits_.handshake + 2s);
+  EXPECT_TRUE(ends(unfinished));
+  EXPECT_FALSE(silent.closed());
+  loop_.advance(limits_.idle);
+  EXPECT_TRUE(ends(silent));
+  loop_.run(server.stop(0ms));
 }
 
 TEST_F(HttpServerTest, RefusesConnectionsBeyondTheLimit) {

@@ -77,8 +77,8 @@ class ServerProcess {
   int port() const {
     const std::string text = log();
     std::smatch match;
-    return std::regex_search(text, match, std::regex("Listening on http://127.0.0.1:(\\d+)\n")) ? std::stoi(match[1])
-                                                                                                : 0;
+    return std::regex_search(text, match, std::regex("Listening on https?://127.0.0.1:(\\d+)\n")) ? std::stoi(match[1])
+                                                                                                  : 0;
   }
   std::string log() const { return read_file(log_, 1 << 20); }
 

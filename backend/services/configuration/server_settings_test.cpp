@@ -61,6 +61,8 @@ TEST_F(SettingsTest, AFailureNamesTheOptionItsValueAndItsPlace) {
       {{"serve", "--bind", "example.org"}, {}, "", {"example.org", "IP address"}},
       {{"serve", "--public-url", "weir.example"}, {}, "", {"--public-url", "weir.example", "https://"}},
       {{"serve", "--public-url", "https://user@weir.example"}, {}, "", {"--public-url"}},
+      {{"serve", "--tls-cert", "/c.pem"}, {}, "", {"tls-key is missing"}},
+      {{"serve"}, {{"WEIR_TLS_KEY", "/k.pem"}}, "", {"tls-cert is missing"}},
       {{"token", "add", "t", "--role", "viewer", "--expires", "30"}, {}, "", {"--expires", "\"30\"", "30d"}},
       {{"token", "add", "t", "--role", "viewer", "--expires", "99999999d"}, {}, "", {"--expires"}},
       {{"serve", "--hardware", "nvenc,vdpau"}, {}, "", {"--hardware", "vdpau", "qsv"}},

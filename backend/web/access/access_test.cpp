@@ -237,6 +237,12 @@ TEST(KnownHostsTest, ABrowserTellsForWhosePageItAsks) {
   for (const char* site : {"cross-site", "same-site"}) EXPECT_TRUE(is_other("", site)) << site;
   EXPECT_FALSE(is_other("", "none"));
   EXPECT_FALSE(is_other("https://weir.internal", "same-origin"));
+  Request by_tls = request_for("/");
+  by_tls.secure = true;
+  by_tls.origin = "https://192.0.2.1:8080";
+  EXPECT_FALSE(hosts.is_from_other_site(by_tls));
+  by_tls.origin = "http://192.0.2.1:8080";
+  EXPECT_TRUE(hosts.is_from_other_site(by_tls));
 }
 
 TEST(LoginAttemptsTest, WaitsGrowWithTheFailuresAndPass) {
