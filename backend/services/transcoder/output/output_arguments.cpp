@@ -83,6 +83,8 @@ std::string make_slave(const OutputTarget& target, const Encoding& encoding, boo
                         {"use_fifo", "1"},
                         {"fifo_options", make_queue_options(target, paced)}};
   options.insert(options.end(), target.options.begin(), target.options.end());
+  // The muxer would take the ADTS headers of copied AAC away, but not a second time, after a failure of the receiver.
+  if (target.family == TagFamily::flv && encoding.audio_copied) options.emplace_back("bsfs/a", "aac_adtstoasc");
   // Lets the tag of a copied stream's source pass, which Matroska does not write down.
   if (target.format == "matroska") options.emplace_back("strict", "unofficial");
   return make_tee_slave(options, target.address);
