@@ -1,6 +1,7 @@
 #include "backend/web/api/staged_files.h"
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "backend/collaborators/jsonconf.h"
