@@ -11,6 +11,7 @@
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
 #include "backend/base/text_form.h"
+#include "backend/collaborators/siblings.h"
 #include "backend/collaborators/srt_output.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
@@ -74,7 +75,7 @@ Value apply_posted(const Value& document, const Value& posted, const TouchedKeys
   report.findings = find_kept_members(posted);
   JsonConf changed;
   changed.replace_document(document);
-  if (!changed.load_json_conf(posted)) report.findings.push_back({"", changed.get_error_msg()});
+  if (!changed.load_json_conf(posted)) report.findings.push_back(as_finding(changed.get_error_msg()));
   Value members = changed.take_document();
   check_stream_members(members, touched, report);
   throw_findings(report);
@@ -100,8 +101,19 @@ Value make_form(Value& document, Value applied) {
   return form;
 }
 
+// The document itself refuses it without the member's name.
+void require_profile(const Value& form) {
+  const Value& profile = member(form, "profile");
+  if (!profile.is_string() || !is_number(profile.get_ref<const std::string&>())) return;
+  const auto& digits = profile.get_ref<const std::string&>();
+  const auto id = parse_integer(digits);
+  if (!id || !siblings().profile_manager->get_profile(*id))
+    throw FormError({{"profile", fmt::format("there is no profile {}", digits)}});
+}
+
 // The document as the manager is going to save it.
 Value apply_form(Value document, long long id, const Value& form) {
+  require_profile(form);
   return as_bad_request([&] {
     StreamConfig trial;
     trial.replace_document(std::move(document));

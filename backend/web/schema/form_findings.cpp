@@ -40,6 +40,9 @@ Response FormError::response() const {
 }
 
 Finding as_finding(const std::string& refusal) {
+  constexpr std::string_view invalid_key = "Invalid key ";
+  if (refusal.starts_with(invalid_key))
+    return {refusal.substr(invalid_key.size()), "leads through a value that is not a mapping, or has an empty part"};
   const std::size_t colon = refusal.find(": ");
   if (colon == std::string::npos || !is_key(std::string_view(refusal).substr(0, colon))) return {"", refusal};
   return {refusal.substr(0, colon), refusal.substr(colon + 2)};

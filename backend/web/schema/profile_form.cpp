@@ -10,7 +10,7 @@ namespace weir {
 Value prepare_profile_form(const Value& document, const Value& posted, FormFindings& warnings) {
   JsonConf changed;
   if (!document.is_null()) changed.replace_document(document);
-  if (!changed.load_json_conf(posted)) throw FormError({{"", changed.get_error_msg()}});
+  if (!changed.load_json_conf(posted)) throw FormError({as_finding(changed.get_error_msg())});
   Value members = changed.take_document();
   FormReport report;
   check_profile_members(members, document.is_null() ? TouchedKeys() : TouchedKeys(posted), report);

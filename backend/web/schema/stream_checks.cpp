@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <locale>
 #include <nlohmann/json.hpp>
@@ -55,7 +56,7 @@ void check_input(const NumberedMember& input, const Value& first_format, bool is
   if (!touched.sets(key + ".url") && !touched.sets(key + ".format")) return;
   const Value& own = member(*input.value, "format");
   const Value& format = is_blank(own) ? first_format : own;
-  if (!url.is_string()) return;
+  if (!url.is_string() || format.is_structured()) return;
   std::string fault = find_address_fault(
       url.get<std::string>(),
       format.is_string() ? boost::to_lower_copy(std::string(trim(format.get<std::string>())), std::locale::classic())
@@ -106,6 +107,8 @@ void check_outputs(const Value& document, const TouchedKeys& touched, FormFindin
 
 void check_speed_band(const Value& document, const TouchedKeys& touched, FormFindings& findings) {
   if (!touched.sets("min_speed") && !touched.sets("max_speed")) return;
+  const auto is_bound = [](const Finding& finding) { return finding.key == "min_speed" || finding.key == "max_speed"; };
+  if (std::ranges::any_of(findings, is_bound)) return;
   const double min = read_speed(member(document, "min_speed"), Config::STREAM_SPEED_MIN);
   const double max = read_speed(member(document, "max_speed"), Config::STREAM_SPEED_MAX);
   if (min < max) return;
