@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "backend/base/log.h"
+#include "backend/base/members.h"
 #include "backend/base/text_form.h"
 #include "backend/collaborators/config.h"
 #include "backend/collaborators/http_output.h"
@@ -125,7 +126,12 @@ InputSource TranscoderCommand::read_input(int index) const {
     throw ValueError(fmt::format("No input #{}: the stream has {}", index, count));
   }
   const std::string key = fmt::format("input.{}", index);
-  return read_input_source(Settings(conf_.get_json_conf(key), key));
+  const Value& input = conf_.get_json_conf(key);
+  const Value& first = conf_.get_json_conf("input.0");
+  InputSource source = read_input_source(Settings(input, key));
+  if (index > 0 && member(input, "options") == member(first, "options"))
+    drop_foreign_options(Settings(first, "input.0"), source);
+  return source;
 }
 
 void TranscoderCommand::build(bool launch) {
@@ -198,7 +204,8 @@ void TranscoderCommand::publish_variants(Outputs& outputs, const Encoding& encod
   hls_master_playlist.reset();
   const std::size_t count = encoding.renditions.size();
   for (const OutputTarget& target : outputs.targets) {
-    if (target.rendition >= count) throw ValueError(fmt::format("No rendition {}", target.rendition));
+    if (target.rendition >= count)
+      throw ValueError(fmt::format("output.{}.rendition: there is no rendition {}", target.output, target.rendition));
   }
   if (!outputs.hls) return;
   const int listed = count_listed_segments(*outputs.hls, encoding);

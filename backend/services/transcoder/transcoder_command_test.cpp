@@ -76,6 +76,10 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"video.codec", "none"}, {"audio.codec", "none"}}, "Nothing to encode: video and audio are both \"none\""},
       {{{"video.filters", "hflip,ladspa=x"}}, "video.filters: the filter \"ladspa\" is not allowed"},
       {{{"audio.filters", "asendcmd=f=/etc/x"}}, "audio.filters: /etc/x: No such file or directory"},
+      {{{"video.map", "w:1"}}, "video.map: w:1 is not a stream such as v:0"},
+      {{{"output.0.rendition", 9}}, "output.0.rendition: there is no rendition 9"},
+      {{{"video.codec", "mpeg4"}, {"video.bitrate", 900}, {"video.max_bitrate", 800}},
+       "video.max_bitrate: 800 is below bitrate (900)"},
       {{{"video.map", "0:v:0 -y"}}, "video.map: 0:v:0 -y is not a stream such as v:0"},
       {{{"output.0.hostname", std::string("::1\0x", 5)}}, "output.0.hostname: "},
       {{{"output.0.hostname", "u:secret@h"}}, "output.0.hostname: not a host name or address"},
@@ -124,6 +128,17 @@ TEST(TranscoderCommandTest, LimitsTheSilenceOfANetworkInputAndReadsUdpAsATranspo
   EXPECT_EQ(other.after("-f") + other.after("-scan_all_pmts"), "h264");
 }
 
+TEST(TranscoderCommandTest, AnInputOfAnotherProtocolTakesCommonOptionsOnlyFromTheFirst) {
+  for (const auto& [url, transport] : {std::pair("/srv/a.ts", ""), {"rtsps://b/1", "tcp"}}) {
+    const Value options = {{"rtsp_transport", "tcp"}, {"probesize", 5000}};
+    const Built built = build(
+        {{"input.0", {{"url", "rtsp://a/1"}, {"options", options}}}, {"input.1", {{"url", url}, {"options", options}}}},
+        1);
+    EXPECT_EQ(built.after("-rtsp_transport"), transport) << url << built.problem;
+    EXPECT_EQ(built.after("-probesize"), "5000") << url;
+  }
+}
+
 TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
   const test::TemporaryDirectory root;
   const std::string logo = root.path() / "a:b,c.png";
@@ -139,6 +154,7 @@ TEST(TranscoderCommandTest, PutsOneCleaningBeforeAllScalingsOfALadder) {
                 "/a\\\\:b\\,c.png,hflip,split=2[s0][s1];[s0]scale=-2:720[v0];[s1]fps=12.5,scale=640:-2[v1]")
       << built.problem;
   EXPECT_EQ(built.after("-b:v:0"), "2800k");
+  EXPECT_EQ(build({{"video.max_bitrate", 700}}).after("-b:v:0"), "700k");
   Config::FILE_ROOTS.clear();
 }
 

@@ -48,6 +48,7 @@ std::vector<Rendition> read_renditions(const Settings& video) {
   for (std::size_t i = 0; i < list.size(); ++i) {
     const std::string number = std::to_string(i);
     const Value& own = list.is_array() ? list[i] : member(list, number);
+    if (own.is_null()) video.refuse("renditions." + number, "missing; renditions are numbered from 0 without gaps");
     if (!own.is_object()) video.refuse("renditions." + number, "not a mapping");
     renditions.emplace_back(video, Settings(own, video.name() + ".renditions." + number));
   }
@@ -81,6 +82,11 @@ struct Keyframes {
   double segment_time;  ///< seconds of an HLS segment; 0 when there is none
 };
 
+// Whether the encoder ends where its average is above the bound of its variation.
+bool refuses_low_bounds(const std::string& codec) {
+  return codec.starts_with("mpeg") || codec.starts_with("msmpeg") || codec.starts_with("h263");
+}
+
 bool is_x26x(const std::string& codec) { return codec == "libx264" || codec == "libx265"; }
 
 // Gives the limit in kbit/s, 0 when there is none.
@@ -99,7 +105,12 @@ long long add_rate(const Rendition& rendition, const std::string& codec, VideoOp
       return max_rate.value_or(0);
     }
   } else {
-    if (!bitrate) bitrate = get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0));
+    if (bitrate && max_rate && *max_rate < *bitrate && refuses_low_bounds(codec))
+      rendition.where("max_bitrate")
+          .refuse("max_bitrate", fmt::format("{} is below bitrate ({})", *max_rate, *bitrate));
+    if (!bitrate)
+      bitrate = std::min(get_default_bitrate(rendition.whole("height", 16, 8640).value_or(0)),
+                         max_rate.value_or(max_bitrate));
     options.add("b", bitrate, "k");
     if (!max_rate) max_rate = std::max(*bitrate * 11 / 10, *bitrate);
   }

@@ -21,6 +21,19 @@ namespace weir {
 
 namespace {
 
+/// Settings that every reader has.
+constexpr auto common_reader_options = std::to_array<std::string_view>(
+    {"analyzeduration", "err_detect", "fflags", "flags", "max_delay", "probesize", "protocol_whitelist", "rtbufsize",
+     "strict", "threads", "use_wallclock_as_timestamps"});
+
+/// Of inputs that have the same options: "http" for "https", too; empty for a file.
+std::string get_family(const InputSource& source) {
+  if (holds(device_input_formats, source.format)) return source.format;
+  std::string scheme = get_network_scheme(source);
+  if (scheme.ends_with('s')) scheme.pop_back();
+  return scheme;
+}
+
 long long read_replays(const Settings& input) {
   if (!input.has("loop")) return 0;
   const Value& value = input.raw("loop");
@@ -103,6 +116,14 @@ InputSource read_input_source(const Settings& input) {
   check_address(input, source);
   if (source.format == "mpegts") expect_transport_stream(source);
   return source;
+}
+
+void drop_foreign_options(const Settings& first, InputSource& source) {
+  InputSource other;
+  other.url = first.text("url");
+  other.format = first.text("format");
+  if (get_family(source) == get_family(other)) return;
+  std::erase_if(source.options, [](const auto& option) { return !holds(common_reader_options, option.first); });
 }
 
 std::string get_input_address(const std::string& url, const std::string& format) {

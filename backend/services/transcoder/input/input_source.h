@@ -23,6 +23,10 @@ struct InputSource {
 /// Reads an input's member of the document. Throws `ValueError` with the reason.
 InputSource read_input_source(const Settings& input);
 
+/// Of options that an input has from `first`, the document's input 0, drops those of a protocol if its own is another
+/// one: FFmpeg would refuse the input with them.
+void drop_foreign_options(const Settings& first, InputSource& source);
+
 /// What FFmpeg is to open: the URL when its protocol is one for inputs, and for anything else the local file of that
 /// name, so that no text of a document can reach FFmpeg's other protocols. Throws `ValueError`.
 std::string get_input_address(const std::string& url, const std::string& format);
