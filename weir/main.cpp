@@ -13,6 +13,7 @@
 #include "backend/platform/failure.h"
 #include "backend/platform/loop.h"
 #include "backend/services/configuration/server_settings.h"
+#include "backend/web/api/import.h"
 #include "weir/data_directory.h"
 #include "weir/memory.h"
 #include "weir/server.h"
@@ -62,6 +63,7 @@ int serve(const ServerSettings& settings) {
   apply(settings);
   const DataDirectory data(settings.data);
   data.apply();
+  Import::recover();
   raise_descriptor_limit();
   Loop loop;
   Server server(settings);

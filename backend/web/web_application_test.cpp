@@ -664,7 +664,8 @@ class ImportTest : public WebApplicationTest {
   }
   Everything look() {
     Everything all{export_all(), {}};
-    for (const auto& entry : fs::recursive_directory_iterator(Config::STREAM_DIRECTORY)) all.files.insert(entry.path());
+    for (const std::string& directory : {Config::STREAM_DIRECTORY, Config::HLS_DIRECTORY})
+      for (const auto& entry : fs::recursive_directory_iterator(directory)) all.files.insert(entry.path());
     return all;
   }
   Response import(const nlohmann::json& content, const std::string& query = "") {
@@ -712,6 +713,7 @@ TEST_F(ImportTest, AFaultyImportChangesNothingAndNamesAllFindings) {
        "",
        {"streams.0.input.0.url"}},
       {R"([{"op": "replace", "path": "/streams/1/id", "value": 0}])", "", {"streams.1.id"}},
+      {R"([{"op": "replace", "path": "/streams/1/id", "value": 1000000000}])", "", {"streams.1.id"}},
       {R"([{"op": "remove", "path": "/profiles/0"}])", "?mode=replace", {"streams.0.profile", "streams.1.profile"}},
       {R"([{"op": "add", "path": "/settings/webhooks/-", "value": {"id": "1", "url": "x"}}])",
        "",

@@ -24,11 +24,17 @@ namespace weir {
 namespace {
 
 constexpr std::size_t max_findings = 500;
+// New ones get the next id, which there has to be.
+constexpr long long max_new_id = 999'999'999;
 
 std::optional<long long> read_id(const Value& document) {
   const Value& id = member(document, "id");
   if (!id.is_number_integer() || id < 0 || id > max_stream_id) return std::nullopt;
   return id.get<long long>();
+}
+
+std::string describe_id(const Value& document) {
+  return fmt::format("{} is not an id (0 to {})", to_text(member(document, "id")), max_new_id);
 }
 
 std::string join(const std::string& key, const std::string& below) {
@@ -105,7 +111,7 @@ void Import::check_outline(const Value& content) {
 
 void Import::check_profile(const std::string& key, Value document) {
   const auto id = read_id(document);
-  if (!id) return refuse(key + ".id", "not an id");
+  if (!id || (*id > max_new_id && !to_.profiles.stored(*id))) return refuse(key + ".id", describe_id(document));
   if (profile_changes_.contains(*id)) return refuse(key + ".id", fmt::format("profile {} is there twice", *id));
   const Value before = to_.profiles.read(*id);
   profile_changes_[*id] = before.is_null() ? Kind::added : Kind::changed;
@@ -167,8 +173,8 @@ std::shared_ptr<const ProfileDraft> Import::find_profile(Value& document) const 
 
 Async<> Import::check_stream(std::string key, Value document) {
   const auto id = read_id(document);
-  if (!id) {
-    refuse(key + ".id", "not an id");
+  if (!id || (*id > max_new_id && !to_.manager.streams.contains(*id))) {
+    refuse(key + ".id", describe_id(document));
     co_return;
   }
   const auto present = to_.manager.streams.find(*id);
@@ -229,8 +235,9 @@ void Import::check_webhooks(const Value& settings) {
   for (const Value& record : list) {
     const std::string key = fmt::format("settings.webhooks.{}", position++);
     const std::string id = to_text(member(record, "id"));
-    if (!is_number(id) || !parse_integer(id) || webhook_changes_.contains(id)) {
-      refuse(key + ".id", "not an id, or there twice");
+    const auto number = is_number(id) ? parse_integer(id) : std::nullopt;
+    if (!number || (*number > max_new_id && !before.contains(id)) || webhook_changes_.contains(id)) {
+      refuse(key + ".id", webhook_changes_.contains(id) ? "there twice" : describe_id(record));
       continue;
     }
     const auto present = before.find(id);

@@ -33,7 +33,7 @@ class Import {
   };
 
   /// The targets outlive this.
-  Import(Targets targets, bool replaces) : to_(targets), replaces_(replaces) {}
+  Import(Targets targets, bool replaces);
   /// Takes back what an `apply` that was killed has done.
   ~Import() { roll_back(); }
   Import(const Import&) = delete;
@@ -45,8 +45,12 @@ class Import {
   const FormFindings& findings() const noexcept { return findings_; }
   /// What `apply` changes: the ids that are added, changed, removed and unchanged.
   Value describe() const;
-  /// All or nothing: throws `HttpError` with 500 when something can't be saved, and everything is as it was; the
-  /// message names what could not be taken back.
+  /// Takes back what a server that was killed has left of an import; before any document is read. Throws
+  /// `std::system_error` or `ValueError` when it can't.
+  static void recover();
+
+  /// All or nothing, also when the server is killed: throws `HttpError` with 500 when something can't be saved, and
+  /// everything is as it was; the message names what could not be taken back.
   Async<> apply(std::string by);
 
  private:
@@ -69,13 +73,16 @@ class Import {
   void refuse(const std::string& key, const FormFindings& findings);
 
   Async<> stage();
+  std::set<std::string> list_other_files() const;
   Async<> put_all();
   void put_profile(const std::shared_ptr<ProfileDraft>& draft);
   void put_stream(long long id, Value document);
   void remove_stream(long long id);
   void remove_profile(long long id);
+  void replace_webhooks();
   Async<> finish(std::string by);
   std::string roll_back();
+  Async<> clean_up_taken_back() const;
 
   const Targets to_;
   const bool replaces_;

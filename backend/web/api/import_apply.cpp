@@ -21,19 +21,30 @@ std::string path_of(const StreamManager& manager, long long id) {
   return present == manager.streams.end() ? stream_file_path(stream_file_name(id)) : present->second->conf->filename;
 }
 
+std::string record_path() { return stream_file_path("import.record"); }
+
 }  // namespace
+
+Import::Import(Targets targets, bool replaces) : to_(targets), replaces_(replaces), files_(record_path()) {}
+
+void Import::recover() {
+  if (StagedFiles::recover(record_path()))
+    log(LogLevel::warning, "Web", "An import that was under way when the server was killed is taken back");
+}
 
 Async<> Import::apply(std::string by) {
   std::string failure;
   try {
     co_await stage();
     co_await put_all();
-    to_.webhooks.replace(webhooks_);
+    replace_webhooks();
+    co_await files_.commit();
   } catch (const std::exception& error) {
     failure = error.what();
   }
   if (!failure.empty()) {
     const std::string left = roll_back();
+    co_await clean_up_taken_back();
     throw HttpError(500, left.empty() ? "Nothing was imported: " + failure
                                       : fmt::format("The import failed: {}. Not taken back: {}", failure, left));
   }
@@ -48,9 +59,23 @@ Async<> Import::stage() {
     const auto present = to_.manager.streams.find(id);
     staged["status"] = present == to_.manager.streams.end() ? Value("stopped") : present->second->get_status();
     files_.stage(path_of(to_.manager, id), staged);
+    if (present == to_.manager.streams.end()) to_.streams.make_room_for(stream_file_name(id));
     co_await yield_to_others();
   }
-  co_await files_.sync();
+  co_await files_.begin(list_other_files());
+}
+
+std::set<std::string> Import::list_other_files() const {
+  std::set<std::string> files;
+  for (const auto& [id, kind] : stream_changes_)
+    if (kind == Kind::removed) files.insert(path_of(to_.manager, id));
+  for (const auto& [id, kind] : profile_changes_) {
+    if (kind == Kind::unchanged) continue;
+    files.insert(to_.profiles.path(id));
+    files.insert(to_.profiles.draft_path(id));
+  }
+  if (!to_.webhooks.file().empty()) files.insert(to_.webhooks.file());
+  return files;
 }
 
 // Profiles first: the streams are loaded with them.
@@ -72,25 +97,41 @@ Async<> Import::put_all() {
 void Import::put_profile(const std::shared_ptr<ProfileDraft>& draft) {
   const long long id = draft->id();
   const std::string file = to_.profiles.path(id);
-  undo_.push_back({fmt::format("profile {}", id), [this, id, file, before = to_.profiles.stored(id)] {
+  undo_.push_back({fmt::format("profile {}", id),
+                   [this, id, file, before = to_.profiles.stored(id), kept = to_.profiles.kept_draft(id)] {
                      if (!before) to_.profiles.remove(id);
                      files_.take_back(file);
+                     files_.take_back(to_.profiles.draft_path(id));
                      if (before && !to_.profiles.store(before)) throw HttpError(500, to_.profiles.get_error_msg());
+                     if (kept && !to_.profiles.keep(kept)) throw HttpError(500, to_.profiles.get_error_msg());
                    }});
+  files_.keep(to_.profiles.draft_path(id));
   files_.put(file);
-  if (!to_.profiles.store(draft)) throw HttpError(500, to_.profiles.get_error_msg());
+  if (!to_.profiles.store(draft) || !to_.profiles.drop_draft(id)) throw HttpError(500, to_.profiles.get_error_msg());
 }
 
 void Import::remove_profile(long long id) {
   const std::string file = to_.profiles.path(id);
   undo_.push_back({fmt::format("profile {}", id),
-                   [this, file, before = to_.profiles.stored(id), draft = to_.profiles.kept_draft(id)] {
+                   [this, id, file, before = to_.profiles.stored(id), draft = to_.profiles.kept_draft(id)] {
                      files_.take_back(file);
+                     files_.take_back(to_.profiles.draft_path(id));
                      if (!to_.profiles.store(before) || (draft && !to_.profiles.keep(draft)))
                        throw HttpError(500, to_.profiles.get_error_msg());
                    }});
   files_.keep(file);
+  files_.keep(to_.profiles.draft_path(id));
   if (!to_.profiles.remove(id)) throw HttpError(500, to_.profiles.get_error_msg());
+}
+
+void Import::replace_webhooks() {
+  const std::string file = to_.webhooks.file();
+  undo_.push_back({"webhooks", [this, file, before = to_.webhooks.stored()] {
+                     files_.take_back(file);
+                     to_.webhooks.replace(before);
+                   }});
+  files_.keep(file);
+  to_.webhooks.replace(webhooks_);
 }
 
 void Import::put_stream(long long id, Value document) {
@@ -98,7 +139,6 @@ void Import::put_stream(long long id, Value document) {
   const std::string file = path_of(to_.manager, id);
   const auto present = to_.manager.streams.find(id);
   if (present == to_.manager.streams.end()) {
-    to_.streams.make_room_for(stream_file_name(id));
     undo_.push_back({name, [this, id, file] {
                        const bool is_left = to_.manager.streams.contains(id) && !to_.manager.delete_stream(id);
                        if (is_left) throw HttpError(409, to_.manager.get_error_msg());
@@ -146,6 +186,14 @@ std::string Import::roll_back() {
   return left;
 }
 
+// A stream makes its directories when it is loaded.
+Async<> Import::clean_up_taken_back() const {
+  std::vector<long long> gone;
+  for (const auto& [id, kind] : stream_changes_)
+    if (kind == Kind::added && !to_.manager.streams.contains(id)) gone.push_back(id);
+  co_await StreamRoutes::clean_up(std::move(gone));
+}
+
 // Nothing fails any more.
 Async<> Import::finish(std::string by) {
   constexpr std::array kinds{JournalKind::added, JournalKind::changed, JournalKind::deleted};
@@ -162,10 +210,6 @@ Async<> Import::finish(std::string by) {
   }
   for (const auto& [id, kind] : profile_changes_) tell(kind, std::nullopt, fmt::format("profile {} (import)", id));
   for (const auto& [id, kind] : webhook_changes_) tell(kind, std::nullopt, fmt::format("webhook {} (import)", id));
-  for (const auto& [id, draft] : profiles_)
-    if (!to_.profiles.drop_draft(id)) log(LogLevel::error, "Web", to_.profiles.get_error_msg());
-  for (const auto& [id, draft] : profiles_) co_await sync_or_log(to_.profiles.path(id));
-  co_await to_.webhooks.sync();
   co_await StreamRoutes::clean_up(std::move(removed));
 }
 

@@ -14,7 +14,6 @@
 #include "backend/platform/files.h"
 #include "backend/platform/loop.h"
 #include "backend/web/journal_json.h"
-#include "backend/web/sync.h"
 
 namespace weir {
 
@@ -160,10 +159,6 @@ void Webhooks::replace(const Stored& webhooks) {
     next_id_ = std::max(next_id_, parse_integer(id).value_or(0) + 1);
     put(id, webhook);
   }
-}
-
-Async<> Webhooks::sync() const {
-  if (!settings_.file.empty() && !stored().empty()) co_await sync_or_log(settings_.file);
 }
 
 }  // namespace weir

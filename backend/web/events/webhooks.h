@@ -41,9 +41,10 @@ class Webhooks : public JournalReader {
   Async<std::string> add(Webhook webhook);
   Async<> change(std::string id, Webhook webhook);
   Async<> remove(std::string id);
-  /// All of them at once; `sync` has to follow.
+  /// All of them at once. What is written is not durable yet.
   void replace(const Stored& webhooks);
-  Async<> sync() const;
+  /// Where those of the API are kept; empty: in memory only.
+  const std::string& file() const noexcept { return settings_.file; }
 
   /// What a test delivery sends.
   static WebhookTarget::Delivery make_test();
