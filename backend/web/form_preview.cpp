@@ -7,6 +7,8 @@
 
 namespace weir {
 
+bool asks_for_preview(const Request& request) { return request.query("check") == "1"; }
+
 Response preview_response(const Value& posted, const FormDetails& details, std::string_view later) {
   Value effect = Value::object();
   for (const auto& [key, value] : posted.items()) {
@@ -18,6 +20,10 @@ Response preview_response(const Value& posted, const FormDetails& details, std::
                         {"warnings", to_json_value(details.warnings)},
                         {"command", mask_command(details.command)},
                         {"takes_effect", effect}});
+}
+
+Response preview_response(const FormFindings& warnings) {
+  return json_response({{"accepted", true}, {"findings", Value::array()}, {"warnings", to_json_value(warnings)}});
 }
 
 Response preview_response(const FormError& refusal) {

@@ -17,6 +17,7 @@
 #include "backend/platform/files.h"
 #include "backend/stream/manager/stream_file.h"
 #include "backend/web/api/pending_changes.h"
+#include "backend/web/form_preview.h"
 #include "backend/web/masked_value.h"
 #include "backend/web/schema/form_findings.h"
 #include "backend/web/schema/profile_form.h"
@@ -101,11 +102,14 @@ void ProfileRoutes::add_to(Router& router) {
   using Parameters = const PathParameters&;
   // What waits gets values: the request is read before.
   router.add("GET", "/api/profiles", [this](const Request& r, Parameters) { return list(r.identity.role); });
-  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) { return add(read_form(r), r.by()); });
+  router.add("POST", "/api/profiles", [this](const Request& r, Parameters) {
+    return asks_for_preview(r) ? preview_new(read_form(r)) : add(read_form(r), r.by());
+  });
   router.add("GET", "/api/profiles/{id}",
              [this](const Request& r, Parameters p) { return read(p[0], r.identity.role); });
-  router.add("PATCH", "/api/profiles/{id}",
-             [this](const Request& r, Parameters p) { return change(p[0], read_form(r), r.by()); });
+  router.add("PATCH", "/api/profiles/{id}", [this](const Request& r, Parameters p) {
+    return asks_for_preview(r) ? preview_change(p[0], read_form(r)) : change(p[0], read_form(r), r.by());
+  });
   router.add("POST", "/api/profiles/{id}/apply",
              [this](const Request& r, Parameters p) { return apply(p[0], read_reload(r), r.by()); });
   router.add("DELETE", "/api/profiles/{id}/draft",
@@ -155,12 +159,52 @@ std::shared_ptr<ProfileDraft> ProfileRoutes::accept(std::shared_ptr<ProfileDraft
   return draft;
 }
 
-Async<Response> ProfileRoutes::add(Value form, std::string by) {
+std::shared_ptr<ProfileDraft> ProfileRoutes::make_new(const Value& form, FormFindings& warnings) const {
   refuse_kept_members(form);
+  return accept(profiles_.draft_new(prepare_profile_form(Value(), form, warnings)));
+}
+
+std::shared_ptr<ProfileDraft> ProfileRoutes::make_changed(long long id, const Value& form,
+                                                          FormFindings& warnings) const {
+  refuse_kept_members(form);
+  const Value checked = prepare_profile_form(document_to_edit(profiles_.read(id)), form, warnings);
+  return accept(profiles_.draft_change(id, checked));
+}
+
+Async<Response> ProfileRoutes::preview_new(Value form) {
   const auto guard = co_await changes_.acquire();
   FormFindings warnings;
-  const Value checked = prepare_profile_form(Value(), form, warnings);
-  const std::shared_ptr<ProfileDraft> draft = accept(profiles_.draft_new(checked));
+  try {
+    make_new(form, warnings);
+  } catch (const FormError& refusal) {
+    co_return preview_response(refusal);
+  }
+  co_return preview_response(warnings);
+}
+
+// What would keep the draft from being applied is no fault of it yet.
+Async<Response> ProfileRoutes::preview_change(std::string id, Value form) {
+  const auto guard = co_await changes_.acquire();
+  const long long number = find(id);
+  FormFindings warnings;
+  std::shared_ptr<ProfileDraft> draft;
+  try {
+    draft = make_changed(number, form, warnings);
+  } catch (const FormError& refusal) {
+    co_return preview_response(refusal);
+  }
+  try {
+    co_await try_on_streams(draft);
+  } catch (const FormError& refusal) {
+    warnings.insert(warnings.end(), refusal.findings().begin(), refusal.findings().end());
+  }
+  co_return preview_response(warnings);
+}
+
+Async<Response> ProfileRoutes::add(Value form, std::string by) {
+  const auto guard = co_await changes_.acquire();
+  FormFindings warnings;
+  const std::shared_ptr<ProfileDraft> draft = make_new(form, warnings);
   try {
     co_await store(draft);
   } catch (const std::system_error& failure) {
@@ -175,12 +219,10 @@ Async<Response> ProfileRoutes::add(Value form, std::string by) {
 }
 
 Async<Response> ProfileRoutes::change(std::string id, Value form, std::string by) {
-  refuse_kept_members(form);
   const auto guard = co_await changes_.acquire();
   const long long number = find(id);
   FormFindings warnings;
-  const Value checked = prepare_profile_form(document_to_edit(profiles_.read(number)), form, warnings);
-  const std::shared_ptr<ProfileDraft> draft = accept(profiles_.draft_change(number, checked));
+  const std::shared_ptr<ProfileDraft> draft = make_changed(number, form, warnings);
   if (!profiles_.keep(draft)) throw HttpError(500, profiles_.get_error_msg());
   co_await sync_file(profiles_.draft_path(number));
   tell(JournalKind::changed, number, std::move(by), " (draft)");

@@ -6,6 +6,7 @@
 #include "backend/collaborators/profile.h"
 #include "backend/platform/semaphore.h"
 #include "backend/web/router.h"
+#include "backend/web/schema/form_findings.h"
 #include "backend/web/server_stream_manager.h"
 #include "backend/web/stream_routes.h"
 
@@ -29,6 +30,9 @@ class ProfileRoutes {
   Async<Response> add(Value form, std::string by);
   Async<Response> change(std::string id, Value form, std::string by);
   Async<Response> remove(std::string id, std::string by);
+  /// What `add` and `change` would answer; a change is tried on the profile's streams, too.
+  Async<Response> preview_new(Value form);
+  Async<Response> preview_change(std::string id, Value form);
   Async<Response> apply(std::string id, Reload reload, std::string by);
   Async<Response> drop_draft(std::string id, std::string by);
 
@@ -40,6 +44,9 @@ class ProfileRoutes {
   Async<> store(std::shared_ptr<ProfileDraft> draft);
   /// Throws `FormError` for none.
   std::shared_ptr<ProfileDraft> accept(std::shared_ptr<ProfileDraft> draft) const;
+  /// Throw `FormError` for what makes no profile.
+  std::shared_ptr<ProfileDraft> make_new(const Value& form, FormFindings& warnings) const;
+  std::shared_ptr<ProfileDraft> make_changed(long long id, const Value& form, FormFindings& warnings) const;
   /// Makes the draft that is kept the profile.
   Async<> publish(long long id, std::string by);
   /// Throws `FormError`, whose findings name the streams.

@@ -90,8 +90,6 @@ std::string list_keys(const Value& form) {
   return keys;
 }
 
-bool asks_for_preview(const Request& request) { return request.query("check") == "1"; }
-
 void add_warnings(Value& answer, const FormDetails& details) {
   if (!details.warnings.empty()) answer["warnings"] = to_json_value(details.warnings);
 }

@@ -189,6 +189,12 @@ async function useProfiles(api, stream) {
   await api.call('PATCH /api/profiles/{id}', {path: {id}, body: {'audio.bitrate': 96}});
   await api.call('PATCH /api/profiles/{id}', {path: {id}, status: 400, body: fault});
   await api.call('DELETE /api/profiles/{id}/draft', {path: {id}, status: 204});
+  for (const body of [fault, {'audio.bitrate': 96}]) {
+    const {body: checked} = await api.call('PATCH /api/profiles/{id}?check=1', {path: {id}, body});
+    assert.equal(checked.accepted, body !== fault);
+  }
+  await api.call('DELETE /api/profiles/{id}/draft', {path: {id}, status: 404});
+  await api.call('POST /api/profiles?check=1', {body: {name: 'Checked', ...fault}});
   await api.call('PATCH /api/streams/{id}', {path: stream, body: {profile: String(id)}});
   const {body: drafted} = await api.call('PATCH /api/profiles/{id}', {path: {id}, body: {'audio.bitrate': 112}});
   assert.deepEqual(drafted.pending, ['audio.bitrate']);
