@@ -73,7 +73,7 @@ class Import {
   void refuse(const std::string& key, const FormFindings& findings);
 
   Async<> stage();
-  std::set<std::string> list_other_files() const;
+  std::set<std::string> list_files() const;
   Async<> put_all();
   void put_profile(const std::shared_ptr<ProfileDraft>& draft);
   void put_stream(long long id, Value document);

@@ -53,22 +53,24 @@ Async<> Import::apply(std::string by) {
 }
 
 Async<> Import::stage() {
+  for (const auto& [id, document] : streams_)
+    if (!to_.manager.streams.contains(id)) to_.streams.make_room_for(stream_file_name(id));
+  files_.begin(list_files());
   for (const auto& [id, draft] : profiles_) files_.stage(to_.profiles.path(id), draft->content());
   for (const auto& [id, document] : streams_) {
     Value staged = document;
     const auto present = to_.manager.streams.find(id);
     staged["status"] = present == to_.manager.streams.end() ? Value("stopped") : present->second->get_status();
     files_.stage(path_of(to_.manager, id), staged);
-    if (present == to_.manager.streams.end()) to_.streams.make_room_for(stream_file_name(id));
     co_await yield_to_others();
   }
-  co_await files_.begin(list_other_files());
+  co_await files_.sync();
 }
 
-std::set<std::string> Import::list_other_files() const {
+std::set<std::string> Import::list_files() const {
   std::set<std::string> files;
   for (const auto& [id, kind] : stream_changes_)
-    if (kind == Kind::removed) files.insert(path_of(to_.manager, id));
+    if (kind != Kind::unchanged) files.insert(path_of(to_.manager, id));
   for (const auto& [id, kind] : profile_changes_) {
     if (kind == Kind::unchanged) continue;
     files.insert(to_.profiles.path(id));

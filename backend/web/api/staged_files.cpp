@@ -39,6 +39,17 @@ StagedFiles::~StagedFiles() {
   fs::remove(done_name(record_), ignored);
 }
 
+void StagedFiles::begin(std::set<std::string> files) {
+  files_ = std::move(files);
+  Value list = Value::array();
+  std::error_code ignored;
+  for (const std::string& file : files_) {
+    fs::remove(kept_name(file), ignored);  // of another time
+    list.push_back({{"file", file}, {"existed", fs::exists(file)}});
+  }
+  replace_file(record_, to_json(list));
+}
+
 // As a document saves itself: what is saved again after `put` is the same text, and needs no room.
 void StagedFiles::stage(const std::string& file, const Value& document) {
   staged_.insert(file);
@@ -47,18 +58,9 @@ void StagedFiles::stage(const std::string& file, const Value& document) {
   if (!beside.save_json_conf()) throw HttpError(500, beside.get_error_msg());
 }
 
-Async<> StagedFiles::begin(std::set<std::string> others) {
-  for (const std::string& file : staged_) co_await sync_file(staged_name(file));
-  files_ = std::move(others);
-  files_.insert(staged_.begin(), staged_.end());
-  Value list = Value::array();
-  std::error_code ignored;
-  for (const std::string& file : files_) {
-    fs::remove(kept_name(file), ignored);  // of another time
-    list.push_back({{"file", file}, {"existed", fs::exists(file)}});
-  }
-  replace_file(record_, to_json(list));
+Async<> StagedFiles::sync() {
   co_await sync_file(record_);
+  for (const std::string& file : staged_) co_await sync_file(staged_name(file));
 }
 
 void StagedFiles::put(const std::string& file) {

@@ -20,11 +20,12 @@ class StagedFiles {
   StagedFiles(const StagedFiles&) = delete;
   StagedFiles& operator=(const StagedFiles&) = delete;
 
+  /// Writes the record of all the files that are going to change. Throws `std::system_error`.
+  void begin(std::set<std::string> files);
   /// Writes a document beside its file. Throws `HttpError` with 500.
   void stage(const std::string& file, const Value& document);
-  /// Makes what was staged durable and writes the record, of those files and of `others` that are going to change.
-  /// Throws `std::system_error`.
-  Async<> begin(std::set<std::string> others);
+  /// Makes the record and what was staged durable. Throws `std::system_error`.
+  Async<> sync();
 
   /// Puts the staged document in place. Throws `std::system_error`.
   void put(const std::string& file);

@@ -26,10 +26,10 @@ Async<> change_and_die(std::string directory, bool commits) {
   const std::string b = directory + "/b";
   const std::string c = directory + "/c";
   StagedFiles files(directory + "/record");
+  files.begin({a, b, c});
   files.stage(a, {{"is", "new"}});
   files.stage(b, {{"is", "new"}});
-  std::set<std::string> others{c};
-  co_await files.begin(std::move(others));
+  co_await files.sync();
   files.put(a);
   files.put(b);
   files.keep(c);
