@@ -134,6 +134,7 @@ try {
 } finally {
   await server.remove();
 }
-const kinds = Object.groupBy ? Object.groupBy(wrong, (what) => what) : wrong.reduce((all, what) => ({...all, [what]: [...all[what] ?? [], what]}), {});
-for (const [what, cases] of Object.entries(kinds)) console.log(`${cases.length} × ${what}`);
+const sums = new Map();
+for (const what of wrong) sums.set(what, (sums.get(what) ?? 0) + 1);
+for (const [what, times] of sums) console.log(`${times} × ${what}`);
 process.exit(wrong.length ? 1 : 0);

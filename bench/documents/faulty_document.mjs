@@ -93,6 +93,9 @@ export function spoil(document, fault) {
   const place = fault.output?.protocol === 'hls' && fault.value !== 'hls' ? 0 : Object.keys(form.output).length;
   const key = fault.key.replace('OUTPUT', `output.${place}`);
   if (fault.output) form.output = place === 0 ? {0: {...fault.output}} : {...form.output, [place]: {...fault.output}};
+  // What is copied or left out needs no filters, sizes and maps: they are not looked at.
+  const encoder = {video: 'libx264', audio: 'aac'}[key.split('.')[0]];
+  if (encoder && key.includes('.') && !key.endsWith('.codec')) form[`${key.split('.')[0]}.codec`] = encoder;
   Object.assign(form, fault.extra);
   delete form[key];
   const section = key.split('.')[0];

@@ -56,7 +56,8 @@ function makeInputs(random, files) {
   for (let i = 0; i < others; ++i) inputs.push(makeUnreachable(random));
   // What the first one sets the others inherit: a generated input stays the first, and alone.
   if (isReachable && inputs[0].format) return {inputs: {0: inputs[0]}, isReachable};
-  if (isReachable && inputs.length > 1 && random.chance(0.3)) inputs.push(inputs.shift());
+  // Behind others it would inherit their format.
+  if (isReachable && inputs.length > 1 && random.chance(0.3)) inputs.push({...inputs.shift(), format: null});
   return {inputs: Object.fromEntries(inputs.map((input, i) => [i, input])), isReachable};
 }
 
