@@ -69,6 +69,8 @@ const relations = [
   {key: 'audio.filters', value: 'ametadata=print:file=/tmp/x'},
   {key: 'video.renditions', value: {1: {width: 320}}, at: 'video.renditions.0'}, {key: 'video.renditions', value: Array(17).fill({width: 320})},
   {key: 'video.cvdelogo', value: {filename: '/etc/passwd'}, at: 'video.cvdelogo.filename'},
+  {key: 'video.max_bitrate', value: 90, extra: {'video.bitrate': 100, 'video.crf': null, 'video.renditions': null}, encoder: 'mpeg4'},
+  {key: 'video.bframes', value: 2, extra: {'video.tune': 'zerolatency'}, encoder: 'libx265'},
   {key: 'video.delogo', value: {x: 1, y: 1, w: 1}}, {key: 'video.delogo', value: '1:2:3'}, {key: 'video.map', value: 'w:1'},
   {key: 'audio.map', value: {a: [1]}}, {key: 'profile', value: '999'}, {key: 'id', value: 3}, {key: 'status', value: 'running'},
   {key: 'tags', value: ['']}, {key: 'tags', value: [7]}, {key: 'tags', value: ['x'.repeat(101)]},
@@ -95,7 +97,7 @@ export function spoil(document, fault) {
   if (fault.output) form.output = place === 0 ? {0: {...fault.output}} : {...form.output, [place]: {...fault.output}};
   // What is copied or left out needs no filters, sizes and maps: they are not looked at.
   const encoder = {video: 'libx264', audio: 'aac'}[key.split('.')[0]];
-  if (encoder && key.includes('.') && !key.endsWith('.codec')) form[`${key.split('.')[0]}.codec`] = encoder;
+  if (encoder && key.includes('.') && !key.endsWith('.codec')) form[`${key.split('.')[0]}.codec`] = fault.encoder ?? encoder;
   Object.assign(form, fault.extra);
   delete form[key];
   const section = key.split('.')[0];

@@ -100,7 +100,7 @@ function makeVideo(random) {
     ...codec === 'mpeg2video' || codec === 'mpeg4' ? {} : random.some({fps: random.pick([25, 30, '12.5', 29.97]), bframes: random.whole(0, 3), refs: random.whole(1, 4)}, 0.3),
   };
   if (codec === 'libx264' && random.chance(0.2)) video.crf = random.whole(18, 35);
-  if (video.profile === 'baseline') delete video.bframes;
+  if (video.profile === 'baseline' || (codec === 'libx265' && video.tune === 'zerolatency')) delete video.bframes;
   if (codec.startsWith('libx') && random.chance(0.25)) video.renditions = makeLadder(random);
   return video;
 }

@@ -80,6 +80,7 @@ TEST(TranscoderCommandTest, RefusesWhatCannotBeAndSaysWhy) {
       {{{"output.0.rendition", 9}}, "output.0.rendition: there is no rendition 9"},
       {{{"video.codec", "mpeg4"}, {"video.bitrate", 900}, {"video.max_bitrate", 800}},
        "video.max_bitrate: 800 is below bitrate (900)"},
+      {{{"video.codec", "libx265"}, {"video.tune", "zerolatency"}, {"video.bframes", 1}}, "video.bframes: libx265 "},
       {{{"video.map", "0:v:0 -y"}}, "video.map: 0:v:0 -y is not a stream such as v:0"},
       {{{"output.0.hostname", std::string("::1\0x", 5)}}, "output.0.hostname: "},
       {{{"output.0.hostname", "u:secret@h"}}, "output.0.hostname: not a host name or address"},

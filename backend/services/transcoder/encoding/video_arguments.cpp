@@ -145,6 +145,10 @@ void add_keyframes(const std::string& codec, const Keyframes& keyframes, VideoOp
 long long add_codec(const Settings& video, const Rendition& rendition, const std::string& codec,
                     const Keyframes& keyframes, VideoOptions& options) {
   options.add("c", codec);
+  // The tune turns off the lookahead that B-frames need: the encoder ends.
+  if (codec == "libx265" && rendition.word("tune") == "zerolatency" &&
+      rendition.whole("bframes", 0, 16).value_or(0) > 0)
+    rendition.where("bframes").refuse("bframes", "libx265 has none with the tune zerolatency");
   options.add("preset", rendition.word("preset", is_x26x(codec) ? "veryfast" : ""));
   options.add("tune", rendition.word("tune"));
   options.add("profile", rendition.word("profile"));
