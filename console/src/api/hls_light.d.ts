@@ -1,0 +1,3 @@
+declare module 'hls.js/light' {
+  export {default} from 'hls.js';
+}

@@ -1,0 +1,4 @@
+import {render} from 'preact';
+import {App} from './pages/app';
+
+render(<App />, document.body);

@@ -1,0 +1,59 @@
+import {signal} from '@preact/signals';
+import type {ComponentChildren} from 'preact';
+import {useEffect} from 'preact/hooks';
+import {ApiError} from '../api/client';
+import {Header} from '../parts/header';
+import {path} from '../state/router';
+import {identify, identity} from '../state/session';
+import {followStreams, load} from '../state/streams';
+import {texts} from '../texts';
+import {ListPage} from './list/list_page';
+import {LoginPage} from './login_page';
+import {StreamPage} from './stream/stream_page';
+
+const isKnown = signal(false);
+const failure = signal('');
+
+async function begin(): Promise<void> {
+  try {
+    await identify();
+    failure.value = '';
+    isKnown.value = true;
+  } catch (error) {
+    failure.value = error instanceof ApiError ? error.message : String(error);
+    setTimeout(() => void begin(), 2000);
+  }
+}
+void begin();
+
+function Page() {
+  const stream = /^\/streams\/(\d+)$/.exec(path.value);
+  if (stream) return <StreamPage key={stream[1]} id={Number(stream[1])} />;
+  if (path.value === '/') return <ListPage />;
+  return <p class="notice">{texts.notFound}</p>;
+}
+
+/** What only those see who may use the server. */
+function Inside({children}: {children: ComponentChildren}) {
+  useEffect(() => {
+    void load().catch(() => {});
+    return followStreams();
+  }, []);
+  return (
+    <>
+      <Header />
+      <main id="content">{children}</main>
+    </>
+  );
+}
+
+export function App() {
+  if (failure.value) return <p class="notice">{failure.value}</p>;
+  if (!isKnown.value) return null;
+  if (!identity.value) return <LoginPage />;
+  return (
+    <Inside>
+      <Page />
+    </Inside>
+  );
+}

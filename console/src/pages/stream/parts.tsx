@@ -1,0 +1,109 @@
+import type {Input, MediaStream, StreamRecord} from '../../api/types';
+import {CopyButton} from '../../parts/copy_button';
+import {now} from '../../state/clock';
+import {formatBitrate, formatSeconds, formatSince} from '../../state/format';
+import {texts} from '../../texts';
+
+function describeProbe({in_use, probe}: Input): string {
+  if (in_use) return texts.stream.inUse;
+  if (!probe) return texts.stream.notProbed;
+  return probe.answers ? texts.stream.answers : texts.stream.silent(probe.reason ?? '');
+}
+
+export function Inputs({record}: {record: StreamRecord}) {
+  return (
+    <section class="panel">
+      <h2>{texts.stream.inputs}</h2>
+      <ol start={0}>
+        {(record.inputs ?? []).map((input, index) => (
+          <li key={`${index} ${input.url}`} class={input.in_use ? 'used' : ''}>
+            <code>{input.url}</code>
+            <span class="quiet">{describeProbe(input)}</span>
+          </li>
+        ))}
+      </ol>
+    </section>
+  );
+}
+
+export function Outputs({record}: {record: StreamRecord}) {
+  const addresses = record.url_info?.outputs ?? [];
+  return (
+    <section class="panel">
+      <h2>{texts.stream.outputs}</h2>
+      <ol start={0}>
+        {(record.outputs ?? []).map((output) => (
+          <li key={output.index}>
+            <b>{output.protocol}</b>{' '}
+            <span class={output.state === 'retrying' || output.state === 'failed' ? 'warn' : 'quiet'}>
+              {output.state} {output.since && texts.stream.since(formatSince(output.since, now.value))} {output.error}
+            </span>
+          </li>
+        ))}
+      </ol>
+      <ul class="addresses">
+        {addresses.map((address) => (
+          <li key={address}>
+            <code>{address}</code> <CopyButton text={address} />
+          </li>
+        ))}
+      </ul>
+    </section>
+  );
+}
+
+function describeMedia(media: MediaStream): string {
+  const parts = [
+    media.codec,
+    media.width && media.height ? `${media.width}×${media.height}` : null,
+    media.fps ? `${media.fps} fps` : null,
+    media.sample_rate ? `${media.sample_rate} Hz` : null,
+    media.channels,
+    media.bitrate ? formatBitrate(media.bitrate) : null,
+  ];
+  return parts.filter((part) => part).join(', ');
+}
+
+export function Media({record}: {record: StreamRecord}) {
+  const sides = [
+    [texts.stream.mediaIn, record.codec_info?.inputs ?? []],
+    [texts.stream.mediaOut, record.codec_info?.outputs ?? []],
+  ] as const;
+  return (
+    <section class="panel">
+      <h2>{texts.stream.media}</h2>
+      <dl class="media">
+        {sides.flatMap(([side, list]) =>
+          list.map((media, index) => (
+            <div key={`${side}${index}`}>
+              <dt>{side}</dt>
+              <dd>{describeMedia(media)}</dd>
+            </div>
+          )),
+        )}
+      </dl>
+    </section>
+  );
+}
+
+export function Viewers({record}: {record: StreamRecord}) {
+  const clients = Object.values(record.client_info ?? {}).flatMap(({protocol, clients: list}) =>
+    list.map((client) => ({protocol, ...client})),
+  );
+  return (
+    <section class="panel">
+      <h2>
+        {texts.stream.viewers} ({clients.length})
+      </h2>
+      {clients.length === 0 && <p class="quiet">{texts.stream.noViewers}</p>}
+      <ul class="viewers">
+        {clients.slice(0, 100).map((client, index) => (
+          <li key={`${client.addr}${client.port}${index}`}>
+            {client.addr} <span class="quiet">{client.protocol}</span>{' '}
+            <span class="quiet">{client.time !== undefined && formatSeconds(client.time)}</span>
+          </li>
+        ))}
+      </ul>
+    </section>
+  );
+}

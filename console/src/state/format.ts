@@ -1,0 +1,38 @@
+/** Figures as people read them; "–" where one is not known. */
+
+export const unknown = '–';
+
+export function formatNumber(value: number | null | undefined, digits = 0, unit = ''): string {
+  if (value === null || value === undefined || Number.isNaN(value)) return unknown;
+  return value.toFixed(digits) + (unit && `\u202f${unit}`);
+}
+
+/** `kilobits` in kbit/s. */
+export function formatBitrate(kilobits: number | null | undefined): string {
+  if (!kilobits) return unknown;
+  return kilobits >= 1000 ? formatNumber(kilobits / 1000, 2, 'Mbit/s') : formatNumber(kilobits, 0, 'kbit/s');
+}
+
+/** The two largest units: "3 d 4 h". */
+export function formatSeconds(seconds: number): string {
+  const whole = Math.max(0, Math.round(seconds));
+  if (whole < 60) return `${whole} s`;
+  const minutes = Math.floor(whole / 60);
+  if (minutes < 60) return whole % 60 ? `${minutes} min ${whole % 60} s` : `${minutes} min`;
+  const hours = Math.floor(minutes / 60);
+  if (hours < 24) return minutes % 60 ? `${hours} h ${minutes % 60} min` : `${hours} h`;
+  return hours % 24 ? `${Math.floor(hours / 24)} d ${hours % 24} h` : `${Math.floor(hours / 24)} d`;
+}
+
+/** The time since, at `now` in milliseconds. */
+export function formatSince(time: string | null | undefined, now: number): string {
+  return time ? formatSeconds((now - Date.parse(time)) / 1000) : unknown;
+}
+
+/** In the browser's time zone. */
+export function formatTime(time: string): string {
+  const date = new Date(time);
+  const isToday = date.toDateString() === new Date().toDateString();
+  const clock = date.toLocaleTimeString('en-GB');
+  return isToday ? clock : `${date.toLocaleDateString('en-CA')} ${clock}`;
+}
