@@ -1,6 +1,6 @@
 #!/usr/bin/env node
-// Bundles the console: build.mjs DIRECTORY. Writes index.html and assets/, each file gzipped, and manifest.txt with a line
-// "path type hash" for each of them. Names of assets hold a hash of their content, so that browsers may keep them.
+// Bundles the console: build.mjs DIRECTORY. Writes its files, gzipped, and the sources that make them part of the program.
+// Names of assets hold a hash of their content, so that browsers may keep them.
 
 import {createHash} from 'node:crypto';
 import {mkdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
@@ -54,4 +54,37 @@ for (const [path, content] of files) {
   const hash = createHash('sha256').update(content).digest('hex').slice(0, 24);
   lines.push(`${path} ${hash} ${types[extname(path)]}`);
 }
-writeFileSync(join(out, 'manifest.txt'), `${lines.join('\n')}\n`);
+
+// The assembler takes the files in; the hash makes it do so again when one changes.
+const parts = lines.map((line, index) => {
+  const [path, hash] = line.split(' ');
+  return `weir_console_${index}: # ${hash}\n.incbin "${join(out, `${path}.gz`)}"\nweir_console_${index}_end:\n`;
+});
+const names = lines.flatMap((_, index) => [`weir_console_${index}`, `weir_console_${index}_end`]);
+writeFileSync(
+  join(out, 'console_files.S'),
+  `.section .rodata\n${names.map((name) => `.global ${name}\n`).join('')}${parts.join('')}.section .note.GNU-stack,"",@progbits\n`,
+);
+const rows = lines.map((line, index) => {
+  const [path, hash, ...type] = line.split(' ');
+  const begin = `weir_console_${index}`;
+  return `      {"${path}", "${type.join(' ')}", "${hash}", {${begin}, static_cast<std::size_t>(${begin}_end - ${begin})}},\n`;
+});
+writeFileSync(
+  join(out, 'console_files.cpp'),
+  `#include "backend/web/console/console_files.h"
+
+extern "C" {
+${names.map((name) => `extern const char ${name}[];\n`).join('')}}
+
+namespace weir {
+
+std::span<const ConsoleFile> console_files() {
+  static const ConsoleFile files[] = {
+${rows.join('')}  };
+  return files;
+}
+
+}  // namespace weir
+`,
+);

@@ -81,13 +81,14 @@ Response refuse_method(const std::string& method, std::set<std::string> allowed)
 
 void Router::add(std::string_view method, std::string_view pattern, RouteHandler handler, RouteRules rules) {
   const Role role = rules.role.value_or(method == "GET" ? Role::viewer : Role::operator_);
-  routes_.push_back(
-      {std::string(method), parse_target(pattern).value().path, std::move(handler), role, rules.starts_something});
+  routes_.push_back({std::string(method), parse_target(pattern).value().path, std::move(handler), role,
+                     rules.starts_something, rules.is_page});
 }
 
 std::vector<std::string> Router::list() const {
   std::vector<std::string> list;
-  for (const Route& route : routes_) list.push_back(fmt::format("{} /{}", route.method, fmt::join(route.pattern, "/")));
+  for (const Route& route : routes_)
+    if (!route.is_page) list.push_back(fmt::format("{} /{}", route.method, fmt::join(route.pattern, "/")));
   return list;
 }
 

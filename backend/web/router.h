@@ -26,6 +26,8 @@ struct RouteRules {
   std::optional<Role> role = {};
   /// A GET that starts something: pages of other sites may not send it, like any other method.
   bool starts_something = false;
+  /// A page of the console, no call of the API.
+  bool is_page = false;
 };
 
 /// What a client without an identity is told to send (RFC 6750).
@@ -39,7 +41,7 @@ class Router {
   /// handler of GET answers HEAD too, and where none is added for OPTIONS the answer is the list of methods.
   void add(std::string_view method, std::string_view pattern, RouteHandler handler, RouteRules rules = {});
 
-  /// The routes in the order in which they were added, such as "GET /api/streams/{id}".
+  /// The calls in the order in which they were added, such as "GET /api/streams/{id}"; pages are none.
   std::vector<std::string> list() const;
 
   /// Never fails: an `HttpError` becomes its status, any other failure 500; it is logged then. An answer whose ETag the
@@ -53,6 +55,7 @@ class Router {
     RouteHandler handler;
     Role role;
     bool starts_something;
+    bool is_page;
   };
 
   Async<Response> answer_or_refuse(Request request) const;

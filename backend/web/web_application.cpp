@@ -2,6 +2,7 @@
 
 #include "backend/collaborators/listener_input.h"
 #include "backend/web/api/openapi_routes.h"
+#include "backend/web/console/console_routes.h"
 #include "backend/web/now/now_members.h"
 #include "backend/web/schema/schema_routes.h"
 
@@ -65,6 +66,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
   server_routes_.add_to(router_);
   add_schema_routes(router_);
   add_openapi_routes(router_);
+  add_console_routes(router_);
   metrics_.add_to(router_);
   events_.add_to(router_);
   webhooks_.add_to(router_);

@@ -74,7 +74,9 @@ bool accepts_gzip(std::string_view accept_encoding) {
 bool is_compressible(const Response& response) {
   const std::string& type = response.content_type;
   const bool is_text = type.starts_with("text/") || type.ends_with("json") || type.ends_with("yaml");
-  return is_text && response.body.size() >= min_bytes && !response.is_live && !response.file;
+  const bool is_encoded =
+      std::ranges::any_of(response.headers, [](const auto& h) { return h.first == "Content-Encoding"; });
+  return is_text && !is_encoded && response.body.size() >= min_bytes && !response.is_live && !response.file;
 }
 
 Async<Response> compress(Response response) {
@@ -90,6 +92,24 @@ Async<Response> compress(Response response) {
   response.headers.emplace_back("Content-Encoding", "gzip");
   mark_tag(response);
   co_return response;
+}
+
+std::string decompress(std::string_view gzipped) {
+  z_stream stream{};
+  if (::inflateInit2(&stream, gzip_window) != Z_OK) throw std::bad_alloc();
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gzipped.data()));
+  stream.avail_in = static_cast<uInt>(gzipped.size());
+  std::string text;
+  std::array<Bytef, 16 * 1024> buffer;
+  int result = Z_OK;
+  while (result == Z_OK) {
+    stream.next_out = buffer.data();
+    stream.avail_out = static_cast<uInt>(buffer.size());
+    result = ::inflate(&stream, Z_NO_FLUSH);
+    text.append(reinterpret_cast<const char*>(buffer.data()), buffer.size() - stream.avail_out);
+  }
+  ::inflateEnd(&stream);
+  return text;
 }
 
 }  // namespace weir

@@ -16,18 +16,11 @@ Response show_document() {
   return response;
 }
 
-Response lead_to_document() {
-  Response response = empty_response(302);
-  response.headers.emplace_back("Location", address);
-  return response;
-}
-
 }  // namespace
 
 void add_openapi_routes(Router& router) {
   using Parameters = const PathParameters&;
   router.add("GET", address, [](const Request&, Parameters) { return immediate(show_document()); });
-  router.add("GET", "/", [](const Request&, Parameters) { return immediate(lead_to_document()); });
 }
 
 }  // namespace weir

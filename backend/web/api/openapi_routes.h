@@ -4,7 +4,7 @@
 
 namespace weir {
 
-/// /api/openapi.yaml, and the start page, which leads to it.
+/// /api/openapi.yaml
 void add_openapi_routes(Router& router);
 
 }  // namespace weir
