@@ -40,7 +40,6 @@ export const texts = {
     troubled: 'in trouble',
     sort: 'Sort by',
     sorts: {trouble: 'trouble first', id: 'id', label: 'label', viewers: 'viewers', cpu: 'CPU', bitrate: 'bit rate'},
-    reorder: 'The order has changed: sort again',
     columns: {
       select: 'Select',
       state: 'State',
@@ -89,7 +88,6 @@ export const texts = {
     noPicture: {
       stopped: 'No picture: the stream is stopped',
       noHls: 'No picture: the stream has no HLS output',
-      starting: 'No picture yet: the stream is starting',
       failed: (reason: string) => `No picture: ${reason}`,
     },
     play: 'Play',
@@ -101,7 +99,7 @@ export const texts = {
       cpu: 'CPU',
       memory: 'Memory',
       viewers: 'Viewers',
-      onAir: 'On the air, 24 h',
+      onAir: 'On air, 24 h',
     },
     inputs: 'Inputs',
     outputs: 'Outputs',

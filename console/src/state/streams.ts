@@ -30,13 +30,18 @@ export const isStale = computed(() => {
   return someRun && now.value - latestFigures.value > silenceLimit;
 });
 
+// The first figures are complete, those after them only what changed: none are lost that come before the record.
+const early = new Map<number, Figures>();
+
 function putInto(map: Map<number, StreamState>, record: StreamRecord): void {
   const known = map.get(record.id);
   if (known) {
     known.record.value = record;
     known.loaded.value = Date.now();
   } else {
-    map.set(record.id, {id: record.id, record: signal(record), loaded: signal(Date.now()), figures: signal({})});
+    const figures = signal(early.get(record.id) ?? {});
+    early.delete(record.id);
+    map.set(record.id, {id: record.id, record: signal(record), loaded: signal(Date.now()), figures});
   }
 }
 
@@ -49,6 +54,7 @@ function put(records: StreamRecord[]): void {
 }
 
 function drop(id: number): void {
+  early.delete(id);
   if (!streams.value?.has(id)) return;
   const next = new Map(streams.value);
   next.delete(id);
@@ -103,8 +109,12 @@ function takeFigures(all: Record<string, Figures | null>): void {
         continue;
       }
       const known = streams.value?.get(Number(id));
-      if (known) known.figures.value = {...known.figures.value, ...figures};
-      else refreshSoon(Number(id));
+      if (known) {
+        known.figures.value = {...known.figures.value, ...figures};
+      } else {
+        early.set(Number(id), {...early.get(Number(id)), ...figures});
+        if (streams.value) refreshSoon(Number(id));
+      }
     }
   });
 }

@@ -25,10 +25,13 @@ function nextLaunch(record: StreamRecord, age: number): string | null {
   return left > 0.5 ? texts.trouble.startsIn(formatSeconds(left)) : texts.trouble.startsNow;
 }
 
+/** Without when the next launch was due at that time. */
+const whatHappened = (text: string) => text.replace(/; next launch in .*$/, '');
+
 function describeEnd(record: StreamRecord, age: number): string {
   const faults = countFaults(record);
   const parts = [
-    record.cycle.last_end?.text ?? texts.trouble.ended,
+    record.cycle.last_end ? whatHappened(record.cycle.last_end.text) : texts.trouble.ended,
     faults > 1 ? texts.trouble.timesInAnHour(faults) : null,
     nextLaunch(record, age),
   ];

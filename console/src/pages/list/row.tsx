@@ -6,13 +6,15 @@ import {isStale, type StreamState} from '../../state/streams';
 import {findTrouble} from '../../state/trouble';
 import {texts} from '../../texts';
 
-export const rowHeight = 56;
+export const rowHeight = 60;
 
 /** What is wrong, counted down once a second. */
 function Sentence({state}: {state: StreamState}) {
   const trouble = findTrouble(state.record.value, state.figures.value, (now.value - state.loaded.value) / 1000);
   return trouble ? (
-    <span class={`sentence rank${trouble.rank}`}>{trouble.sentence}</span>
+    <span class={`sentence rank${trouble.rank}`} title={trouble.sentence}>
+      {trouble.sentence}
+    </span>
   ) : (
     <span class="quiet">{(state.record.value.tags ?? []).join(' · ')}</span>
   );

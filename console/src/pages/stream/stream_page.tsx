@@ -70,9 +70,7 @@ function Figures({state}: {state: StreamState}) {
 function Picture({state}: {state: StreamState}) {
   const playing = useSignal(false);
   const record = state.record.value;
-  const output = record.outputs?.find(({protocol}) => protocol === 'hls');
   const address = record.url_info?.outputs.find((url) => new URL(url).pathname.startsWith(`/${record.id}/`));
-  if (!output && record.status !== 'stopped') return <p class="player overlay">{texts.stream.noPicture.noHls}</p>;
   if (record.status === 'stopped') return <p class="player overlay">{texts.stream.noPicture.stopped}</p>;
   if (!address) return <p class="player overlay">{texts.stream.noPicture.noHls}</p>;
   if (playing.value) return <Player playlist={new URL(address).pathname} />;

@@ -1,0 +1,114 @@
+#!/usr/bin/env node
+// What somebody sees who keeps the console open while a stream is added, runs, dies and comes back, and what a viewer may
+// do: console_test.mjs PROGRAM.
+
+import assert from 'node:assert/strict';
+
+import {chromium} from 'playwright-core';
+
+import {readCommandLine} from './command_line.mjs';
+import {single} from './streams.mjs';
+import {eventually} from './wait.mjs';
+import {WeirServer} from './weir_server.mjs';
+
+const stream = {...single('unused'), label: 'News', tags: ['hd']};
+stream.input = {0: stream.input[1]};
+const password = 'correct horse battery';
+
+async function addWhileListIsOpen(page, server) {
+  await page.goto(server.origin);
+  await page.getByText('Add your first stream').waitFor();
+  const id = await server.addStream(stream);
+  const row = page.getByRole('row', {name: 'News'});
+  await row.getByText('running').waitFor();
+  await eventually('live figures', 10, async () => /25\.\d/.test(await row.innerText()));
+  await page.getByRole('searchbox').fill('no such label');
+  await row.waitFor({state: 'detached'});
+  assert.match(page.url(), /\?q=no\+such\+label$/);
+  await page.getByRole('searchbox').fill('hd');
+  await row.waitFor();
+  return id;
+}
+
+/** The first event has all figures, and may come before the list. */
+async function reload(page) {
+  await page.reload();
+  await eventually('all figures after a reload', 10, async () => {
+    const cells = await page.getByRole('row', {name: 'News'}).getByRole('cell').allInnerTexts();
+    return cells.length > 9 && cells.slice(3, 10).every((cell) => /\d/.test(cell));
+  });
+}
+
+async function watch(page) {
+  await page.getByRole('link', {name: 'News'}).click();
+  await page.getByRole('button', {name: 'Play', exact: true}).click();
+  const shown = () => page.evaluate(() => {
+    const video = document.querySelector('video');
+    return [video?.currentTime ?? 0, video?.getVideoPlaybackQuality().totalVideoFrames ?? 0];
+  });
+  await eventually('moving video', 30, async () => (await shown()).every((figure) => figure > 1));
+}
+
+async function readWhyItDied(page, server, id) {
+  process.kill(server.transcoderOf(id), 'SIGKILL');
+  await page.locator('.head').getByText(/ended by signal 9 \(Killed\).*starts again/).waitFor({timeout: 5000});
+  await page.locator('.history').getByText('ended by signal 9 (Killed)').waitFor();
+  await page.locator('.head').getByText('running').waitFor();
+}
+
+async function lookAsViewer(page, server) {
+  await server.request('POST', '/api/users', {name: 'anna', role: 'admin', password});
+  const logIn = async (secret) => {
+    await page.getByLabel('Name').fill('vera');
+    await page.getByLabel('Password').fill(secret);
+    await page.getByRole('button', {name: 'Log in'}).click();
+  };
+  await page.context().request.post(`${server.origin}/api/login`, {data: {name: 'anna', password}});
+  const added = await page.context().request.post(`${server.origin}/api/users`, {data: {name: 'vera', role: 'viewer', password}});
+  assert.equal(added.status(), 201);
+  await page.reload();
+  await page.getByRole('button', {name: 'Stop'}).waitFor();
+  await page.getByRole('button', {name: 'Log out'}).click();
+  await logIn('wrong');
+  await page.getByText('Name or password is wrong').waitFor();
+  await logIn(password);
+  await page.getByRole('heading', {name: 'News'}).waitFor();
+  for (const name of ['Stop', 'Restart', 'Delete']) assert.equal(await page.getByRole('button', {name}).count(), 0, name);
+  const status = await page.evaluate(async () => (await fetch('/api/streams/0/stop', {method: 'POST'})).status);
+  assert.equal(status, 403);
+  await page.getByRole('button', {name: 'Log out'}).click();
+  await page.getByLabel('Password').waitFor();
+}
+
+async function checkFiles(server) {
+  const page = await fetch(server.origin, {headers: {'Accept-Encoding': 'identity'}});
+  const text = await page.text();
+  assert.match(text, /^<!doctype html>/);
+  assert.match(page.headers.get('content-security-policy'), /script-src 'self'/);
+  const script = await fetch(server.origin + /src="([^"]+)"/.exec(text)[1]);
+  assert.match(script.headers.get('cache-control'), /immutable/);
+  assert.equal((await fetch(`${server.origin}/assets/main.js`)).status, 404);
+}
+
+const server = new WeirServer(readCommandLine().program);
+const browser = await chromium.launch({
+  executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
+  args: ['--no-sandbox', '--disable-dev-shm-usage'],
+});
+try {
+  await server.start();
+  await checkFiles(server);
+  const page = await browser.newPage();
+  const faults = [];
+  page.on('pageerror', (error) => faults.push(error.message));
+  page.on('console', (message) => /Content Security Policy/.test(message.text()) && faults.push(message.text()));
+  const id = await addWhileListIsOpen(page, server);
+  await reload(page);
+  await watch(page);
+  await readWhyItDied(page, server, id);
+  await lookAsViewer(page, server);
+  assert.deepEqual(faults, []);
+} finally {
+  await browser.close();
+  await server.remove();
+}
