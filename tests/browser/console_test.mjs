@@ -33,11 +33,8 @@ async function addWhileListIsOpen(page, server) {
 /** The first event has all figures, and may come before the list. */
 async function reload(page) {
   await page.reload();
-  await eventually('all figures after a reload', 20, async () => {
-    const cells = await page.getByRole('row', {name: 'News'}).locator('td').allInnerTexts();
-    if (process.env.DBG) console.log(cells.join('/'));
-    return cells.length > 9 && cells.slice(3, 10).every((cell) => /\d/.test(cell));
-  });
+  const row = page.getByRole('row', {name: 'News'});
+  await eventually('figures that do not change', 10, async () => /25\.\d[^]*MiB/.test(await row.innerText()));
 }
 
 async function watch(page) {
