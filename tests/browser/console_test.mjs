@@ -1,6 +1,6 @@
 #!/usr/bin/env node
-// What somebody sees who keeps the console open while a stream is added, runs, dies and comes back, and what a viewer may
-// do: console_test.mjs PROGRAM.
+// What somebody sees who adds a stream in the console and keeps it open while the stream runs, dies, comes back and is
+// changed by two people, and what a viewer may do: console_test.mjs PROGRAM.
 
 import assert from 'node:assert/strict';
 
@@ -15,11 +15,42 @@ const stream = {...single('unused'), label: 'News', tags: ['hd']};
 stream.input = {0: stream.input[1]};
 const password = 'correct horse battery';
 
-async function addWhileListIsOpen(page, server) {
+async function addByDocument(page, server) {
   await page.goto(server.origin);
   await page.getByText('Add your first stream').waitFor();
-  const id = await server.addStream(stream);
+  await page.getByRole('link', {name: 'Add a stream'}).click();
+  const editor = page.getByLabel('Document (JSON)');
+  await editor.fill(JSON.stringify({...stream, output: {...stream.output, 2: {protocol: 'udp', hostname: 'h', port: 70000}}}));
+  await page.locator('#findings').getByText('output.2.port').waitFor();
+  assert.ok(await page.getByRole('button', {name: 'Save'}).isDisabled());
+  await page.reload();
+  await eventually('what was typed, after a reload', 10, async () => /70000/.test(await editor.inputValue()));
+  await editor.fill(JSON.stringify(stream));
+  await page.getByRole('button', {name: 'Save'}).click();
+  await page.getByRole('heading', {name: 'News'}).waitFor();
+}
+
+/** Somebody else saves while the editor is open: both changes are in the end, and what differs from the run is named. */
+async function editBesideSomebodyElse(page, server, id) {
+  await page.getByRole('link', {name: 'Edit'}).click();
+  const editor = page.getByLabel('Document (JSON)');
+  await eventually('the document', 10, async () => /"hd"/.test(await editor.inputValue()));
+  await server.request('PATCH', `/api/streams/${id}`, {tags: ['hd', 'theirs']});
+  await editor.fill((await editor.inputValue()).replace('"bitrate": 500', '"bitrate": 400'));
+  await page.getByRole('button', {name: 'Save'}).click();
+  await page.getByText('Somebody else has changed the stream').waitFor();
+  await page.getByRole('button', {name: /Keep theirs/}).click();
+  await page.getByRole('button', {name: 'Save'}).click();
+  await page.getByText('Takes effect at the next start: video.bitrate').waitFor();
+  assert.deepEqual((await server.request('GET', `/api/streams/${id}`)).tags, ['hd', 'theirs']);
+}
+
+async function startWhileListIsOpen(page, server) {
+  await page.getByRole('link', {name: 'Streams'}).click();
   const row = page.getByRole('row', {name: 'News'});
+  await row.getByText('stopped').waitFor();
+  const [{id}] = await server.request('GET', '/api/streams');
+  await server.request('POST', `/api/streams/${id}/start`);
   await row.getByText('running').waitFor();
   await eventually('live figures', 10, async () => /25\.\d/.test(await row.innerText()));
   await page.getByRole('searchbox').fill('no such label');
@@ -100,10 +131,12 @@ try {
   const faults = [];
   page.on('pageerror', (error) => faults.push(error.message));
   page.on('console', (message) => /Content Security Policy/.test(message.text()) && faults.push(message.text()));
-  const id = await addWhileListIsOpen(page, server);
+  await addByDocument(page, server);
+  const id = await startWhileListIsOpen(page, server);
   await reload(page);
   await watch(page);
   await readWhyItDied(page, server, id);
+  await editBesideSomebodyElse(page, server, id);
   await lookAsViewer(page, server);
   assert.deepEqual(faults, []);
 } finally {

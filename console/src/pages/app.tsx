@@ -7,6 +7,7 @@ import {path} from '../state/router';
 import {identify, identity} from '../state/session';
 import {followStreams, load} from '../state/streams';
 import {texts} from '../texts';
+import {EditPage} from './edit/edit_page';
 import {ListPage} from './list/list_page';
 import {LoginPage} from './login_page';
 import {StreamPage} from './stream/stream_page';
@@ -29,6 +30,9 @@ void begin();
 function Page() {
   const stream = /^\/streams\/(\d+)$/.exec(path.value);
   if (stream) return <StreamPage key={stream[1]} id={Number(stream[1])} />;
+  const edited = /^\/streams\/(\d+)\/edit$/.exec(path.value);
+  if (edited) return <EditPage key={edited[1]} id={Number(edited[1])} />;
+  if (path.value === '/new') return <EditPage key="new" />;
   if (path.value === '/') return <ListPage />;
   return <p class="notice">{texts.notFound}</p>;
 }

@@ -1,21 +1,40 @@
+import {useSignal} from '@preact/signals';
+import {post} from '../../api/client';
+import {act} from '../../state/actions';
+import {go} from '../../state/router';
 import {mayOperate} from '../../state/session';
 import {texts} from '../../texts';
+import {demo} from '../edit/document';
 
-const example = () => `curl -X POST ${window.location.origin}/api/streams -H 'Content-Type: application/json' -d '{
-  "label": "News",
-  "input.0.url": "udp://239.0.0.1:1234",
-  "output.0.protocol": "hls", "output.0.playlist_name": "index.m3u8"}'`;
-
+/** The first visit: a stream of one's own, or one that every machine can make. */
 export function EmptyServer() {
+  const failure = useSignal('');
+  const startDemo = async () => {
+    try {
+      const {id} = await post<{id: number}>('/api/streams', demo);
+      failure.value = await act('start', [id]);
+      go(`/streams/${id}`);
+    } catch (error) {
+      failure.value = (error as Error).message;
+    }
+  };
   return (
     <section class="panel empty">
       <h1>{texts.list.empty}</h1>
+      <p>{texts.list.emptyHint}</p>
       {mayOperate.value && (
-        <>
-          <p>{texts.list.emptyHint}</p>
-          <pre>{example()}</pre>
-        </>
+        <div class="buttons">
+          <a class="button" href="/new" data-page>
+            {texts.edit.add}
+          </a>
+          <button type="button" onClick={() => void startDemo()}>
+            {texts.list.demo}
+          </button>
+        </div>
       )}
+      <p class="failure" role="alert">
+        {failure}
+      </p>
     </section>
   );
 }

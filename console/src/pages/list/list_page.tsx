@@ -98,6 +98,11 @@ function Controls({sort}: {sort: string}) {
           ))}
         </select>
       </label>
+      {mayOperate.value && (
+        <a class="button" href="/new" data-page>
+          {texts.edit.add}
+        </a>
+      )}
     </div>
   );
 }

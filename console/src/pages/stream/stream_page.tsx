@@ -31,6 +31,9 @@ function Actions({state, name}: {state: StreamState; name: string}) {
       <span class="failure" role="alert">
         {refusal}
       </span>
+      <a class="button" href={`/streams/${state.id}/edit`} data-page>
+        {texts.edit.edit}
+      </a>
       {possible.map((action) => (
         <button type="button" key={action} onClick={() => void run(action)}>
           {texts.actions[action]}
