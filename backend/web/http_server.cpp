@@ -8,6 +8,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "backend/base/log.h"
@@ -74,7 +75,7 @@ struct HttpServer::State {
 
 HttpServer::HttpServer(HttpHandler handler, HttpLimits limits, std::set<std::string> trusted_proxies)
     : state_(std::make_shared<State>(
-          std::make_shared<HttpService>(std::move(handler), limits, std::move(trusted_proxies)))) {}
+          std::make_shared<HttpService>(std::move(handler), std::move(limits), std::move(trusted_proxies)))) {}
 
 HttpServer::~HttpServer() {
   acceptor_.kill();

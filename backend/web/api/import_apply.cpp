@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "backend/base/log.h"
 #include "backend/collaborators/journal.h"
@@ -201,7 +202,8 @@ Async<> Import::finish(std::string by) {
   constexpr std::array kinds{JournalKind::added, JournalKind::changed, JournalKind::deleted};
   const auto tell = [&](Kind kind, std::optional<long long> stream, std::string text) {
     if (kind == Kind::unchanged) return;
-    journal().record({.kind = kinds.at(static_cast<std::size_t>(kind)), .stream_id = stream, .by = by, .text = text});
+    journal().record(
+        {.kind = kinds.at(static_cast<std::size_t>(kind)), .stream_id = stream, .by = by, .text = std::move(text)});
   };
   std::vector<long long> removed;
   for (const auto& [id, kind] : stream_changes_) {

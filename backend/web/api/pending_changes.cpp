@@ -18,7 +18,9 @@ constexpr std::size_t max_keys = 50;
 // What no cycle is made of: it counts at once.
 constexpr std::array other_members{"id", "status", "label", "tags", "profile", "access"};
 
-bool is_default(const Value* value) { return !value || value->is_null() || *value == ""; }
+bool is_default(const Value* value) {
+  return !value || value->is_null() || (value->is_string() && value->get_ref<const std::string&>().empty());
+}
 
 /// Collects the keys of what differs.
 class Comparison {
