@@ -239,7 +239,7 @@ Async<bool> StreamRoutes::take_back(long long id) {
 }
 
 // A copy is never active, whatever the stream is.
-Async<Response> StreamRoutes::copy(Value id, Value posted, std::string by) {
+Async<Response> StreamRoutes::copy(const Value& id, const Value& posted, std::string by) {
   Value form = make_copy(*find(id)->conf, posted);
   return add(std::move(form), std::move(by));
 }

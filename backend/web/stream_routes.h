@@ -44,7 +44,7 @@ class StreamRoutes {
   Async<Response> list_broken_files();
   Response read(const Value& id, const std::string& host);
   Async<Response> add(Value posted, std::string by);
-  Async<Response> copy(Value id, Value posted, std::string by);
+  Async<Response> copy(const Value& id, const Value& posted, std::string by);
   Async<Response> change(Value id, Value posted, std::string if_match, std::string by);
   Async<Response> remove(Value id, std::string if_match, std::string by);
   // What the same would do.

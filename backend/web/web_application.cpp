@@ -49,7 +49,7 @@ WebApplication::WebApplication(ServerStreamManager& manager, ProfileRegistry& pr
       publishing_links_(std::move(settings.links_directory)),
       gate_(manager, publishing_links_),
       links_(manager, publishing_links_, document_changes_),
-      hls_(manager, windows, viewers_, [probe](std::string file) { return probe({{"url", std::move(file)}}); }),
+      hls_(manager, windows, viewers_, [probe = std::move(probe)](std::string file) { return probe({{"url", std::move(file)}}); }),
       thumbnails_(manager, windows),
       http_outputs_(manager, viewers_),
       server_([this](Request request) { return answer(std::move(request)); }, {.large_path = {"api", "import"}},
