@@ -141,4 +141,15 @@ export const texts = {
     since: (time: string) => `for ${time}`,
     timesFrom: (count: number, from: string) => `${count} times since ${from}`,
   },
+  charts: {
+    title: 'Last hour',
+    legend: 'Dotted lines: restarts. Where there is no curve, the transcoder did not run.',
+    none: 'nothing was measured',
+    summary: (latest: string, min: string, max: string) => `now ${latest} · lowest ${min} · highest ${max}`,
+    band: (min: string, max: string) => `shaded: should be ${min} to ${max}`,
+    limit: (value: string) => `limit ${value}`,
+  },
+  glance: {
+    day: (restarts: number) => `Last 24 hours: ${restarts} ${restarts === 1 ? 'restart' : 'restarts'}`,
+  },
 };

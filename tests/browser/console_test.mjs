@@ -78,6 +78,11 @@ async function watch(page) {
   await eventually('moving video', 30, async () => (await shown()).every((figure) => figure > 1));
 }
 
+async function readCharts(page) {
+  await page.getByRole('img', {name: /^Frames: now 25\.0/}).locator('canvas').waitFor({timeout: 30_000});
+  await page.getByRole('img', {name: /^Speed: .*should be 0\.90.* to 1\.20/}).waitFor();
+}
+
 async function readWhyItDied(page, server, id) {
   process.kill(server.transcoderOf(id), 'SIGKILL');
   await page.locator('.head').getByText(/ended by signal 9 \(Killed\).*starts again/).waitFor({timeout: 5000});
@@ -135,6 +140,7 @@ try {
   const id = await startWhileListIsOpen(page, server);
   await reload(page);
   await watch(page);
+  await readCharts(page);
   await readWhyItDied(page, server, id);
   await editBesideSomebodyElse(page, server, id);
   await lookAsViewer(page, server);

@@ -71,7 +71,7 @@ export interface StreamRecord {
   measured: {speed: number | null; bitrate: number | null; seconds_without_progress: number | null};
   inputs: Input[];
   outputs: Output[];
-  limits: {speed: {min: number; max: number} | null; memory_mib: number | null};
+  limits: {speed: {min: number | null; max: number | null} | null; memory_mib: number | null};
   timetable: {restart: string | null; switch: string | null};
   tags: string[];
   history: {restarts: {hour: Record<string, number>; day: Record<string, number>}; on_air_percent: number | null};
@@ -113,7 +113,17 @@ export interface Timeline {
   from: string;
   to: string;
   intervals: Interval[];
-  restarts: {time: string; cause: string}[];
+  restarts: {time: string; cause: string; count?: number}[];
+}
+
+export type SeriesName = 'speed' | 'fps' | 'bitrate' | 'cpu' | 'memory' | 'viewers';
+
+/** Figures of the last hour, one every `step` seconds. */
+export interface Series {
+  from: string;
+  to: string;
+  step: number;
+  series: Record<SeriesName, (number | null)[]>;
 }
 
 export interface Finding {

@@ -1,19 +1,7 @@
-import {signal} from '@preact/signals';
 import {identity, logOut} from '../state/session';
 import {isStale} from '../state/streams';
+import {switchTheme} from '../state/theme';
 import {texts} from '../texts';
-
-type Theme = 'light' | 'dark';
-const stored = localStorage.getItem('theme') as Theme | null;
-const preferred: Theme = matchMedia('(prefers-color-scheme: dark)').matches ? 'dark' : 'light';
-const theme = signal<Theme>(stored ?? preferred);
-document.documentElement.dataset.theme = theme.value;
-
-function switchTheme(): void {
-  theme.value = theme.value === 'dark' ? 'light' : 'dark';
-  localStorage.setItem('theme', theme.value);
-  document.documentElement.dataset.theme = theme.value;
-}
 
 export function Header() {
   const who = identity.value;

@@ -55,8 +55,10 @@ export function findTrouble(record: StreamRecord, figures: Figures, age: number)
     return {rank: 1, sentence: describeEnd(record, age)};
   const speed = figures.speed ?? record.measured.speed;
   const band = record.limits.speed;
-  if (band && speed !== null && speed !== undefined && (speed < band.min || speed > band.max))
-    return {rank: 2, sentence: texts.trouble.speed(speed, band.min, band.max)};
+  const min = band?.min ?? 0;
+  const max = band?.max ?? Number.POSITIVE_INFINITY;
+  if (band && speed !== null && speed !== undefined && (speed < min || speed > max))
+    return {rank: 2, sentence: texts.trouble.speed(speed, min, max)};
   const failing = record.outputs?.find(({state}) => state === 'retrying' || state === 'failed');
   if (failing) return {rank: 3, sentence: describeOutput(failing)};
   if (cycle.state === 'waiting') return {rank: 4, sentence: texts.trouble.waiting};

@@ -11,6 +11,7 @@ import {mayOperate} from '../../state/session';
 import {isStale, type StreamState, streams} from '../../state/streams';
 import {findTrouble} from '../../state/trouble';
 import {texts} from '../../texts';
+import {Charts} from './charts';
 import {History} from './history';
 import {LogView} from './log_view';
 import {Inputs, Media, Outputs, Viewers} from './parts';
@@ -128,6 +129,7 @@ export function StreamPage({id}: {id: number}) {
           <Viewers record={state.record.value} />
         </div>
       </div>
+      <Charts state={state} />
       <History id={id} />
       <LogView id={id} />
       <ConfirmDialog />

@@ -1,0 +1,73 @@
+import type {Timeline} from '../api/types';
+import {formatTime} from '../state/format';
+import {texts} from '../texts';
+
+const width = 1440;
+const height = 24;
+
+interface Piece {
+  kind: string;
+  x: number;
+  width: number;
+  title: string;
+  isMark: boolean;
+}
+
+function pieces(timeline: Timeline): Piece[] {
+  const begin = Date.parse(timeline.from);
+  const span = Date.parse(timeline.to) - begin;
+  const at = (time: string) => ((Date.parse(time) - begin) / span) * width;
+  const spans = timeline.intervals.map(({from, to, status, input}) => ({
+    kind: input ? `${status} other` : status,
+    x: at(from),
+    width: Math.max(1, at(to) - at(from)),
+    title: `${status} ${formatTime(from)} – ${formatTime(to)}`,
+    isMark: false,
+  }));
+  const marks = timeline.restarts.map(({time, cause}) => ({
+    kind: `mark ${cause}`,
+    x: at(time),
+    width: 3,
+    title: texts.stream.restartedBy(cause, formatTime(time)),
+    isMark: true,
+  }));
+  return [...spans, ...marks];
+}
+
+const top = (piece: Piece) => (piece.isMark ? 0 : 4);
+
+function Pieces({shown}: {shown: Piece[]}) {
+  return shown.map((piece, index) => (
+    <rect
+      key={`${index}${piece.kind}`}
+      class={piece.kind}
+      x={piece.x}
+      width={piece.width}
+      y={top(piece)}
+      height={height - top(piece)}
+    >
+      <title>{piece.title}</title>
+    </rect>
+  ));
+}
+
+// A day of a stream in trouble has hundreds of pieces, and a list has dozens of strips: one path of each kind.
+function Paths({shown}: {shown: Piece[]}) {
+  const paths = new Map<string, string>();
+  for (const piece of shown) {
+    const box = `M${piece.x.toFixed(1)} ${top(piece)}h${piece.width.toFixed(1)}V${height}h-${piece.width.toFixed(1)}z`;
+    paths.set(piece.kind, (paths.get(piece.kind) ?? '') + box);
+  }
+  return [...paths].map(([kind, path]) => <path key={kind} class={kind} d={path} />);
+}
+
+/** The last 24 hours as colours; `fine` with a word for each piece, under the pointer. */
+export function Strip({timeline, fine = false}: {timeline: Timeline; fine?: boolean}) {
+  const label = texts.glance.day(timeline.restarts.reduce((sum, {count}) => sum + (count ?? 1), 0));
+  const shown = pieces(timeline);
+  return (
+    <svg class="day" viewBox={`0 0 ${width} ${height}`} preserveAspectRatio="none" role="img" aria-label={label}>
+      {fine ? <Pieces shown={shown} /> : <Paths shown={shown} />}
+    </svg>
+  );
+}
