@@ -1,4 +1,4 @@
-import type {Status} from './api/types';
+import type {Role, Status} from './api/types';
 
 /** Every text that people see, by page. */
 export const texts = {
@@ -96,6 +96,50 @@ export const texts = {
     save: 'Save',
     newer: 'Somebody else has changed the stream meanwhile. Their changes:',
     takeOver: 'Keep theirs, and mine on top',
+  },
+  users: {
+    title: 'Users and tokens',
+    link: 'Users',
+    adminsOnly: 'Only admins see users and tokens.',
+    roles: {
+      viewer: 'viewer: sees everything but secrets',
+      operator: 'operator: also starts, stops and changes streams',
+      admin: 'admin: also users, tokens, webhooks, backups',
+    } satisfies Record<Role, string>,
+    users: 'Users',
+    noUsers:
+      'There are no users: whoever sits at this machine may do everything, and nobody else anything. The first user has to be an admin; from then on everybody logs in.',
+    name: 'Name',
+    role: 'Role',
+    password: 'Password',
+    newPassword: 'New password (empty: stays)',
+    add: 'Add user',
+    addTitle: 'Add a user',
+    change: 'Change',
+    changeOf: (name: string) => `Change ${name}`,
+    changeHint: 'A new password ends all sessions of the user.',
+    save: 'Save',
+    saved: (name: string) => `${name} is saved.`,
+    added: (name: string) => `${name} can log in now.`,
+    deleteOf: (name: string) => `Delete ${name}`,
+    askDelete: (name: string) => `Delete the user ${name}? Their sessions end at once.`,
+    you: 'you',
+    tokens: 'Tokens',
+    tokensHint: 'Programs send one with each request: “Authorization: Bearer …”.',
+    noTokens: 'There are no tokens.',
+    created: 'Made',
+    expires: 'Valid until',
+    never: 'revoked',
+    lifetime: 'Valid for',
+    lifetimes: {'2592000': '30 days', '7776000': '90 days', '31536000': 'a year', '': 'until it is revoked'},
+    makeTitle: 'Make a token',
+    make: 'Make token',
+    shownOnce: (name: string) => `The token “${name}”. Copy it now: it is never shown again.`,
+    copyToken: 'Copy token',
+    tokenDone: 'I have copied it',
+    revoke: 'Revoke',
+    revokeOf: (name: string) => `Revoke ${name}`,
+    askRevoke: (name: string) => `Revoke the token ${name}? Programs that use it are refused from now on.`,
   },
   stream: {
     back: 'All streams',

@@ -136,3 +136,13 @@ export interface Identity {
   role: Role;
   by: string;
 }
+
+export interface User {
+  name: string;
+  role: Role;
+}
+
+export interface Token extends User {
+  created: string;
+  expires: string | null;
+}

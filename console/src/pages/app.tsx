@@ -11,6 +11,7 @@ import {EditPage} from './edit/edit_page';
 import {ListPage} from './list/list_page';
 import {LoginPage} from './login_page';
 import {StreamPage} from './stream/stream_page';
+import {UsersPage} from './users/users_page';
 
 const isKnown = signal(false);
 const failure = signal('');
@@ -33,6 +34,7 @@ function Page() {
   const edited = /^\/streams\/(\d+)\/edit$/.exec(path.value);
   if (edited) return <EditPage key={edited[1]} id={Number(edited[1])} />;
   if (path.value === '/new') return <EditPage key="new" />;
+  if (path.value === '/users') return <UsersPage />;
   if (path.value === '/') return <ListPage />;
   return <p class="notice">{texts.notFound}</p>;
 }

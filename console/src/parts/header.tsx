@@ -1,4 +1,4 @@
-import {identity, logOut} from '../state/session';
+import {identity, logOut, mayAdministrate} from '../state/session';
 import {isStale} from '../state/streams';
 import {switchTheme} from '../state/theme';
 import {texts} from '../texts';
@@ -17,6 +17,11 @@ export function Header() {
         <a href="/" data-page>
           {texts.nav.streams}
         </a>
+        {mayAdministrate.value && (
+          <a href="/users" data-page>
+            {texts.users.link}
+          </a>
+        )}
       </nav>
       <p class="stale" role="status">
         {isStale.value ? texts.stale : ''}

@@ -4,6 +4,7 @@ import type {Identity} from '../api/types';
 
 /** Who uses the console; null until the server has said so, and after a logout. */
 export const identity = signal<Identity | null>(null);
+export const mayAdministrate = computed(() => identity.value?.role === 'admin');
 export const mayOperate = computed(() => identity.value !== null && identity.value.role !== 'viewer');
 
 /** False when somebody has to log in first. Throws `ApiError` for any other failure. */
