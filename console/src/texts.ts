@@ -43,8 +43,10 @@ export const texts = {
     columns: {
       select: 'Select',
       state: 'State',
+      picture: 'Picture',
       label: 'Stream',
       input: 'Input',
+      day: '24 hours',
       speed: 'Speed',
       fps: 'fps',
       bitrate: 'Bit rate',
@@ -74,7 +76,7 @@ export const texts = {
     ask: {
       start: (count: number) => `Start ${count} streams, one after the other?`,
       stop: (count: number) => `Stop ${count} streams? Their viewers lose the picture.`,
-      restart: (count: number) => `Restart ${count} streams, 3 s apart? Each pauses for some seconds.`,
+      restart: (count: number) => `Restart ${count} streams, one after the other? Each pauses for some seconds.`,
       delete: (count: number) => `Delete ${count} streams with their documents and segments? This can't be undone.`,
     },
     askOne: {
@@ -194,6 +196,11 @@ export const texts = {
     limit: (value: string) => `limit ${value}`,
   },
   glance: {
+    notPreferred: 'not preferred',
+    tag: 'Tag',
+    view: 'View',
+    views: {rows: 'Rows', tiles: 'Tiles', wall: 'Wall'},
+    interval: 'Seconds between two restarts',
     day: (restarts: number) => `Last 24 hours: ${restarts} ${restarts === 1 ? 'restart' : 'restarts'}`,
   },
 };

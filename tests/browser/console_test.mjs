@@ -68,6 +68,21 @@ async function reload(page) {
   await eventually('figures that do not change', 10, async () => /25\.\d[^]*MiB/.test(await row.innerText()));
 }
 
+/** Pictures come in rows and tiles, a tag that no stream has leaves none, and the choices stay in the address. */
+async function lookAtPictures(page) {
+  const picture = () => page.locator('.thumbnail img').evaluate(({naturalWidth}) => naturalWidth);
+  await page.getByRole('img', {name: /^Last 24 hours: 0 restarts/}).waitFor();
+  await eventually('a picture in the row', 30, async () => await picture() > 0);
+  await page.getByRole('button', {name: 'Tiles'}).click();
+  await page.getByRole('listitem').filter({hasText: 'News'}).getByText('running').waitFor();
+  await eventually('a picture in the tile', 30, async () => await picture() > 0);
+  await page.goto(page.url().replace(/\?.*/, '?tag=sport'));
+  await page.getByText('No stream matches').waitFor();
+  await page.getByRole('combobox', {name: 'Tag'}).selectOption('hd');
+  await page.getByRole('row', {name: 'News'}).waitFor();
+  assert.match(page.url(), /\?tag=hd$/);
+}
+
 async function watch(page) {
   await page.getByRole('link', {name: 'News'}).click();
   await page.getByRole('button', {name: 'Play', exact: true}).click();
@@ -139,6 +154,7 @@ try {
   await addByDocument(page, server);
   const id = await startWhileListIsOpen(page, server);
   await reload(page);
+  await lookAtPictures(page);
   await watch(page);
   await readCharts(page);
   await readWhyItDied(page, server, id);

@@ -2,9 +2,16 @@ import {signal} from '@preact/signals';
 import {useEffect, useRef} from 'preact/hooks';
 import {texts} from '../texts';
 
+interface NumberField {
+  label: string;
+  value: number;
+  max: number;
+}
+
 interface Question {
   text: string;
   button: string;
+  number?: NumberField;
   answer(yes: boolean): void;
 }
 
@@ -15,6 +22,32 @@ export function confirm(text: string, button: string): Promise<boolean> {
   return new Promise((resolve) => {
     question.value = {text, button, answer: resolve};
   });
+}
+
+/** Asks the same and for a number; null when it is not to be done. */
+export async function confirmWithNumber(text: string, button: string, number: NumberField): Promise<number | null> {
+  const asked = {...number};
+  const yes = await new Promise<boolean>((resolve) => {
+    question.value = {text, button, number: asked, answer: resolve};
+  });
+  return yes ? asked.value : null;
+}
+
+function NumberInput({field}: {field: NumberField}) {
+  return (
+    <label>
+      {field.label}{' '}
+      <input
+        type="number"
+        min="0"
+        max={field.max}
+        step="any"
+        required
+        defaultValue={`${field.value}`}
+        onInput={(event) => (field.value = event.currentTarget.valueAsNumber)}
+      />
+    </label>
+  );
 }
 
 /** Stands once in the page, and shows the question that `confirm` asks. */
@@ -31,15 +64,21 @@ export function ConfirmDialog() {
   };
   return (
     <dialog ref={dialog} aria-labelledby="question" onCancel={() => answer(false)}>
-      <p id="question">{asked?.text}</p>
-      <div class="buttons">
-        <button type="button" onClick={() => answer(false)}>
-          {texts.actions.cancel}
-        </button>
-        <button type="button" class="primary" onClick={() => answer(true)}>
-          {asked?.button}
-        </button>
-      </div>
+      <form
+        onSubmit={(event) => {
+          event.preventDefault();
+          answer(true);
+        }}
+      >
+        <p id="question">{asked?.text}</p>
+        {asked?.number && <NumberInput field={asked.number} />}
+        <div class="buttons">
+          <button type="button" onClick={() => answer(false)}>
+            {texts.actions.cancel}
+          </button>
+          <button class="primary">{asked?.button}</button>
+        </div>
+      </form>
     </dialog>
   );
 }

@@ -1,4 +1,4 @@
-import {useComputed, useSignal} from '@preact/signals';
+import {type Signal, useComputed, useSignal} from '@preact/signals';
 import {useEffect, useMemo, useRef} from 'preact/hooks';
 import {ConfirmDialog} from '../../parts/confirm';
 import {query, setQuery} from '../../state/router';
@@ -6,32 +6,19 @@ import {mayOperate} from '../../state/session';
 import {isStale, type StreamState, streams} from '../../state/streams';
 import {texts} from '../../texts';
 import {EmptyServer} from './empty_server';
-import {type Filter, filters, isSortKey, matches, passes, sortIds} from './order';
+import {type Filter, filters, isSortKey, hasTag, matches, passes, sortIds} from './order';
 import {Row, rowHeight} from './row';
 import {SelectionBar} from './selection_bar';
+import {Tiles} from './tiles';
+import {useWindow} from './window';
 
 const spareRows = 6;
+const views = ['rows', 'tiles', 'wall'] as const;
+type View = (typeof views)[number];
 
-/** Which rows of `count` are in view, some more at both ends. */
-function useWindow(count: number) {
-  const first = useSignal(0);
-  const last = useSignal(40);
-  const body = useRef<HTMLTableSectionElement>(null);
-  useEffect(() => {
-    const look = () => {
-      const top = body.current?.getBoundingClientRect().top ?? 0;
-      first.value = Math.max(0, Math.floor(-top / rowHeight) - spareRows);
-      last.value = Math.min(count, Math.ceil((window.innerHeight - top) / rowHeight) + spareRows);
-    };
-    look();
-    window.addEventListener('scroll', look, {passive: true});
-    window.addEventListener('resize', look);
-    return () => {
-      window.removeEventListener('scroll', look);
-      window.removeEventListener('resize', look);
-    };
-  }, [count, first, last]);
-  return {body, first: first.value, last: last.value};
+function currentView(): View {
+  const asked = query.value.get('view') as View | null;
+  return asked && views.includes(asked) ? asked : 'rows';
 }
 
 /** The order stays while the pointer or the focus is in the table: no row jumps away from under it. */
@@ -78,7 +65,46 @@ function Filters({all, current}: {all: ReadonlyMap<number, StreamState>; current
   );
 }
 
-function Controls({sort}: {sort: string}) {
+function TagSelect({all}: {all: ReadonlyMap<number, StreamState>}) {
+  const current = query.value.get('tag') ?? '';
+  const tags = new Set([...all.values()].flatMap(({record}) => record.value.tags ?? []));
+  if (current) tags.add(current);
+  if (tags.size === 0) return null;
+  return (
+    <label>
+      {texts.glance.tag}{' '}
+      <select value={current} onChange={(event) => setQuery({tag: event.currentTarget.value})}>
+        <option value="">{texts.list.all}</option>
+        {[...tags].sort().map((tag) => (
+          <option key={tag} value={tag}>
+            {tag}
+          </option>
+        ))}
+      </select>
+    </label>
+  );
+}
+
+function ViewSwitch() {
+  const current = currentView();
+  return (
+    <fieldset class="views">
+      <legend class="hidden">{texts.glance.view}</legend>
+      {views.map((view) => (
+        <button
+          type="button"
+          key={view}
+          aria-pressed={view === current}
+          onClick={() => setQuery({view: view === 'rows' ? '' : view})}
+        >
+          {texts.glance.views[view]}
+        </button>
+      ))}
+    </fieldset>
+  );
+}
+
+function Controls({sort, all}: {sort: string; all: ReadonlyMap<number, StreamState>}) {
   return (
     <div class="controls">
       <input
@@ -98,6 +124,8 @@ function Controls({sort}: {sort: string}) {
           ))}
         </select>
       </label>
+      <TagSelect all={all} />
+      <ViewSwitch />
       {mayOperate.value && (
         <a class="button" href="/new" data-page>
           {texts.edit.add}
@@ -107,16 +135,44 @@ function Controls({sort}: {sort: string}) {
   );
 }
 
-const columns = Object.entries(texts.list.columns).filter(([key]) => key !== 'copy');
+const columns = Object.entries(texts.list.columns);
+const nameless = new Set(['select', 'picture', 'copy']);
 
-function Table({all, filter}: {all: ReadonlyMap<number, StreamState>; filter: Filter}) {
+/** What the filters leave, in order. */
+function useShown(all: ReadonlyMap<number, StreamState>, filter: Filter) {
   const {order, sort, hold} = useOrder(all);
-  const selected = useSignal<ReadonlySet<number>>(new Set());
   const text = query.value.get('q') ?? '';
-  const shown = order
-    .map((id) => all.get(id))
-    .filter((state): state is StreamState => state !== undefined && passes(state, filter) && matches(state, text));
-  const {body, first, last} = useWindow(shown.length);
+  const tag = query.value.get('tag') ?? '';
+  const isShown = (state: StreamState) => passes(state, filter) && matches(state, text) && hasTag(state, tag);
+  const shown = order.flatMap((id) => {
+    const state = all.get(id);
+    return state && isShown(state) ? [state] : [];
+  });
+  return {shown, sort, hold};
+}
+
+function TableHead() {
+  return (
+    <thead>
+      <tr>
+        {columns.map(([key, name]) => (
+          <th key={key} scope="col" class={`column-${key}`}>
+            {nameless.has(key) ? <span class="hidden">{name}</span> : name}
+          </th>
+        ))}
+      </tr>
+    </thead>
+  );
+}
+
+interface TableProps {
+  shown: StreamState[];
+  selected: Signal<ReadonlySet<number>>;
+  hold(is: boolean): void;
+}
+
+function Table({shown, selected, hold}: TableProps) {
+  const {body, first, last} = useWindow<HTMLTableSectionElement>(shown.length, rowHeight, spareRows);
   const select = (id: number, is: boolean) => {
     const next = new Set(selected.value);
     if (is) next.add(id);
@@ -124,41 +180,50 @@ function Table({all, filter}: {all: ReadonlyMap<number, StreamState>; filter: Fi
     selected.value = next;
   };
   return (
+    <table
+      class={isStale.value ? 'streams old' : 'streams'}
+      aria-rowcount={shown.length + 1}
+      onPointerEnter={() => hold(true)}
+      onPointerLeave={() => hold(false)}
+      onFocusIn={() => hold(true)}
+      onFocusOut={() => hold(false)}
+    >
+      <TableHead />
+      <tbody ref={body} style={{height: `${shown.length * rowHeight}px`}}>
+        {shown.slice(first, last).map((state, index) => (
+          <Row
+            key={state.id}
+            state={state}
+            top={(first + index) * rowHeight}
+            selected={selected.value.has(state.id)}
+            onSelect={(is) => select(state.id, is)}
+          />
+        ))}
+      </tbody>
+    </table>
+  );
+}
+
+function List({all}: {all: ReadonlyMap<number, StreamState>}) {
+  const asked = query.value.get('state') as Filter | null;
+  const filter = asked && filters.includes(asked) ? asked : 'all';
+  const {shown, sort, hold} = useShown(all, filter);
+  const selected = useSignal<ReadonlySet<number>>(new Set());
+  const view = currentView();
+  return (
     <>
-      <Controls sort={sort} />
-      {mayOperate.value && <SelectionBar selected={selected} shown={shown} />}
-      <table
-        class={isStale.value ? 'streams old' : 'streams'}
-        aria-rowcount={shown.length + 1}
-        onPointerEnter={() => hold(true)}
-        onPointerLeave={() => hold(false)}
-        onFocusIn={() => hold(true)}
-        onFocusOut={() => hold(false)}
-      >
-        <thead>
-          <tr>
-            {columns.map(([key, name]) => (
-              <th key={key} scope="col" class={key}>
-                {key === 'select' ? <span class="hidden">{name}</span> : name}
-              </th>
-            ))}
-            <th scope="col" class="copy">
-              <span class="hidden">{texts.list.columns.copy}</span>
-            </th>
-          </tr>
-        </thead>
-        <tbody ref={body} style={{height: `${shown.length * rowHeight}px`}}>
-          {shown.slice(first, last).map((state, index) => (
-            <Row
-              key={state.id}
-              state={state}
-              top={(first + index) * rowHeight}
-              selected={selected.value.has(state.id)}
-              onSelect={(is) => select(state.id, is)}
-            />
-          ))}
-        </tbody>
-      </table>
+      {view !== 'wall' && (
+        <>
+          <Filters all={all} current={filter} />
+          <Controls sort={sort} all={all} />
+        </>
+      )}
+      {view === 'rows' && mayOperate.value && <SelectionBar selected={selected} shown={shown} />}
+      {view === 'rows' ? (
+        <Table shown={shown} selected={selected} hold={hold} />
+      ) : (
+        <Tiles key={view} shown={shown} view={view} />
+      )}
       {shown.length === 0 && <p class="notice">{texts.list.none}</p>}
     </>
   );
@@ -171,13 +236,10 @@ export function ListPage() {
   }, []);
   if (!all) return <p class="notice">{texts.loading}</p>;
   if (all.size === 0) return <EmptyServer />;
-  const asked = query.value.get('state') as Filter | null;
-  const filter = asked && filters.includes(asked) ? asked : 'all';
   return (
     <>
       <h1 class="hidden">{texts.nav.streams}</h1>
-      <Filters all={all} current={filter} />
-      <Table all={all} filter={filter} />
+      <List all={all} />
       <ConfirmDialog />
     </>
   );

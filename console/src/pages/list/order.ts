@@ -44,6 +44,9 @@ export function matches(state: StreamState, text: string): boolean {
   return known.some((one) => one.toLowerCase().includes(text.toLowerCase()));
 }
 
+/** An empty tag is every stream's. */
+export const hasTag = (state: StreamState, tag: string) => !tag || (state.record.value.tags ?? []).includes(tag);
+
 export const filters = ['all', 'troubled', 'running', 'starting', 'restarting', 'stopped'] as const;
 export type Filter = (typeof filters)[number];
 

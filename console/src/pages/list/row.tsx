@@ -1,24 +1,16 @@
 import {CopyButton} from '../../parts/copy_button';
 import {StateBadge} from '../../parts/state_badge';
+import {Strip} from '../../parts/strip';
+import {Thumbnail} from '../../parts/thumbnail';
 import {now} from '../../state/clock';
 import {formatBitrate, formatNumber, formatSince, unknown} from '../../state/format';
 import {isStale, type StreamState} from '../../state/streams';
-import {findTrouble} from '../../state/trouble';
+import {useTimeline} from '../../state/timelines';
 import {texts} from '../../texts';
+import {Sentence} from './sentence';
 
 export const rowHeight = 60;
-
-/** What is wrong, counted down once a second. */
-function Sentence({state}: {state: StreamState}) {
-  const trouble = findTrouble(state.record.value, state.figures.value, (now.value - state.loaded.value) / 1000);
-  return trouble ? (
-    <span class={`sentence rank${trouble.rank}`} title={trouble.sentence}>
-      {trouble.sentence}
-    </span>
-  ) : (
-    <span class="quiet">{(state.record.value.tags ?? []).join(' · ')}</span>
-  );
-}
+const timelineMilliseconds = 180_000;
 
 function Input({state}: {state: StreamState}) {
   const {cycle, url_info: info} = state.record.value;
@@ -27,8 +19,14 @@ function Input({state}: {state: StreamState}) {
   return (
     <span title={info?.inputs[index] ?? ''} class={cycle?.preferred === false ? 'warn' : ''}>
       #{index}
+      {cycle?.preferred === false && <small>⚠ {texts.glance.notPreferred}</small>}
     </span>
   );
+}
+
+function Day({id}: {id: number}) {
+  const timeline = useTimeline(id, timelineMilliseconds);
+  return timeline && <Strip timeline={timeline} />;
 }
 
 interface RowProps {
@@ -50,7 +48,7 @@ export function Row({state, top, selected, onSelect}: RowProps) {
       style={{transform: `translateY(${top}px)`}}
       aria-rowindex={top / rowHeight + 2}
     >
-      <td class="select">
+      <td class="column-select">
         <input
           type="checkbox"
           checked={selected}
@@ -58,26 +56,32 @@ export function Row({state, top, selected, onSelect}: RowProps) {
           onChange={(event) => onSelect(event.currentTarget.checked)}
         />
       </td>
-      <td class="badge">
+      <td class="column-state">
         <StateBadge record={record} />
       </td>
-      <td class="name">
+      <td class="column-picture">
+        <Thumbnail state={state} />
+      </td>
+      <td class="name column-label">
         <a href={`/streams/${record.id}`} data-page>
           {name}
         </a>
         <Sentence state={state} />
       </td>
-      <td class="number">
+      <td class="number column-input">
         <Input state={state} />
       </td>
-      <td class="number">{runs ? formatNumber(figures.speed, 2) : unknown}</td>
-      <td class="number">{runs ? formatNumber(figures.fps, 1) : unknown}</td>
-      <td class="number wide">{runs ? formatBitrate(figures.bitrate) : unknown}</td>
-      <td class="number">{runs ? formatNumber(figures.cpu, 0, '%') : unknown}</td>
-      <td class="number">{runs ? formatNumber(figures.memory, 0, 'MiB') : unknown}</td>
-      <td class="number">{formatNumber(figures.viewers ?? 0)}</td>
-      <td class="number wide">{formatSince(record.cycle?.since, now.value)}</td>
-      <td class="copy">{address && <CopyButton text={address} />}</td>
+      <td class="column-day">
+        <Day id={record.id} />
+      </td>
+      <td class="number column-speed">{runs ? formatNumber(figures.speed, 2) : unknown}</td>
+      <td class="number column-fps">{runs ? formatNumber(figures.fps, 1) : unknown}</td>
+      <td class="number column-bitrate">{runs ? formatBitrate(figures.bitrate) : unknown}</td>
+      <td class="number column-cpu">{runs ? formatNumber(figures.cpu, 0, '%') : unknown}</td>
+      <td class="number column-memory">{runs ? formatNumber(figures.memory, 0, 'MiB') : unknown}</td>
+      <td class="number column-viewers">{formatNumber(figures.viewers ?? 0)}</td>
+      <td class="number column-since">{formatSince(record.cycle?.since, now.value)}</td>
+      <td class="column-copy">{address && <CopyButton text={address} />}</td>
     </tr>
   );
 }

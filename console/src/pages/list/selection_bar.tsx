@@ -1,10 +1,13 @@
 import {type Signal, useSignal} from '@preact/signals';
-import {confirm} from '../../parts/confirm';
+import {confirm, confirmWithNumber} from '../../parts/confirm';
 import {type Action, act} from '../../state/actions';
 import type {StreamState} from '../../state/streams';
 import {texts} from '../../texts';
 
 const actions: Action[] = ['start', 'stop', 'restart', 'delete'];
+
+const defaultInterval = 3;
+const longestInterval = 3600;
 
 interface Props {
   selected: Signal<ReadonlySet<number>>;
@@ -17,8 +20,18 @@ export function SelectionBar({selected, shown}: Props) {
   const ids = [...selected.value];
   const all = shown.length > 0 && shown.every(({id}) => selected.value.has(id));
   const run = async (action: Action) => {
-    if (!(await confirm(texts.actions.ask[action](ids.length), texts.actions[action]))) return;
-    refusal.value = await act(action, ids);
+    const question = texts.actions.ask[action](ids.length);
+    const button = texts.actions[action];
+    let interval: number | undefined;
+    if (action === 'restart' && ids.length > 1) {
+      const field = {label: texts.glance.interval, value: defaultInterval, max: longestInterval};
+      const answer = await confirmWithNumber(question, button, field);
+      if (answer === null) return;
+      interval = answer;
+    } else if (!(await confirm(question, button))) {
+      return;
+    }
+    refusal.value = await act(action, ids, interval);
     selected.value = new Set();
   };
   return (
