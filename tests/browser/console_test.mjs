@@ -11,28 +11,60 @@ import {single} from './streams.mjs';
 import {eventually} from './wait.mjs';
 import {WeirServer} from './weir_server.mjs';
 
-const stream = {...single('unused'), label: 'News', tags: ['hd']};
-stream.input = {0: stream.input[1]};
+const label = 'News';
+const source = single('unused').input[1];
 const password = 'correct horse battery';
 
-async function addByDocument(page, server) {
+async function fill(within, texts) {
+  for (const [name, text] of Object.entries(texts)) await within.getByRole('textbox', {name}).fill(text);
+}
+
+/** A second input is preferred by its button, and taken away again. */
+async function sortInputs(page, card) {
+  await page.getByRole('button', {name: 'Add an input'}).click();
+  await fill(card('Input 1'), {URL: 'udp://127.0.0.1:1'});
+  await page.getByRole('button', {name: 'Prefer input 1 more'}).click();
+  const first = card('Input 0').getByRole('textbox', {name: 'URL'});
+  await eventually('the other order', 10, async () => await first.inputValue() === 'udp://127.0.0.1:1');
+  await page.getByRole('button', {name: 'Remove input 0'}).click();
+}
+
+async function addByForm(page, server) {
   await page.goto(server.origin);
   await page.getByText('Add your first stream').waitFor();
   await page.getByRole('link', {name: 'Add a stream'}).click();
-  const editor = page.getByLabel('Document (JSON)');
-  await editor.fill(JSON.stringify({...stream, output: {...stream.output, 2: {protocol: 'udp', hostname: 'h', port: 70000}}}));
-  await page.locator('#findings').getByText('output.2.port').waitFor();
+  const card = (heading) => page.getByRole('listitem').filter({has: page.getByRole('heading', {name: heading})});
+  const section = (heading) => page.locator('section').filter({has: page.getByRole('heading', {name: heading, exact: true})});
+  await fill(page, {Label: label, Tags: 'hd,'});
+  await fill(card('Input 0'), {URL: source.url});
+  await card('Input 0').getByText('More').click();
+  await fill(card('Input 0'), {Format: 'lavfi'});
+  await card('Input 0').getByLabel('Real time').selectOption('yes');
+  await sortInputs(page, card);
+  await fill(section('Video'), {Preset: 'ultrafast', Bitrate: '500', Width: '640', Height: '360', 'Frame rate': '25'});
+  await page.getByRole('button', {name: 'Add an output'}).click();
+  await page.getByLabel('Protocol of output 1').selectOption('udp');
+  await fill(card('Output 1'), {Host: 'h', Port: '70000'});
+  await card('Output 1').getByText('70000 is not a port').waitFor();
   assert.ok(await page.getByRole('button', {name: 'Save'}).isDisabled());
   await page.reload();
-  await eventually('what was typed, after a reload', 10, async () => /70000/.test(await editor.inputValue()));
-  await editor.fill(JSON.stringify(stream));
+  await page.getByRole('button', {name: 'output.1.port'}).click();
+  await eventually('the field of the finding', 10, () =>
+    page.getByRole('textbox', {name: 'Port'}).evaluate((field) => field === document.activeElement && field.value === '70000'));
+  await page.getByRole('button', {name: 'Remove output 1'}).click();
+  await page.getByRole('button', {name: 'JSON'}).click();
+  const {input, tags, video} = JSON.parse(await page.getByLabel('Document (JSON)').inputValue());
+  assert.deepEqual({input, tags, video}, {
+    input: {0: source}, tags: ['hd'], video: {preset: 'ultrafast', bitrate: 500, width: 640, height: 360, fps: 25},
+  });
   await page.getByRole('button', {name: 'Save'}).click();
-  await page.getByRole('heading', {name: 'News'}).waitFor();
+  await page.getByRole('heading', {name: label}).waitFor();
 }
 
 /** Somebody else saves while the editor is open: both changes are in the end, and what differs from the run is named. */
 async function editBesideSomebodyElse(page, server, id) {
   await page.getByRole('link', {name: 'Edit'}).click();
+  await page.getByRole('button', {name: 'JSON'}).click();
   const editor = page.getByLabel('Document (JSON)');
   await eventually('the document', 10, async () => /"hd"/.test(await editor.inputValue()));
   await server.request('PATCH', `/api/streams/${id}`, {tags: ['hd', 'theirs']});
@@ -151,7 +183,7 @@ try {
   const faults = [];
   page.on('pageerror', (error) => faults.push(error.message));
   page.on('console', (message) => /Content Security Policy/.test(message.text()) && faults.push(message.text()));
-  await addByDocument(page, server);
+  await addByForm(page, server);
   const id = await startWhileListIsOpen(page, server);
   await reload(page);
   await lookAtPictures(page);

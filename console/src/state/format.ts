@@ -1,3 +1,5 @@
+import type {MediaStream} from '../api/types';
+
 /** Figures as people read them; "–" where one is not known. */
 
 export const unknown = '–';
@@ -35,4 +37,17 @@ export function formatTime(time: string): string {
   const isToday = date.toDateString() === new Date().toDateString();
   const clock = date.toLocaleTimeString('en-GB');
   return isToday ? clock : `${date.toLocaleDateString('en-CA')} ${clock}`;
+}
+
+/** "h264, 1280×720, 25 fps" */
+export function describeMedia(media: MediaStream): string {
+  const parts = [
+    media.codec,
+    media.width && media.height ? `${media.width}×${media.height}` : null,
+    media.fps ? `${media.fps} fps` : null,
+    media.sample_rate ? `${media.sample_rate} Hz` : null,
+    media.channels,
+    media.bitrate ? formatBitrate(media.bitrate) : null,
+  ];
+  return parts.filter((part) => part).join(', ');
 }

@@ -1,3 +1,6 @@
+import type {Finding} from '../../api/types';
+import {texts} from '../../texts';
+
 /** A stream's document as the editor shows it: without the members that the server keeps itself. */
 export type Document = Record<string, unknown>;
 
@@ -16,9 +19,25 @@ export function difference(before: Document, after: Document): Document {
   return form;
 }
 
-export const example: Document = {
-  label: 'News',
-  input: {0: {url: 'udp://239.0.0.1:1234'}},
+export const format = (document: Document) => JSON.stringify(document, null, 2);
+
+/** The text as a document, or what is wrong with it as JSON. */
+export function parse(text: string): Document | Finding {
+  try {
+    const value: unknown = JSON.parse(text);
+    if (value !== null && typeof value === 'object' && !Array.isArray(value)) return value as Document;
+    return {key: '', message: texts.edit.noMapping};
+  } catch (failure) {
+    return {key: '', message: (failure as Error).message};
+  }
+}
+
+export const isFinding = (parsed: Document | Finding): parsed is Finding =>
+  typeof parsed.key === 'string' && typeof parsed.message === 'string' && Object.keys(parsed).length === 2;
+
+/** What a new stream begins with: it only lacks the address of its input. */
+export const unfinished: Document = {
+  input: {0: {}},
   output: {0: {protocol: 'hls', playlist_name: 'index.m3u8'}},
 };
 

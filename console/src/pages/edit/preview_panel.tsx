@@ -1,5 +1,6 @@
 import type {Finding} from '../../api/types';
 import {texts} from '../../texts';
+import {controlId} from './form/field';
 
 /** What the server would do with a form. */
 export interface Preview {
@@ -10,12 +11,25 @@ export interface Preview {
   takes_effect?: Record<string, string>;
 }
 
+/** Goes to the field of a member; in the text there is none. */
+function show(key: string): void {
+  const control = document.getElementById(controlId(key));
+  for (let parent = control?.closest('details'); parent; parent = parent.parentElement?.closest('details')) parent.open = true;
+  control?.scrollIntoView({block: 'center'});
+  control?.focus();
+}
+
 function List({findings, kind}: {findings: Finding[]; kind: string}) {
   return (
     <ul class={kind}>
       {findings.map(({key, message}) => (
         <li key={key + message}>
-          {key && <code>{key}</code>} {message}
+          {key && (
+            <button type="button" class="link" onClick={() => show(key)}>
+              <code>{key}</code>
+            </button>
+          )}{' '}
+          {message}
         </li>
       ))}
     </ul>
@@ -23,10 +37,11 @@ function List({findings, kind}: {findings: Finding[]; kind: string}) {
 }
 
 /** Faults and warnings beside the document; without faults, what takes effect when, and the command that would run. */
-export function PreviewPanel({preview}: {preview: Preview | null}) {
+export function PreviewPanel({preview, isNew}: {preview: Preview | null; isNew: boolean}) {
   return (
     <section class="panel preview" id="findings" aria-live="polite">
       <h2>{texts.edit.check}</h2>
+      {!preview && isNew && <p class="quiet">{texts.edit.begin}</p>}
       {preview?.accepted && <p class="good">{texts.edit.accepted}</p>}
       <List findings={preview?.findings ?? []} kind="failure" />
       <List findings={preview?.warnings ?? []} kind="warn" />

@@ -1,7 +1,7 @@
-import type {Input, MediaStream, StreamRecord} from '../../api/types';
+import type {Input, StreamRecord} from '../../api/types';
 import {CopyButton} from '../../parts/copy_button';
 import {now} from '../../state/clock';
-import {formatBitrate, formatSeconds, formatSince} from '../../state/format';
+import {describeMedia, formatSeconds, formatSince} from '../../state/format';
 import {texts} from '../../texts';
 
 function describeProbe({in_use, probe}: Input): string {
@@ -50,18 +50,6 @@ export function Outputs({record}: {record: StreamRecord}) {
       </ul>
     </section>
   );
-}
-
-function describeMedia(media: MediaStream): string {
-  const parts = [
-    media.codec,
-    media.width && media.height ? `${media.width}×${media.height}` : null,
-    media.fps ? `${media.fps} fps` : null,
-    media.sample_rate ? `${media.sample_rate} Hz` : null,
-    media.channels,
-    media.bitrate ? formatBitrate(media.bitrate) : null,
-  ];
-  return parts.filter((part) => part).join(', ');
 }
 
 export function Media({record}: {record: StreamRecord}) {
