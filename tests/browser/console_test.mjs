@@ -137,6 +137,22 @@ async function readWhyItDied(page, server, id) {
   await page.locator('.head').getByText('running').waitFor();
 }
 
+/** A list of addresses: the faulty one stays, the others become streams. */
+async function addMany(page, server, id) {
+  await page.goto(`${server.origin}/new/many`);
+  await page.getByLabel('Addresses').fill('#EXTM3U\n#EXTINF:-1 group-title="a,b",Sport, live\nudp://127.0.0.1:9\nhtp://x');
+  await page.getByLabel('Tags of all').fill('many');
+  await page.getByText('"htp" is not an allowed input protocol').waitFor();
+  await page.getByLabel('Start them').uncheck();
+  await page.getByRole('button', {name: 'Add 1 stream'}).click();
+  await page.getByRole('link', {name: 'Sport, live'}).click();
+  await page.getByRole('heading', {name: 'Sport, live'}).waitFor();
+  await page.getByRole('button', {name: 'Duplicate'}).click();
+  await page.getByRole('heading', {name: /^Edit stream/}).waitFor();
+  assert.deepEqual((await server.request('GET', '/api/streams?tag=many')).map((stream) => stream.label), ['Sport, live', 'Sport, live (copy)']);
+  await page.goto(`${server.origin}/streams/${id}`);
+}
+
 async function lookAsViewer(page, server) {
   await server.request('POST', '/api/users', {name: 'anna', role: 'admin', password});
   const logIn = async (secret) => {
@@ -191,6 +207,7 @@ try {
   await readCharts(page);
   await readWhyItDied(page, server, id);
   await editBesideSomebodyElse(page, server, id);
+  await addMany(page, server, id);
   await lookAsViewer(page, server);
   assert.deepEqual(faults, []);
 } finally {

@@ -7,6 +7,7 @@ import {path} from '../state/router';
 import {identify, identity} from '../state/session';
 import {followStreams, load} from '../state/streams';
 import {texts} from '../texts';
+import {AddManyPage} from './add_many/add_many_page';
 import {EditPage} from './edit/edit_page';
 import {ListPage} from './list/list_page';
 import {LoginPage} from './login_page';
@@ -34,6 +35,7 @@ function Page() {
   const edited = /^\/streams\/(\d+)\/edit$/.exec(path.value);
   if (edited) return <EditPage key={edited[1]} id={Number(edited[1])} />;
   if (path.value === '/new') return <EditPage key="new" />;
+  if (path.value === '/new/many') return <AddManyPage />;
   if (path.value === '/users') return <UsersPage />;
   if (path.value === '/') return <ListPage />;
   return <p class="notice">{texts.notFound}</p>;

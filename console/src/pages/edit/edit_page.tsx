@@ -91,6 +91,11 @@ export function EditPage({id}: {id?: number}) {
     <form class="edit" noValidate onSubmit={submit}>
       <div class="head">
         <h1>{id === undefined ? texts.edit.add : texts.edit.change(id)}</h1>
+        {id === undefined && (
+          <a href="/new/many" data-page>
+            {texts.addMany.link}
+          </a>
+        )}
         <Tabs isText={query.value.get('as') === 'json'} />
       </div>
       <div class="columns">

@@ -27,6 +27,9 @@ export function EmptyServer() {
           <a class="button" href="/new" data-page>
             {texts.edit.add}
           </a>
+          <a class="button" href="/new/many" data-page>
+            {texts.addMany.link}
+          </a>
           <button type="button" onClick={() => void startDemo()}>
             {texts.list.demo}
           </button>

@@ -1,5 +1,6 @@
 import {useSignal} from '@preact/signals';
 import {useEffect} from 'preact/hooks';
+import {post} from '../../api/client';
 import {ConfirmDialog, confirm} from '../../parts/confirm';
 import {Player} from '../../parts/player';
 import {StateBadge} from '../../parts/state_badge';
@@ -25,6 +26,14 @@ function Actions({state, name}: {state: StreamState; name: string}) {
     refusal.value = await act(action, [state.id]);
     if (action === 'delete' && !refusal.value) go('/');
   };
+  const duplicate = async () => {
+    try {
+      const {id} = await post<{id: number}>(`/api/streams/${state.id}/copy`);
+      go(`/streams/${id}/edit`);
+    } catch (error) {
+      refusal.value = (error as Error).message;
+    }
+  };
   const isStopped = state.record.value.status === 'stopped';
   const possible: Action[] = isStopped ? ['start', 'delete'] : ['stop', 'restart'];
   return (
@@ -35,6 +44,9 @@ function Actions({state, name}: {state: StreamState; name: string}) {
       <a class="button" href={`/streams/${state.id}/edit`} data-page>
         {texts.edit.edit}
       </a>
+      <button type="button" onClick={() => void duplicate()}>
+        {texts.edit.duplicate}
+      </button>
       {possible.map((action) => (
         <button type="button" key={action} onClick={() => void run(action)}>
           {texts.actions[action]}
