@@ -38,7 +38,7 @@ function Page() {
   if (path.value === '/new/many') return <AddManyPage />;
   if (path.value === '/users') return <UsersPage />;
   if (path.value === '/') return <ListPage />;
-  return <p class="notice">{texts.notFound}</p>;
+  return <h1 class="notice">{texts.notFound}</h1>;
 }
 
 /** What only those see who may use the server. */

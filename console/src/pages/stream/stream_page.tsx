@@ -124,7 +124,7 @@ function Head({state}: {state: StreamState}) {
 export function StreamPage({id}: {id: number}) {
   if (!streams.value) return <p class="notice">{texts.loading}</p>;
   const state = streams.value.get(id);
-  if (!state) return <p class="notice">{texts.notFound}</p>;
+  if (!state) return <h1 class="notice">{texts.notFound}</h1>;
   return (
     <article class="stream">
       <Head state={state} />

@@ -53,7 +53,7 @@ function Table({renditions, schema, isDisabled, store}: TableProps) {
                 {memberOf(schema, name).title} <span class="unit">{memberOf(schema, name)['x-unit']}</span>
               </th>
             ))}
-            <th />
+            <td />
           </tr>
         </thead>
         <tbody>
