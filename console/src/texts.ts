@@ -258,6 +258,8 @@ export const texts = {
     answers: 'answers',
     silent: (reason: string) => `does not answer: ${reason}`,
     timeline: 'Last 24 hours',
+    span: (status: string, input: number | undefined, from: string, to: string) =>
+      `${status}${input === undefined ? '' : `, input #${input}`}, ${from} – ${to}`,
     restartedBy: (cause: string, time: string) => `${time}: restart, ${cause}`,
     since: (time: string) => `for ${time}`,
     timesFrom: (count: number, from: string) => `${count} times since ${from}`,

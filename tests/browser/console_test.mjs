@@ -61,6 +61,19 @@ async function addByForm(page, server) {
   await page.getByRole('heading', {name: label}).waitFor();
 }
 
+/** The preferred input can't be reached: the list and the strip say that the stream runs on the other one. */
+async function seeFailover(page, server) {
+  const {id} = await server.request('POST', '/api/streams', {...single('http://127.0.0.1:9/none.ts'), label: 'Spare'});
+  await server.request('POST', `/api/streams/${id}/start`);
+  await page.goto(server.origin);
+  const row = page.getByRole('row', {name: 'Spare'});
+  await row.getByText('runs on input #1, not on the preferred one').waitFor();
+  await row.getByText('⚠ not preferred').waitFor();
+  await page.goto(`${server.origin}/streams/${id}`);
+  await page.locator('.day .running.other title').filter({hasText: 'running, input #1'}).first().waitFor({state: 'attached'});
+  await server.request('POST', `/api/streams/${id}/stop`);
+}
+
 /** Somebody else saves while the editor is open: both changes are in the end, and what differs from the run is named. */
 async function editBesideSomebodyElse(page, server, id) {
   await page.getByRole('link', {name: 'Edit'}).click();
@@ -207,6 +220,7 @@ try {
   await readCharts(page);
   await readWhyItDied(page, server, id);
   await editBesideSomebodyElse(page, server, id);
+  await seeFailover(page, server);
   await addMany(page, server, id);
   await lookAsViewer(page, server);
   assert.deepEqual(faults, []);

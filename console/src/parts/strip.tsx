@@ -21,7 +21,7 @@ function pieces(timeline: Timeline): Piece[] {
     kind: input ? `${status} other` : status,
     x: at(from),
     width: Math.max(1, at(to) - at(from)),
-    title: `${status} ${formatTime(from)} – ${formatTime(to)}`,
+    title: texts.stream.span(status, input, formatTime(from), formatTime(to)),
     isMark: false,
   }));
   const marks = timeline.restarts.map(({time, cause}) => ({
