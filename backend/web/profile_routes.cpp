@@ -34,7 +34,7 @@ constexpr std::size_t max_findings = 50;
 void refuse_kept_members(const Value& form) {
   for (const auto& [key, value] : form.items()) {
     const std::string first = key.substr(0, key.find('.'));
-    if (first == "id" || first == "draft") throw FormError({{key, fmt::format("\"{}\" is kept by the server", first)}});
+    if (first == "id" || first == "draft" || first == "users") throw FormError({{key, fmt::format("\"{}\" is kept by the server", first)}});
   }
 }
 
@@ -148,10 +148,24 @@ Async<> ProfileRoutes::refuse_used(long long id) {
   if (!users.empty()) throw HttpError(409, fmt::format("Profile {} is used by stream {}", id, users.front()->id));
 }
 
-Async<Response> ProfileRoutes::list(Role role) { co_return json_response(shown_to(role, profiles_.list())); }
+Value ProfileRoutes::describe(Value record) const {
+  Value users = Value::array();
+  for (const std::shared_ptr<Stream>& stream : users_of(record.at("id").get<long long>())) users.push_back(stream->id);
+  record["users"] = std::move(users);
+  return record;
+}
+
+Async<Response> ProfileRoutes::list(Role role) {
+  Value list = Value::array();
+  for (Value& record : profiles_.list()) {
+    list.push_back(describe(std::move(record)));
+    co_await yield_to_others();
+  }
+  co_return json_response(shown_to(role, std::move(list)));
+}
 
 Async<Response> ProfileRoutes::read(std::string id, Role role) {
-  co_return json_response(shown_to(role, profiles_.read(find(id))));
+  co_return json_response(shown_to(role, describe(profiles_.read(find(id)))));
 }
 
 std::shared_ptr<ProfileDraft> ProfileRoutes::accept(std::shared_ptr<ProfileDraft> draft) const {

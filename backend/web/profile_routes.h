@@ -39,6 +39,8 @@ class ProfileRoutes {
   /// The id of a profile that exists. Throws `HttpError` with 404.
   long long find(const std::string& id);
   std::vector<std::shared_ptr<Stream>> users_of(long long id) const;
+  /// The profile as the API shows it: with "users", the ids of its streams.
+  Value describe(Value record) const;
   /// Throws `HttpError` with 409 when a stream needs the profile, one that is not loaded at the moment included.
   Async<> refuse_used(long long id);
   Async<> store(std::shared_ptr<ProfileDraft> draft);

@@ -89,6 +89,7 @@ void WebApplication::add_record_members(const ViewerLimits& viewers) {
   streams_.add_record_member(make_limits_member(viewers));
   streams_.add_record_member(make_timetable_member());
   streams_.add_record_member(make_tags_member());
+  streams_.add_record_member(make_profile_member());
   streams_.add_record_member(
       {"history", [this](std::string& json, const Stream& stream) { history_.append_summary(json, stream); }});
   streams_.add_record_member(

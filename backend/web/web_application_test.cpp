@@ -577,7 +577,12 @@ TEST_F(WebApplicationTest, AChangedProfileReachesItsStreamsWhenItIsApplied) {
   world_.add_profile(5, Value::parse(R"({"video": {"bitrate": 1000}})"));
   add(R"({"profile": "5", "input.0.url": "udp://a",
           "output": {"0": {"protocol": "hls", "playlist_name": "index.m3u8"}}})");
+  add(R"({"input": {}, "output": {}})");
   start_and_run();
+  EXPECT_EQ(get("/api/profiles/5").at("users"), Value::parse("[0]"));
+  EXPECT_EQ(get("/api/profiles").at(0).at("users"), Value::parse("[0]"));
+  EXPECT_EQ(get("/api/streams/0").at("profile"), 5);
+  EXPECT_EQ(get("/api/streams/1").at("profile"), Value());
   const auto bitrate = [&] { return get("/api/streams/0/config").at("video").at("bitrate"); };
   const Response changed = ask("PATCH", "/api/profiles/5", R"({"video.bitrate": 2000})");
   EXPECT_EQ(Value::parse(changed.body).at("pending"), Value({"video.bitrate"})) << changed.body;

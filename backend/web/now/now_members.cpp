@@ -7,6 +7,7 @@
 
 #include "backend/base/mask_passwords.h"
 #include "backend/base/members.h"
+#include "backend/base/numbers.h"
 #include "backend/base/text_form.h"
 #include "backend/platform/loop.h"
 #include "backend/stream/runtime/timetable.h"
@@ -166,6 +167,18 @@ std::string format_tags(const Stream& stream) {
   return tags.is_array() ? to_json(tags) : "[]";
 }
 
+std::string format_profile(const Stream& stream) {
+  const std::string digits = to_text(stream.conf->get_json_conf("profile"));
+  const auto id = is_number(digits) ? parse_integer(digits) : std::nullopt;
+  return id ? std::to_string(*id) : "null";
+}
+
+/// A member that depends on nothing but the document.
+RecordMember make_document_member(std::string name, std::string (*format)(const Stream&)) {
+  return make_kept_member<std::string>(std::move(name), format,
+                                       [](std::string& json, const Stream&, std::string& kept) { json += kept; });
+}
+
 }  // namespace
 
 RecordMember make_measured_member(const Sampler& sampler) {
@@ -185,9 +198,8 @@ RecordMember make_timetable_member() {
   return make_kept_member<NextTimes>("timetable", read_timetables, append_timetable);
 }
 
-RecordMember make_tags_member() {
-  return make_kept_member<std::string>("tags", format_tags,
-                                       [](std::string& json, const Stream&, std::string& kept) { json += kept; });
-}
+RecordMember make_tags_member() { return make_document_member("tags", format_tags); }
+
+RecordMember make_profile_member() { return make_document_member("profile", format_profile); }
 
 }  // namespace weir

@@ -18,5 +18,7 @@ RecordMember make_limits_member(const ViewerLimits& viewers);
 RecordMember make_timetable_member();
 /// "tags"
 RecordMember make_tags_member();
+/// "profile": the id of the profile that the document names; null for none.
+RecordMember make_profile_member();
 
 }  // namespace weir
