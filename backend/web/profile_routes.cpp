@@ -34,7 +34,8 @@ constexpr std::size_t max_findings = 50;
 void refuse_kept_members(const Value& form) {
   for (const auto& [key, value] : form.items()) {
     const std::string first = key.substr(0, key.find('.'));
-    if (first == "id" || first == "draft" || first == "users") throw FormError({{key, fmt::format("\"{}\" is kept by the server", first)}});
+    if (first == "id" || first == "draft" || first == "users")
+      throw FormError({{key, fmt::format("\"{}\" is kept by the server", first)}});
   }
 }
 
