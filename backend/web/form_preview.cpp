@@ -19,7 +19,8 @@ Response preview_response(const Value& posted, const FormDetails& details, std::
                         {"findings", Value::array()},
                         {"warnings", to_json_value(details.warnings)},
                         {"command", mask_command(details.command)},
-                        {"takes_effect", effect}});
+                        {"takes_effect", effect},
+                        {"timetable", details.timetable}});
 }
 
 Response preview_response(const FormFindings& warnings) {

@@ -13,7 +13,8 @@ namespace weir {
 /// Whether the request says "?check=1".
 bool asks_for_preview(const Request& request);
 
-// What "?check=1" answers in place of doing it: {"accepted", "findings", "warnings", "command", "takes_effect"}.
+// What "?check=1" answers in place of doing it: {"accepted", "findings", "warnings", "command", "takes_effect",
+// "timetable"}.
 
 /// Of a form that would be accepted. `later` says when a change takes effect that waits for the transcoder's next run.
 Response preview_response(const Value& posted, const FormDetails& details, std::string_view later);

@@ -11,11 +11,14 @@
 #include "backend/base/numbers.h"
 #include "backend/base/text.h"
 #include "backend/base/text_form.h"
+#include "backend/base/time_text.h"
 #include "backend/collaborators/siblings.h"
 #include "backend/collaborators/srt_output.h"
 #include "backend/collaborators/version.h"
 #include "backend/platform/failure.h"
+#include "backend/platform/loop.h"
 #include "backend/platform/task.h"
+#include "backend/stream/runtime/timetable.h"
 #include "backend/web/api/pending_changes.h"
 #include "backend/web/document_checks.h"
 #include "backend/web/masked_value.h"
@@ -210,6 +213,25 @@ void warn_of_draft(const Value& document, FormReport& report) {
       report.warnings.push_back({section, "none: the stream can't be started yet"});
 }
 
+// One that can't be read, of a document that was stored long ago, is not acted on.
+Value list_next_times(const JsonConf& conf, std::string_view key) {
+  constexpr int shown = 5;
+  Value times = Value::array();
+  try {
+    const Timetable timetable = read_timetable(conf, key);
+    auto next = next_time(timetable, Loop::current().clock().wall());
+    for (; next && times.size() < shown; next = next_time(timetable, *next)) times.push_back(to_local_iso8601(*next));
+  } catch (const Failure&) {
+  }
+  return times;
+}
+
+Value list_next_times(const Value& document) {
+  JsonConf conf;
+  conf.replace_document({{"input", member(document, "input")}});
+  return {{"restart", list_next_times(conf, "input.restart")}, {"switch", list_next_times(conf, "input.switch")}};
+}
+
 Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value posted, FormDetails& details) {
   FormReport report;
   co_await yield_to_others();  // reading the request was a part, too
@@ -224,6 +246,7 @@ Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value pos
   details.command = co_await check_command(changed, trial, report);
   warn_of_draft(*changed, report);
   details.warnings = std::move(report.warnings);
+  details.timetable = list_next_times(*changed);
   co_return form;
 }
 

@@ -21,6 +21,8 @@ namespace weir {
 struct FormDetails {
   FormFindings warnings;
   std::vector<std::string> command;  ///< the transcoder's, as it would be made without a probe
+  /// {"restart": […], "switch": […]}: the next five times at which the document would act, in the server's local time.
+  Value timetable;
 };
 
 /// The form for `StreamManager::add_stream` that a posted one makes: complete, its inputs numbered from 0. `details`

@@ -14,6 +14,7 @@
 #include "backend/web/access/secrets.h"
 #include "backend/web/access/users_file.h"
 #include "tests/support/fake_siblings.h"
+#include "tests/support/time_zone.h"
 
 namespace weir {
 namespace {
@@ -148,6 +149,18 @@ TEST_F(WebApplicationTest, AFormIsAnsweredWithAllFindingsAndACheckChangesNothing
   EXPECT_EQ(ask("POST", "/api/streams?check=1", news).status, 200);
   EXPECT_EQ(get("/api/streams/0/config"), document);
   EXPECT_EQ(manager_.stream_next_id, 1);
+}
+
+TEST_F(WebApplicationTest, ACheckTellsTheNextTimesOfTheTimetableInTheServersTime) {
+  const test::TimeZone berlin("CET-1CEST,M3.5.0,M10.5.0/3");
+  add();
+  const auto next = [&](const char* form) {
+    return to_json(Value::parse(ask("PATCH", "/api/streams/0?check=1", form).body).at("timetable"));
+  };
+  EXPECT_EQ(next(R"({"label": "S"})"), R"({"restart":[],"switch":[]})");
+  EXPECT_EQ(next(R"({"input.switch": {"hours": "3", "minutes": "30", "weekdays": "0,3"}})"),
+            R"({"restart":[],"switch":["2019-12-23T03:30:00+01:00","2019-12-26T03:30:00+01:00",)"
+            R"("2019-12-30T03:30:00+01:00","2020-01-02T03:30:00+01:00","2020-01-06T03:30:00+01:00"]})");
 }
 
 TEST_F(WebApplicationTest, WhatCanNotBeWrittenStaysAsItWas) {

@@ -154,7 +154,16 @@ export const texts = {
     removeRendition: (index: number) => `Remove rendition ${index}`,
     addRendition: 'Add a rendition',
     times: 'Timetable',
+    asText: 'As text',
     limits: 'Limits',
+  },
+  timetable: {
+    days: ['Mon', 'Tue', 'Wed', 'Thu', 'Fri', 'Sat', 'Sun'],
+    hour: (hour: number) => `${hour} h`,
+    minutes: 'At the minutes',
+    next: (times: string) => `Next: ${times}`,
+    never: 'Never: it needs hours and days.',
+    unreadable: 'The hours or days are no list of numbers.',
   },
   addMany: {
     title: 'Add many streams',

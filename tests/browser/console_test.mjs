@@ -42,6 +42,8 @@ async function addByForm(page, server) {
   await card('Input 0').getByLabel('Real time').selectOption('yes');
   await sortInputs(page, card);
   await fill(section('Video'), {Preset: 'ultrafast', Bitrate: '500', Width: '640', Height: '360', 'Frame rate': '25'});
+  await page.getByRole('table', {name: 'Restart'}).getByRole('button', {name: '3 h', exact: true}).click();
+  await page.getByText(/^Next: .*03:00/).waitFor();
   await page.getByRole('button', {name: 'Add an output'}).click();
   await page.getByLabel('Protocol of output 1').selectOption('udp');
   await fill(card('Output 1'), {Host: 'h', Port: '70000'});
@@ -55,7 +57,7 @@ async function addByForm(page, server) {
   await page.getByRole('button', {name: 'JSON'}).click();
   const {input, tags, video} = JSON.parse(await page.getByLabel('Document (JSON)').inputValue());
   assert.deepEqual({input, tags, video}, {
-    input: {0: source}, tags: ['hd'], video: {preset: 'ultrafast', bitrate: 500, width: 640, height: 360, fps: 25},
+    input: {0: source, restart: {hours: '3', weekdays: '*'}}, tags: ['hd'], video: {preset: 'ultrafast', bitrate: 500, width: 640, height: 360, fps: 25},
   });
   await page.getByRole('button', {name: 'Save'}).click();
   await page.getByRole('heading', {name: label}).waitFor();

@@ -3,7 +3,7 @@ import {useEffect} from 'preact/hooks';
 import {type ApiError, getTagged, patch, post} from '../../api/client';
 import type {Finding} from '../../api/types';
 import {type Document, difference, format, isFinding, parse, unfinished, withoutServerMembers} from './document';
-import type {Preview} from './preview_panel';
+import type {Preview} from './preview';
 
 const checkDelay = 400;
 

@@ -7,7 +7,8 @@ import {type Document, difference, format, isFinding, parse, unfinished} from '.
 import {readStored, type Stored, save, useCheck, useDraft} from './draft';
 import {StreamForm} from './form/stream_form';
 import {NewerPanel} from './newer_panel';
-import {type Preview, PreviewPanel} from './preview_panel';
+import type {Preview} from './preview';
+import {PreviewPanel} from './preview_panel';
 
 /** The two ways to edit, kept in step: both change the same text. */
 function Tabs({isText}: {isText: boolean}) {
@@ -48,6 +49,7 @@ function Editor({text, preview, onInput}: {text: string; preview: Preview | null
     <StreamForm
       document={document}
       findings={preview?.findings ?? []}
+      timetable={preview?.timetable}
       onChange={(changed: Document) => onInput(format(changed))}
     />
   );

@@ -1,15 +1,7 @@
 import type {Finding} from '../../api/types';
 import {texts} from '../../texts';
 import {controlId} from './form/field';
-
-/** What the server would do with a form. */
-export interface Preview {
-  accepted: boolean;
-  findings: Finding[];
-  warnings: Finding[];
-  command?: string[];
-  takes_effect?: Record<string, string>;
-}
+import type {Preview} from './preview';
 
 /** Goes to the field of a member; in the text there is none. */
 function show(key: string): void {

@@ -2,6 +2,7 @@ import {createContext} from 'preact';
 import {useContext} from 'preact/hooks';
 import type {Finding} from '../../../api/types';
 import type {Document} from '../document';
+import type {Preview} from '../preview';
 import {isMapping, type Path, valueAt, withValue} from './paths';
 
 /** A profile as the form shows it beside the document. */
@@ -15,9 +16,10 @@ interface Form {
   change(document: Document): void;
   findings: Finding[];
   profile: ChosenProfile | null;
+  timetable: Preview['timetable'];
 }
 
-const Context = createContext<Form>({document: {}, change: () => {}, findings: [], profile: null});
+const Context = createContext<Form>({document: {}, change: () => {}, findings: [], profile: null, timetable: undefined});
 
 export const FormProvider = Context.Provider;
 export const useForm = () => useContext(Context);

@@ -1,14 +1,17 @@
 import {useSignal} from '@preact/signals';
 import {useEffect} from 'preact/hooks';
 import type {Finding} from '../../../api/types';
+import {type Times, Timetable} from '../../../parts/timetable';
 import {texts} from '../../../texts';
 import type {Document} from '../document';
-import {type ChosenProfile, FormProvider} from './context';
+import type {Preview} from '../preview';
+import {type ChosenProfile, FormProvider, useForm} from './context';
 import {Field} from './field';
 import {Fields} from './fields';
 import {Inputs} from './inputs';
 import {Ladder} from './ladder';
 import {Outputs} from './outputs';
+import {isMapping, valueAt, withValue} from './paths';
 import {ProfileField} from './profile_field';
 import {loadProfiles, type Profile} from './profiles';
 import {loadStreamSchema, memberOf, type Schema} from './schema';
@@ -52,16 +55,35 @@ export function Encoding({schema}: {schema: Schema}) {
   );
 }
 
-function Times({schema}: {schema: Schema}) {
+function TimesOf({name, schema}: {name: 'restart' | 'switch'; schema: Schema}) {
+  const {document, change, timetable} = useForm();
+  const path = ['input', name];
+  const value = valueAt(document, path);
+  const set = (times: Times) => {
+    const given = Object.entries(times).filter(([, text]) => text !== '');
+    change(withValue(document, path, given.length ? Object.fromEntries(given) : undefined));
+  };
+  return (
+    <div class="group">
+      <h3>{schema.title}</h3>
+      <p class="quiet">{schema.description}</p>
+      <Timetable
+        name={schema.title ?? name}
+        value={isMapping(value) ? value : {}}
+        next={timetable?.[name] ?? []}
+        onChange={set}
+      />
+      <Fields path={path} schema={schema} first={[]} more={texts.form.asText} />
+    </div>
+  );
+}
+
+function Timetables({schema}: {schema: Schema}) {
   return (
     <section class="panel">
       <h2>{texts.form.times}</h2>
-      {['restart', 'switch'].map((name) => (
-        <div key={name} class="group">
-          <h3>{memberOf(schema, name).title}</h3>
-          <p class="quiet">{memberOf(schema, name).description}</p>
-          <Fields path={['input', name]} schema={memberOf(schema, name)} first={['weekdays', 'hours', 'minutes']} />
-        </div>
+      {(['restart', 'switch'] as const).map((name) => (
+        <TimesOf key={name} name={name} schema={memberOf(schema, name)} />
       ))}
     </section>
   );
@@ -72,11 +94,12 @@ const limits = ['min_speed', 'max_speed', 'max_sys_mem', 'max_gpu_mem'];
 interface StreamFormProps {
   document: Document;
   findings: Finding[];
+  timetable: Preview['timetable'];
   onChange(document: Document): void;
 }
 
 /** A stream's document as a form made of its schema. What the schema doesn't know stays in the document untouched. */
-export function StreamForm({document, findings, onChange}: StreamFormProps) {
+export function StreamForm({document, findings, timetable, onChange}: StreamFormProps) {
   const schema = useSignal<Schema | null>(null);
   const profiles = useSignal<Profile[]>([]);
   const failure = useSignal('');
@@ -90,7 +113,7 @@ export function StreamForm({document, findings, onChange}: StreamFormProps) {
   const chosen = profiles.value.find(({id}) => String(id) === String(document.profile ?? ''));
   const profile: ChosenProfile | null = chosen ? {name: chosen.name, document: chosen} : null;
   return (
-    <FormProvider value={{document, change: onChange, findings, profile}}>
+    <FormProvider value={{document, change: onChange, findings, profile, timetable}}>
       <div class="form">
         <p class="failure" role="alert">
           {failure}
@@ -99,7 +122,7 @@ export function StreamForm({document, findings, onChange}: StreamFormProps) {
         <Inputs schema={memberOf(known, 'input')} />
         <Outputs schema={memberOf(known, 'output')} />
         <Encoding schema={known} />
-        <Times schema={memberOf(known, 'input')} />
+        <Timetables schema={memberOf(known, 'input')} />
         <section class="panel">
           <h2>{texts.form.limits}</h2>
           <div class="fields-grid">
