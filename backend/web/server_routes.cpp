@@ -43,6 +43,7 @@ void ServerRoutes::add_to(Router& router) {
   router.add("GET", "/healthz", [](const Request&, Parameters) { return immediate(ok_response()); }, open);
   router.add("GET", "/readyz", [this](const Request& r, Parameters) { return readiness(r.identity.role); }, open);
   router.add("GET", "/api/version", [this](const Request&, Parameters) { return version(); });
+  router.add("GET", "/api/encoders", [this](const Request&, Parameters) { return encoders(); });
   router.add("GET", "/api/probe",
              [this](const Request& r, Parameters) { return probe({{"url", std::string(trim(r.query("url")))}}); },
              {.role = Role::operator_, .starts_something = true});
@@ -63,6 +64,13 @@ Async<Response> ServerRoutes::version() {
   co_return json_response({{"version", Config::VERSION},
                            {"ffmpeg", ffmpeg.empty() ? Value() : Value(ffmpeg)},
                            {"build", fmt::format("{}, {}", compiler, build_type)}});
+}
+
+Async<Response> ServerRoutes::encoders() {
+  Value list = Value::array();
+  for (const FfmpegEncoder& encoder : co_await encoders_.get())
+    list.push_back({{"name", encoder.name}, {"media", encoder.media}, {"description", encoder.description}});
+  co_return json_response(list);
 }
 
 Async<Response> ServerRoutes::probe(Value input) {

@@ -43,6 +43,8 @@ async function askServer(api) {
     assert.equal(headers.get('content-encoding'), 'gzip', name);
     await api.call(`GET /api/${name}`, {status: 304, headers: {'If-None-Match': headers.get('etag')}});
   }
+  const {body: encoders} = await api.call('GET /api/encoders');
+  assert.ok(['aac', 'mpeg2video', 'webvtt'].every((known) => encoders.some(({name}) => name === known)), JSON.stringify(encoders));
   await api.call('DELETE /api/system/longest', {status: 204});
   await api.call('GET /api/probe?url=nothing', {status: 400});
   await api.call('POST /api/probe', {status: 400, body: {url: 'file:///etc/passwd'}});
