@@ -13,21 +13,24 @@ interface Piece {
   isMark: boolean;
 }
 
-function pieces(timeline: Timeline): Piece[] {
+/** The least width of a piece, so that a short one is seen: a strip in a row has about a fifteenth of the units. */
+const leastWidth = {fine: 3, coarse: 15};
+
+function pieces(timeline: Timeline, least: number): Piece[] {
   const begin = Date.parse(timeline.from);
   const span = Date.parse(timeline.to) - begin;
   const at = (time: string) => ((Date.parse(time) - begin) / span) * width;
   const spans = timeline.intervals.map(({from, to, status, input}) => ({
     kind: input ? `${status} other` : status,
-    x: at(from),
-    width: Math.max(1, at(to) - at(from)),
+    x: Math.min(at(from), width - least),
+    width: Math.max(least, at(to) - at(from)),
     title: texts.stream.span(status, input, formatTime(from), formatTime(to)),
     isMark: false,
   }));
   const marks = timeline.restarts.map(({time, cause}) => ({
     kind: `mark ${cause}`,
-    x: at(time),
-    width: 3,
+    x: Math.min(at(time), width - least),
+    width: least,
     title: texts.stream.restartedBy(cause, formatTime(time)),
     isMark: true,
   }));
@@ -64,7 +67,7 @@ function Paths({shown}: {shown: Piece[]}) {
 /** The last 24 hours as colours; `fine` with a word for each piece, under the pointer. */
 export function Strip({timeline, fine = false}: {timeline: Timeline; fine?: boolean}) {
   const label = texts.glance.day(timeline.restarts.reduce((sum, {count}) => sum + (count ?? 1), 0));
-  const shown = pieces(timeline);
+  const shown = pieces(timeline, fine ? leastWidth.fine : leastWidth.coarse);
   return (
     <svg class="day" viewBox={`0 0 ${width} ${height}`} preserveAspectRatio="none" role="img" aria-label={label}>
       {fine ? <Pieces shown={shown} /> : <Paths shown={shown} />}

@@ -58,7 +58,7 @@ function toggled(numbers: ReadonlySet<number>, number: number): Set<number> {
 }
 
 function Next({next}: {next: string[]}) {
-  return <p class="quiet">{next.length ? texts.timetable.next(next.map(formatServerTime).join(', ')) : texts.timetable.never}</p>;
+  return <p class="quiet">{next.length ? texts.timetable.next(next.map(formatServerTime).join(' · ')) : texts.timetable.never}</p>;
 }
 
 /** Days and hours as a week: what acts at 3 h on Sunday does so in the cell of both. */

@@ -1,3 +1,4 @@
+import type {Figures} from '../../api/types';
 import {CopyButton} from '../../parts/copy_button';
 import {StateBadge} from '../../parts/state_badge';
 import {Strip} from '../../parts/strip';
@@ -29,6 +30,20 @@ function Day({id}: {id: number}) {
   return timeline && <Strip timeline={timeline} />;
 }
 
+const figureColumns = 5;
+
+function RunningFigures({figures}: {figures: Figures}) {
+  return (
+    <>
+      <td class="number column-speed">{formatNumber(figures.speed, 2)}</td>
+      <td class="number column-fps">{formatNumber(figures.fps, 1)}</td>
+      <td class="number column-bitrate">{formatBitrate(figures.bitrate)}</td>
+      <td class="number column-cpu">{formatNumber(figures.cpu, 0, '%')}</td>
+      <td class="number column-memory">{formatNumber(figures.memory, 0, 'MiB')}</td>
+    </>
+  );
+}
+
 interface RowProps {
   state: StreamState;
   top: number;
@@ -36,9 +51,9 @@ interface RowProps {
   onSelect(selected: boolean): void;
 }
 
+/** A stream in the list. While it does not run, what is wrong has the room of the figures. */
 export function Row({state, top, selected, onSelect}: RowProps) {
   const record = state.record.value;
-  const figures = state.figures.value;
   const name = record.label || texts.list.unnamed(record.id);
   const runs = record.status === 'running';
   const address = record.url_info?.outputs[0];
@@ -62,24 +77,20 @@ export function Row({state, top, selected, onSelect}: RowProps) {
       <td class="column-picture">
         <Thumbnail state={state} />
       </td>
-      <td class="name column-label">
+      <td class="name column-label" colSpan={runs ? 1 : 1 + figureColumns}>
         <a href={`/streams/${record.id}`} data-page>
           {name}
         </a>
         <Sentence state={state} />
       </td>
+      {runs && <RunningFigures figures={state.figures.value} />}
       <td class="number column-input">
         <Input state={state} />
       </td>
       <td class="column-day">
         <Day id={record.id} />
       </td>
-      <td class="number column-speed">{runs ? formatNumber(figures.speed, 2) : unknown}</td>
-      <td class="number column-fps">{runs ? formatNumber(figures.fps, 1) : unknown}</td>
-      <td class="number column-bitrate">{runs ? formatBitrate(figures.bitrate) : unknown}</td>
-      <td class="number column-cpu">{runs ? formatNumber(figures.cpu, 0, '%') : unknown}</td>
-      <td class="number column-memory">{runs ? formatNumber(figures.memory, 0, 'MiB') : unknown}</td>
-      <td class="number column-viewers">{formatNumber(figures.viewers ?? 0)}</td>
+      <td class="number column-viewers">{formatNumber(state.figures.value.viewers ?? 0)}</td>
       <td class="number column-since">{formatSince(record.cycle?.since, now.value)}</td>
       <td class="column-copy">{address && <CopyButton text={address} />}</td>
     </tr>

@@ -15,12 +15,14 @@ interface FieldsProps {
   without?: string[];
   /** What the others are. */
   more?: string;
+  /** Whether the others are shown at once when one is set. */
+  opens?: boolean;
 }
 
 const isGroup = (schema: Schema) => schema.properties !== undefined || schema.patternProperties !== undefined;
 
 /** Fields for the members of a mapping: those that most need, and all others behind "More". */
-export function Fields({path, schema, first, wide = [], without = [], more = texts.form.more}: FieldsProps) {
+export function Fields({path, schema, first, wide = [], without = [], more = texts.form.more, opens = true}: FieldsProps) {
   const left = Object.keys(schema.properties ?? {}).filter(
     (name) => !first.includes(name) && !without.includes(name) && !isGroup(memberOf(schema, name)),
   );
@@ -28,7 +30,7 @@ export function Fields({path, schema, first, wide = [], without = [], more = tex
   const isSet = useIsSet(path, left);
   // Once open it stays so: the field that somebody types in must not vanish when it becomes empty or right.
   const isOpen = useRef(false);
-  isOpen.current ||= isFaulty || isSet;
+  isOpen.current ||= isFaulty || (opens && isSet);
   const show = (names: string[]) => (
     <div class="fields-grid">
       {names.map((name) => (

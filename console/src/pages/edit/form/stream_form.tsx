@@ -73,7 +73,7 @@ function TimesOf({name, schema}: {name: 'restart' | 'switch'; schema: Schema}) {
         next={timetable?.[name] ?? []}
         onChange={set}
       />
-      <Fields path={path} schema={schema} first={[]} more={texts.form.asText} />
+      <Fields path={path} schema={schema} first={[]} more={texts.form.asText} opens={false} />
     </div>
   );
 }
