@@ -23,23 +23,32 @@ const types = {
   '.svg': 'image/svg+xml',
 };
 
-const result = await build({
-  entryPoints: [join(here, 'src/main.tsx'), join(here, 'src/styles/console.css')],
+const common = {
   outdir: join(out, 'assets'),
   entryNames: '[name]-[hash]',
   chunkNames: '[name]-[hash]',
   bundle: true,
-  splitting: true,
-  format: 'esm',
   target: 'es2022',
   minify: true,
-  jsx: 'automatic',
-  jsxImportSource: 'preact',
   legalComments: 'none',
   write: false,
+};
+const addressOf = (file) => `/assets/${basename(file.path)}`;
+
+const worker = await build({...common, entryPoints: [join(here, 'src/worker/events_worker.ts')], format: 'iife'});
+const pages = await build({
+  ...common,
+  entryPoints: [join(here, 'src/main.tsx'), join(here, 'src/styles/console.css')],
+  splitting: true,
+  format: 'esm',
+  jsx: 'automatic',
+  jsxImportSource: 'preact',
+  define: {eventsWorker: JSON.stringify(addressOf(worker.outputFiles[0]))},
 });
 
-const files = new Map(result.outputFiles.map((file) => [`/assets/${basename(file.path)}`, Buffer.from(file.contents)]));
+const files = new Map(
+  [...worker.outputFiles, ...pages.outputFiles].map((file) => [addressOf(file), Buffer.from(file.contents)]),
+);
 const find = (start, extension) => [...files.keys()].find((path) => path.startsWith(start) && path.endsWith(extension));
 const index = readFileSync(join(here, 'index.html'), 'utf8')
   .replace('SCRIPT', find('/assets/main-', '.js'))

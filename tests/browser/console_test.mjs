@@ -115,6 +115,19 @@ async function reload(page) {
   await eventually('figures that do not change', 10, async () => /25\.\d[^]*MiB/.test(await row.innerText()));
 }
 
+/** All tabs of a browser share one connection to the server's events, and one that comes later has all figures. */
+async function openTabs(page, server) {
+  const tabs = [await page.context().newPage(), await page.context().newPage()];
+  for (const tab of tabs) {
+    await tab.goto(server.origin);
+    const row = tab.getByRole('row', {name: 'News'});
+    await eventually('figures that do not change', 10, async () => /25\.\d[^]*MiB/.test(await row.innerText()));
+  }
+  const subscribers = async () => Number(/^weir_event_subscribers (\d+)/m.exec(await (await fetch(`${server.origin}/metrics`)).text())?.[1]);
+  await eventually('one connection', 10, async () => await subscribers() === 1);
+  for (const tab of tabs) await tab.close();
+}
+
 /** Pictures come in rows and tiles, a tag that no stream has leaves none, and the choices stay in the address. */
 async function lookAtPictures(page) {
   const picture = () => page.locator('.thumbnail img').evaluate(({naturalWidth}) => naturalWidth);
@@ -188,8 +201,11 @@ async function lookAsViewer(page, server) {
   for (const name of ['Stop', 'Restart', 'Delete']) assert.equal(await page.getByRole('button', {name}).count(), 0, name);
   const status = await page.evaluate(async () => (await fetch('/api/streams/0/stop', {method: 'POST'})).status);
   assert.equal(status, 403);
+  const other = await page.context().newPage();
+  await other.goto(server.origin);
+  await other.getByRole('row', {name: 'News'}).waitFor();
   await page.getByRole('button', {name: 'Log out'}).click();
-  await page.getByLabel('Password').waitFor();
+  for (const tab of [page, other]) await tab.getByLabel('Password').waitFor();
 }
 
 async function checkFiles(server) {
@@ -210,13 +226,14 @@ const browser = await chromium.launch({
 try {
   await server.start();
   await checkFiles(server);
-  const page = await browser.newPage();
+  const page = await (await browser.newContext()).newPage();
   const faults = [];
   page.on('pageerror', (error) => faults.push(error.message));
   page.on('console', (message) => /Content Security Policy/.test(message.text()) && faults.push(message.text()));
   await addByForm(page, server);
   const id = await startWhileListIsOpen(page, server);
   await reload(page);
+  await openTabs(page, server);
   await lookAtPictures(page);
   await watch(page);
   await readCharts(page);

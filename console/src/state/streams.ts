@@ -3,7 +3,7 @@ import {ApiError, get} from '../api/client';
 import {follow} from '../api/events';
 import type {Entry, Figures, StreamRecord} from '../api/types';
 import {now} from './clock';
-import {identity} from './session';
+import {identify, identity} from './session';
 
 /** A stream with signals of its own, so that a change of one redraws nothing of the others. */
 export interface StreamState {
@@ -132,5 +132,12 @@ export function followStreams(): () => void {
     connected: (is) => {
       connected.value = is;
     },
+    refused: () =>
+      void identify().then(
+        (isKnown) => {
+          if (!isKnown) identity.value = null;
+        },
+        () => {},
+      ),
   });
 }

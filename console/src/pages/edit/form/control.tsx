@@ -11,6 +11,8 @@ interface ControlProps {
   isDisabled: boolean;
   isFaulty: boolean;
   describedBy: string;
+  /** The id of a list of suggestions. */
+  suggestions?: string | undefined;
   onChange(value: unknown): void;
 }
 
@@ -118,6 +120,7 @@ export function Control(props: ControlProps) {
     <input
       {...attributes}
       inputMode={kind === 'number' ? 'decimal' : undefined}
+      list={props.suggestions}
       autocomplete="off"
       value={toText(value)}
       onInput={(event) => take(event.currentTarget.value)}

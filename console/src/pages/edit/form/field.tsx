@@ -3,6 +3,7 @@ import {texts} from '../../../texts';
 import {Control} from './control';
 import {useMember} from './context';
 import type {Path} from './paths';
+import {suggestionsOf} from './suggestions';
 import {kindOf, plain, type Schema} from './schema';
 
 /** The id of the control of the member that a finding names. */
@@ -45,6 +46,7 @@ export function Field({path, schema, isWide = false}: {path: Path; schema: Schem
         isDisabled={member.profile !== null}
         isFaulty={member.findings.length > 0}
         describedBy={`${id}-hint`}
+        suggestions={suggestionsOf(path)}
         onChange={member.set}
       />
       <Findings id={`${id}-hint`} findings={member.findings} hint={hint} />

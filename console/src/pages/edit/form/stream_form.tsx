@@ -2,6 +2,7 @@ import {useSignal} from '@preact/signals';
 import {useEffect} from 'preact/hooks';
 import type {Finding} from '../../../api/types';
 import {type Times, Timetable} from '../../../parts/timetable';
+import {loadEncoders} from '../../../state/encoders';
 import {texts} from '../../../texts';
 import type {Document} from '../document';
 import type {Preview} from '../preview';
@@ -14,6 +15,7 @@ import {Outputs} from './outputs';
 import {isMapping, valueAt, withValue} from './paths';
 import {ProfileField} from './profile_field';
 import {loadProfiles, type Profile} from './profiles';
+import {Suggestions} from './suggestions';
 import {loadStreamSchema, memberOf, type Schema} from './schema';
 
 function General({schema, profiles}: {schema: Schema; profiles: Profile[]}) {
@@ -106,6 +108,7 @@ export function StreamForm({document, findings, timetable, onChange}: StreamForm
   useEffect(() => {
     const tell = (error: Error) => (failure.value = error.message);
     loadStreamSchema().then((read) => (schema.value = read), tell);
+    loadEncoders();
     loadProfiles().then((read) => (profiles.value = read), tell);
   }, [schema, profiles, failure]);
   const known = schema.value;
@@ -115,6 +118,7 @@ export function StreamForm({document, findings, timetable, onChange}: StreamForm
   return (
     <FormProvider value={{document, change: onChange, findings, profile, timetable}}>
       <div class="form">
+        <Suggestions />
         <p class="failure" role="alert">
           {failure}
         </p>
