@@ -1,6 +1,7 @@
 #include "backend/web/web_application.h"
 
 #include "backend/collaborators/listener_input.h"
+#include "backend/web/access/authorised_body.h"
 #include "backend/web/api/openapi_routes.h"
 #include "backend/web/console/console_routes.h"
 #include "backend/web/now/now_members.h"
@@ -110,9 +111,21 @@ Async<Response> WebApplication::answer(Request request) {
   if (auto refusal = gate_.refuse(request)) return immediate(std::move(*refusal));
   // What somebody was answered is nothing for strangers.
   const bool is_known = request.identity.role != Role::nobody;
+  if (is_known && request.method == "GET") return answer_while_known(std::move(request));
   if (request.method != "POST" || request.idempotency_key.empty() || !is_known)
     return router_.route(std::move(request));
   return keys_->answer(std::move(request), [this](Request once) { return router_.route(std::move(once)); });
+}
+
+// An answer that goes on ends with the session or token.
+Async<Response> WebApplication::answer_while_known(Request request) {
+  const Request asked = request;
+  Response response = co_await router_.route(std::move(request));
+  if (response.live) {
+    response.live = std::make_unique<AuthorisedBody>(std::move(response.live),
+                                                     [this, asked] { return access_.still_knows(asked); });
+  }
+  co_return response;
 }
 
 }  // namespace weir

@@ -58,6 +58,7 @@ class WebApplication {
   HttpOutputs& http_outputs() noexcept { return http_outputs_; }
 
  private:
+  Async<Response> answer_while_known(Request request);
   void add_record_members(const ViewerLimits& viewers);
 
   Access access_;

@@ -73,6 +73,16 @@ void Access::examine(Request& request) {
   if (request.identity.role == Role::nobody && collects_metrics_here(request)) request.identity.role = Role::viewer;
 }
 
+bool Access::still_knows(Request request) {
+  const Identity before = request.identity;
+  try {
+    examine(request);
+  } catch (const HttpError&) {
+    return false;
+  }
+  return request.identity.role == before.role && request.identity.name == before.name;
+}
+
 Identity Access::identify(const Request& request) {
   const UserList& users = users_.get();
   const std::string_view secret = bearer_token(request.authorization);

@@ -29,6 +29,8 @@ class Access {
   /// Completes the request's `identity` and `from_other_site`. Throws `HttpError` with 403 for one that comes under a
   /// name that is not the server's.
   void examine(Request& request);
+  /// Whether an examined request would be taken for the same person's with the same role now.
+  bool still_knows(Request request);
 
   LiveUsers& users() noexcept { return users_; }
   Sessions& sessions() noexcept { return sessions_; }

@@ -10,6 +10,7 @@
 
 #include "backend/base/log.h"
 #include "backend/web/access/access_routes.h"
+#include "backend/web/access/authorised_body.h"
 #include "backend/web/access/secrets.h"
 #include "backend/web/access/user_routes.h"
 #include "tests/support/temporary_directory.h"
@@ -90,6 +91,36 @@ TEST_F(AccessTest, ATokenGivesItsRoleUntilItIsRemoved) {
   EXPECT_EQ(identify(access, {}, "Bearer " + hash_secret("weir_secret")).role, Role::nobody);
   file_.change([](UserList& list) { list.remove_token("backup"); });
   EXPECT_TRUE(identify(access, {}, "Bearer weir_secret").wrong_token);
+}
+
+class Endless : public LiveBody {
+ public:
+  Async<std::vector<LiveSlice>> next() override { co_return std::vector<LiveSlice>{{nullptr, "data"}}; }
+};
+
+TEST_F(AccessTest, AnAnswerThatGoesOnEndsWithTheTokenOrItsRole) {
+  Access access({.data = directory_.path()});
+  Request request = request_for("/api/events");
+  request.authorization = "Bearer weir_secret";
+  access.examine(request);
+  AuthorisedBody body(std::make_unique<Endless>(), [&] { return access.still_knows(request); });
+  const auto reads = [&] {
+    loop_.advance(1s);
+    return !loop_.run(body.next()).empty();
+  };
+  EXPECT_TRUE(reads());
+  const auto replace = [&](Role role) {
+    file_.change([&](UserList& list) {
+      list.remove_token("backup");
+      list.add(ApiToken{"backup", role, hash_secret("weir_secret"), {}});
+    });
+  };
+  replace(Role::operator_);
+  EXPECT_FALSE(reads());
+  replace(Role::viewer);
+  EXPECT_TRUE(reads());
+  file_.change([](UserList& list) { list.remove_token("backup"); });
+  EXPECT_FALSE(reads());
 }
 
 TEST_F(AccessTest, ASessionEndsWithItsUserItsPasswordAndItsTime) {
