@@ -30,6 +30,8 @@ const pages = (id) => [
   [`/streams/${id}/edit?as=json`, (page) => page.getByText('This can be saved.')],
   ['/new', (page) => page.getByRole('heading', {name: 'Outputs'})],
   ['/new/many', (page) => page.getByLabel('Addresses')],
+  ['/profiles', (page) => page.getByRole('link', {name: '720p H.264'})],
+  ['/profiles/2', (page) => page.getByText('This can be saved.')],
   ['/users', (page) => page.getByText('Add a user')],
   ['/streams/999', (page) => page.getByText('There is no such page')],
 ];

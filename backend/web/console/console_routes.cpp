@@ -53,7 +53,8 @@ void add_console_routes(Router& router) {
     router.add("GET", "/", [](const Request&, Parameters) { return immediate(lead_to_api()); }, rules);
     return;
   }
-  for (const char* page : {"/", "/new", "/new/many", "/streams/{id:number}", "/streams/{id:number}/edit", "/users"})
+  for (const char* page : {"/", "/new", "/new/many", "/streams/{id:number}", "/streams/{id:number}/edit", "/profiles",
+                           "/profiles/new", "/profiles/{id:number}", "/users"})
     router.add(
         "GET", page, [index](const Request& request, Parameters) { return immediate(show(*index, request)); }, rules);
   router.add(

@@ -74,6 +74,7 @@ export interface StreamRecord {
   limits: {speed: {min: number | null; max: number | null} | null; memory_mib: number | null};
   timetable: {restart: string | null; switch: string | null};
   tags: string[];
+  profile: number | null;
   history: {restarts: {hour: Record<string, number>; day: Record<string, number>}; on_air_percent: number | null};
   preview?: string;
 }

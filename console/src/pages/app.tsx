@@ -11,6 +11,8 @@ import {AddManyPage} from './add_many/add_many_page';
 import {EditPage} from './edit/edit_page';
 import {ListPage} from './list/list_page';
 import {LoginPage} from './login_page';
+import {ProfilePage} from './profiles/profile_page';
+import {ProfilesPage} from './profiles/profiles_page';
 import {StreamPage} from './stream/stream_page';
 import {UsersPage} from './users/users_page';
 
@@ -36,6 +38,10 @@ function Page() {
   if (edited) return <EditPage key={edited[1]} id={Number(edited[1])} />;
   if (path.value === '/new') return <EditPage key="new" />;
   if (path.value === '/new/many') return <AddManyPage />;
+  if (path.value === '/profiles') return <ProfilesPage />;
+  if (path.value === '/profiles/new') return <ProfilePage key="new" />;
+  const profile = /^\/profiles\/(\d+)$/.exec(path.value);
+  if (profile) return <ProfilePage key={profile[1]} id={Number(profile[1])} />;
   if (path.value === '/users') return <UsersPage />;
   if (path.value === '/') return <ListPage />;
   return <h1 class="notice">{texts.notFound}</h1>;

@@ -17,6 +17,9 @@ export function Header() {
         <a href="/" data-page>
           {texts.nav.streams}
         </a>
+        <a href="/profiles" data-page>
+          {texts.profiles.title}
+        </a>
         {mayAdministrate.value && (
           <a href="/users" data-page>
             {texts.users.link}

@@ -58,7 +58,8 @@ function toggled(numbers: ReadonlySet<number>, number: number): Set<number> {
 }
 
 function Next({next}: {next: string[]}) {
-  return <p class="quiet">{next.length ? texts.timetable.next(next.map(formatServerTime).join(' · ')) : texts.timetable.never}</p>;
+  const times = next.map(formatServerTime).join(' · ');
+  return <p class="quiet">{times ? texts.timetable.next(times) : texts.timetable.never}</p>;
 }
 
 /** Days and hours as a week: what acts at 3 h on Sunday does so in the cell of both. */

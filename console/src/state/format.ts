@@ -51,3 +51,13 @@ export function describeMedia(media: MediaStream): string {
   ];
   return parts.filter((part) => part).join(', ');
 }
+
+/** What a profile says of picture or sound: "libx264, 720p, 2.80 Mbit/s". */
+export function describeEncoding(section: unknown): string {
+  const {codec, height, renditions, bitrate} = (section ?? {}) as Record<string, unknown>;
+  const heights = Object.values((renditions ?? {}) as Record<string, {height?: unknown}>).map((one) => one?.height);
+  const sizes = heights.length ? heights : [height];
+  const picture = sizes.filter((size) => size).map((size) => `${size}p`);
+  const parts = [codec, picture.join('/'), bitrate && formatBitrate(Number(bitrate))];
+  return parts.filter((part) => part).join(', ') || unknown;
+}

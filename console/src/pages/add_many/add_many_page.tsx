@@ -5,7 +5,7 @@ import {act} from '../../state/actions';
 import {useAttempt} from '../../state/attempt';
 import {streams} from '../../state/streams';
 import {texts} from '../../texts';
-import {loadProfiles, type Profile} from '../edit/form/profiles';
+import {loadProfiles, type Profile} from '../../state/profiles';
 import {type Candidate, type Common, useCandidates} from './candidates';
 import {type Pasted, readPasted, writePasted} from './pasted';
 

@@ -1,59 +1,15 @@
 import {useSignal} from '@preact/signals';
 import {useEffect} from 'preact/hooks';
 import {ApiError} from '../../api/client';
-import {go, query, setQuery} from '../../state/router';
+import {go} from '../../state/router';
 import {texts} from '../../texts';
-import {type Document, difference, format, isFinding, parse, unfinished} from './document';
-import {readStored, type Stored, save, useCheck, useDraft} from './draft';
+import {type Document, difference, format, parse, unfinished} from './document';
+import {check, readStored, type Stored, save, useDraft} from './draft';
+import {Editor, Tabs} from './editor';
 import {StreamForm} from './form/stream_form';
+import {useCheck} from './use_check';
 import {NewerPanel} from './newer_panel';
-import type {Preview} from './preview';
 import {PreviewPanel} from './preview_panel';
-
-/** The two ways to edit, kept in step: both change the same text. */
-function Tabs({isText}: {isText: boolean}) {
-  const tab = (isChosen: boolean, text: string, value: string) => (
-    <button type="button" aria-pressed={isChosen} onClick={() => setQuery({as: value})}>
-      {text}
-    </button>
-  );
-  return (
-    <div class="views" role="group" aria-label={texts.edit.as}>
-      {tab(!isText, texts.edit.asForm, '')}
-      {tab(isText, texts.edit.asText, 'json')}
-    </div>
-  );
-}
-
-function TextEditor({text, onInput}: {text: string; onInput(text: string): void}) {
-  return (
-    <label>
-      {texts.edit.document}
-      <textarea
-        spellcheck={false}
-        rows={28}
-        value={text}
-        aria-describedby="findings"
-        onInput={(event) => onInput(event.currentTarget.value)}
-      />
-    </label>
-  );
-}
-
-function Editor({text, preview, onInput}: {text: string; preview: Preview | null; onInput(text: string): void}) {
-  const isText = query.value.get('as') === 'json';
-  if (isText) return <TextEditor text={text} onInput={onInput} />;
-  const document = parse(text || '{}');
-  if (isFinding(document)) return <p class="notice">{texts.edit.notReadable}</p>;
-  return (
-    <StreamForm
-      document={document}
-      findings={preview?.findings ?? []}
-      timetable={preview?.timetable}
-      onChange={(changed: Document) => onInput(format(changed))}
-    />
-  );
-}
 
 /** Adds a stream, or changes the one with the id: as a form or as JSON, checked by the server while it is typed. */
 export function EditPage({id}: {id?: number}) {
@@ -62,7 +18,7 @@ export function EditPage({id}: {id?: number}) {
   const failure = useSignal('');
   const newer = useSignal<Stored | null>(null);
   const draft = useDraft(id, stored, text);
-  const checked = useCheck(id, stored, text);
+  const checked = useCheck(text, (document) => check(id, stored.value, document));
   useEffect(() => {
     const tell = (error: Error) => (failure.value = error.message);
     if (id !== undefined) void readStored(id).then((read) => (stored.value = read), tell);
@@ -98,10 +54,19 @@ export function EditPage({id}: {id?: number}) {
             {texts.addMany.link}
           </a>
         )}
-        <Tabs isText={query.value.get('as') === 'json'} />
+        <Tabs />
       </div>
       <div class="columns">
-        <Editor text={text.value} preview={preview} onInput={draft.keep} />
+        <Editor text={text.value} onInput={draft.keep}>
+          {(document, change) => (
+            <StreamForm
+              document={document}
+              findings={preview?.findings ?? []}
+              timetable={preview?.timetable}
+              onChange={change}
+            />
+          )}
+        </Editor>
         <div class="beside">
           <PreviewPanel preview={preview} isNew={id === undefined} />
           {newer.value && stored.value && <NewerPanel stored={stored.value} newer={newer.value} onJoin={join} />}

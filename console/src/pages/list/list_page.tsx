@@ -6,9 +6,10 @@ import {mayOperate} from '../../state/session';
 import {isStale, type StreamState, streams} from '../../state/streams';
 import {texts} from '../../texts';
 import {EmptyServer} from './empty_server';
-import {type Filter, filters, isSortKey, hasTag, matches, passes, sortIds} from './order';
+import {type Filter, filters, hasProfile, hasTag, isSortKey, matches, passes, sortIds} from './order';
 import {Row, rowHeight} from './row';
 import {SelectionBar} from './selection_bar';
+import {ProfileSelect, TagSelect} from './selects';
 import {Tiles} from './tiles';
 import {useWindow} from './window';
 
@@ -65,26 +66,6 @@ function Filters({all, current}: {all: ReadonlyMap<number, StreamState>; current
   );
 }
 
-function TagSelect({all}: {all: ReadonlyMap<number, StreamState>}) {
-  const current = query.value.get('tag') ?? '';
-  const tags = new Set([...all.values()].flatMap(({record}) => record.value.tags ?? []));
-  if (current) tags.add(current);
-  if (tags.size === 0) return null;
-  return (
-    <label>
-      {texts.glance.tag}{' '}
-      <select value={current} onChange={(event) => setQuery({tag: event.currentTarget.value})}>
-        <option value="">{texts.list.all}</option>
-        {[...tags].sort().map((tag) => (
-          <option key={tag} value={tag}>
-            {tag}
-          </option>
-        ))}
-      </select>
-    </label>
-  );
-}
-
 function ViewSwitch() {
   const current = currentView();
   return (
@@ -125,6 +106,7 @@ function Controls({sort, all}: {sort: string; all: ReadonlyMap<number, StreamSta
         </select>
       </label>
       <TagSelect all={all} />
+      <ProfileSelect all={all} />
       <ViewSwitch />
       {mayOperate.value && (
         <a class="button" href="/new" data-page>
@@ -143,7 +125,9 @@ function useShown(all: ReadonlyMap<number, StreamState>, filter: Filter) {
   const {order, sort, hold} = useOrder(all);
   const text = query.value.get('q') ?? '';
   const tag = query.value.get('tag') ?? '';
-  const isShown = (state: StreamState) => passes(state, filter) && matches(state, text) && hasTag(state, tag);
+  const profile = query.value.get('profile') ?? '';
+  const isShown = (state: StreamState) =>
+    passes(state, filter) && matches(state, text) && hasTag(state, tag) && hasProfile(state, profile);
   const shown = order.flatMap((id) => {
     const state = all.get(id);
     return state && isShown(state) ? [state] : [];

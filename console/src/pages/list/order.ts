@@ -47,6 +47,8 @@ export function matches(state: StreamState, text: string): boolean {
 /** An empty tag is every stream's. */
 export const hasTag = (state: StreamState, tag: string) => !tag || (state.record.value.tags ?? []).includes(tag);
 
+export const hasProfile = (state: StreamState, profile: string) => !profile || String(state.record.value.profile) === profile;
+
 export const filters = ['all', 'troubled', 'running', 'starting', 'restarting', 'stopped'] as const;
 export type Filter = (typeof filters)[number];
 

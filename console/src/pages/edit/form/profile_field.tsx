@@ -1,7 +1,7 @@
 import {texts} from '../../../texts';
 import {useMember} from './context';
 import {controlId, Findings} from './field';
-import type {Profile} from './profiles';
+import type {Profile} from '../../../state/profiles';
 import type {Schema} from './schema';
 
 /** Chooses the profile by its name. */

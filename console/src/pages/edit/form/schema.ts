@@ -19,15 +19,18 @@ export interface Schema {
   'x-default'?: string;
 }
 
-let streamSchema: Promise<Schema> | null = null;
+const loaded = new Map<string, Promise<Schema>>();
 
-/** The schema of a stream's document; asked for once. */
-export function loadStreamSchema(): Promise<Schema> {
-  streamSchema ??= get<Schema>('/api/schema/stream').catch((failure: Error) => {
-    streamSchema = null;
+/** The schema of documents; asked for once. */
+export function loadSchema(of: 'stream' | 'profile'): Promise<Schema> {
+  const known = loaded.get(of);
+  if (known) return known;
+  const asked = get<Schema>(`/api/schema/${of}`).catch((failure: Error) => {
+    loaded.delete(of);
     throw failure;
   });
-  return streamSchema;
+  loaded.set(of, asked);
+  return asked;
 }
 
 /** The schema of a named member; an empty one where the server's schema lacks it. */

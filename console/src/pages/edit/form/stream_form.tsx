@@ -10,13 +10,13 @@ import {type ChosenProfile, FormProvider, useForm} from './context';
 import {Field} from './field';
 import {Fields} from './fields';
 import {Inputs} from './inputs';
-import {Ladder} from './ladder';
+import {Encoding} from './encoding';
 import {Outputs} from './outputs';
 import {isMapping, valueAt, withValue} from './paths';
 import {ProfileField} from './profile_field';
-import {loadProfiles, type Profile} from './profiles';
+import {loadProfiles, type Profile} from '../../../state/profiles';
 import {Suggestions} from './suggestions';
-import {loadStreamSchema, memberOf, type Schema} from './schema';
+import {loadSchema, memberOf, type Schema} from './schema';
 
 function General({schema, profiles}: {schema: Schema; profiles: Profile[]}) {
   return (
@@ -28,32 +28,6 @@ function General({schema, profiles}: {schema: Schema; profiles: Profile[]}) {
         <ProfileField schema={memberOf(schema, 'profile')} profiles={profiles} />
       </div>
     </section>
-  );
-}
-
-/** How picture, sound and subtitles are encoded; of a stream or a profile. */
-export function Encoding({schema}: {schema: Schema}) {
-  const video = memberOf(schema, 'video');
-  const audio = memberOf(schema, 'audio');
-  const subtitle = memberOf(schema, 'subtitle');
-  const logo = memberOf(video, 'cvdelogo');
-  return (
-    <>
-      <section class="panel">
-        <h2>{video.title}</h2>
-        <Fields path={['video']} schema={video} first={['codec', 'preset', 'bitrate', 'width', 'height', 'fps']} />
-        <Fields path={['video', 'cvdelogo']} schema={logo} first={[]} more={logo.title ?? ''} />
-        <Ladder schema={memberOf(video, 'renditions')} />
-      </section>
-      <section class="panel">
-        <h2>{audio.title}</h2>
-        <Fields path={['audio']} schema={audio} first={['codec', 'bitrate', 'channels']} />
-      </section>
-      <section class="panel">
-        <h2>{subtitle.title}</h2>
-        <Fields path={['subtitle']} schema={subtitle} first={['codec', 'map']} />
-      </section>
-    </>
   );
 }
 
@@ -107,7 +81,7 @@ export function StreamForm({document, findings, timetable, onChange}: StreamForm
   const failure = useSignal('');
   useEffect(() => {
     const tell = (error: Error) => (failure.value = error.message);
-    loadStreamSchema().then((read) => (schema.value = read), tell);
+    loadSchema('stream').then((read) => (schema.value = read), tell);
     loadEncoders();
     loadProfiles().then((read) => (profiles.value = read), tell);
   }, [schema, profiles, failure]);
