@@ -32,6 +32,7 @@ const pages = (id) => [
   ['/new/many', (page) => page.getByLabel('Addresses')],
   ['/profiles', (page) => page.getByRole('link', {name: '720p H.264'})],
   ['/profiles/2', (page) => page.getByText('This can be saved.')],
+  ['/system', (page) => page.getByRole('heading', {name: 'Webhooks'})],
   ['/users', (page) => page.getByText('Add a user')],
   ['/streams/999', (page) => page.getByText('There is no such page')],
 ];

@@ -54,7 +54,7 @@ void add_console_routes(Router& router) {
     return;
   }
   for (const char* page : {"/", "/new", "/new/many", "/streams/{id:number}", "/streams/{id:number}/edit", "/profiles",
-                           "/profiles/new", "/profiles/{id:number}", "/users"})
+                           "/profiles/new", "/profiles/{id:number}", "/system", "/users"})
     router.add(
         "GET", page, [index](const Request& request, Parameters) { return immediate(show(*index, request)); }, rules);
   router.add(

@@ -147,3 +147,42 @@ export interface Token extends User {
   created: string;
   expires: string | null;
 }
+
+export interface Disk {
+  directory: string;
+  total_bytes: number | null;
+  free_bytes: number | null;
+  error?: string;
+}
+
+/** The machine and the server. */
+export interface System {
+  processors: {count: number; load: number[] | null};
+  memory: {total_bytes: number | null; available_bytes: number | null};
+  disks: {hls: Disk; recordings: Disk};
+  gpus: {index: number; streams: number; streams_memory_mib: number}[];
+  loop: {lag_ms: number; longest_lag_ms: number; longest_turn_ms: number};
+  versions: {weir: string; ffmpeg: string; kernel: string};
+  uptime_seconds: number;
+  descriptors: {open: number | null; limit: number};
+}
+
+export interface Encoder {
+  name: string;
+  media: 'video' | 'audio' | 'subtitle';
+  description: string;
+}
+
+export interface Webhook {
+  id: string;
+  url: string;
+  kinds: string[];
+  causes: string[];
+  signed: boolean;
+  from_settings: boolean;
+  waiting: number;
+  delivered: number;
+  given_up: number;
+  dropped: number;
+  latest: {time: string; status?: number; error?: string} | null;
+}

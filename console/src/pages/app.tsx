@@ -14,6 +14,7 @@ import {LoginPage} from './login_page';
 import {ProfilePage} from './profiles/profile_page';
 import {ProfilesPage} from './profiles/profiles_page';
 import {StreamPage} from './stream/stream_page';
+import {SystemPage} from './system/system_page';
 import {UsersPage} from './users/users_page';
 
 const isKnown = signal(false);
@@ -42,6 +43,7 @@ function Page() {
   if (path.value === '/profiles/new') return <ProfilePage key="new" />;
   const profile = /^\/profiles\/(\d+)$/.exec(path.value);
   if (profile) return <ProfilePage key={profile[1]} id={Number(profile[1])} />;
+  if (path.value === '/system') return <SystemPage />;
   if (path.value === '/users') return <UsersPage />;
   if (path.value === '/') return <ListPage />;
   return <h1 class="notice">{texts.notFound}</h1>;

@@ -1,7 +1,16 @@
+import {path} from '../state/router';
 import {identity, logOut, mayAdministrate} from '../state/session';
 import {isStale} from '../state/streams';
 import {switchTheme} from '../state/theme';
 import {texts} from '../texts';
+
+function Page({address, name}: {address: string; name: string}) {
+  return (
+    <a href={address} aria-current={path.value === address ? 'page' : undefined} data-page>
+      {name}
+    </a>
+  );
+}
 
 export function Header() {
   const who = identity.value;
@@ -14,17 +23,10 @@ export function Header() {
         {texts.brand}
       </a>
       <nav>
-        <a href="/" data-page>
-          {texts.nav.streams}
-        </a>
-        <a href="/profiles" data-page>
-          {texts.profiles.title}
-        </a>
-        {mayAdministrate.value && (
-          <a href="/users" data-page>
-            {texts.users.link}
-          </a>
-        )}
+        <Page address="/" name={texts.nav.streams} />
+        <Page address="/profiles" name={texts.profiles.title} />
+        <Page address="/system" name={texts.system.link} />
+        {mayAdministrate.value && <Page address="/users" name={texts.users.link} />}
       </nav>
       <p class="stale" role="status">
         {isStale.value ? texts.stale : ''}

@@ -1,11 +1,6 @@
 import {signal} from '@preact/signals';
 import {get} from '../api/client';
-
-export interface Encoder {
-  name: string;
-  media: 'video' | 'audio' | 'subtitle';
-  description: string;
-}
+import type {Encoder} from '../api/types';
 
 /** The encoders of the server's FFmpeg; empty until they are known. */
 export const encoders = signal<Encoder[]>([]);

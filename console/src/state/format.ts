@@ -15,6 +15,15 @@ export function formatBitrate(kilobits: number | null | undefined): string {
   return kilobits >= 1000 ? formatNumber(kilobits / 1000, 2, 'Mbit/s') : formatNumber(kilobits, 0, 'kbit/s');
 }
 
+/** In MiB, GiB or TiB. */
+export function formatBytes(bytes: number | null | undefined): string {
+  if (bytes === null || bytes === undefined) return unknown;
+  const mebibytes = bytes / 2 ** 20;
+  if (mebibytes < 1024) return formatNumber(mebibytes, 0, 'MiB');
+  const gibibytes = mebibytes / 1024;
+  return gibibytes < 1024 ? formatNumber(gibibytes, 1, 'GiB') : formatNumber(gibibytes / 1024, 2, 'TiB');
+}
+
 /** The two largest units: "3 d 4 h". */
 export function formatSeconds(seconds: number): string {
   const whole = Math.max(0, Math.round(seconds));
