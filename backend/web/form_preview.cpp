@@ -20,7 +20,7 @@ Response preview_response(const Value& posted, const FormDetails& details, std::
                         {"warnings", to_json_value(details.warnings)},
                         {"command", mask_command(details.command)},
                         {"takes_effect", effect},
-                        {"timetable", details.timetable}});
+                        {"timetable", {{"restart", details.restarts}, {"switch", details.switches}}}});
 }
 
 Response preview_response(const FormFindings& warnings) {

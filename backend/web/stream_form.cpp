@@ -214,9 +214,9 @@ void warn_of_draft(const Value& document, FormReport& report) {
 }
 
 // One that can't be read, of a document that was stored long ago, is not acted on.
-Value list_next_times(const JsonConf& conf, std::string_view key) {
-  constexpr int shown = 5;
-  Value times = Value::array();
+std::vector<std::string> list_next_times(const JsonConf& conf, std::string_view key) {
+  constexpr std::size_t shown = 5;
+  std::vector<std::string> times;
   try {
     const Timetable timetable = read_timetable(conf, key);
     auto next = next_time(timetable, Loop::current().clock().wall());
@@ -226,10 +226,11 @@ Value list_next_times(const JsonConf& conf, std::string_view key) {
   return times;
 }
 
-Value list_next_times(const Value& document) {
+void list_next_times(const Value& document, FormDetails& details) {
   JsonConf conf;
   conf.replace_document({{"input", member(document, "input")}});
-  return {{"restart", list_next_times(conf, "input.restart")}, {"switch", list_next_times(conf, "input.switch")}};
+  details.restarts = list_next_times(conf, "input.restart");
+  details.switches = list_next_times(conf, "input.switch");
 }
 
 Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value posted, FormDetails& details) {
@@ -246,7 +247,7 @@ Async<Value> prepare(std::shared_ptr<const Trial> trial, long long id, Value pos
   details.command = co_await check_command(changed, trial, report);
   warn_of_draft(*changed, report);
   details.warnings = std::move(report.warnings);
-  details.timetable = list_next_times(*changed);
+  list_next_times(*changed, details);
   co_return form;
 }
 

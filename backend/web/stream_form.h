@@ -20,9 +20,9 @@ namespace weir {
 /// What else is known of a form that is accepted.
 struct FormDetails {
   FormFindings warnings;
-  std::vector<std::string> command;  ///< the transcoder's, as it would be made without a probe
-  /// {"restart": […], "switch": […]}: the next five times at which the document would act, in the server's local time.
-  Value timetable;
+  std::vector<std::string> command;   ///< the transcoder's, as it would be made without a probe
+  std::vector<std::string> restarts;  ///< the next five times of the timetable, local with their offsets
+  std::vector<std::string> switches;  ///< the same for the return to a better input
 };
 
 /// The form for `StreamManager::add_stream` that a posted one makes: complete, its inputs numbered from 0. `details`
