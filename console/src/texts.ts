@@ -292,6 +292,12 @@ export const texts = {
     pause: 'Pause',
     resume: 'Go on',
     download: 'Download',
+    timetable: {
+      restart: (time: string) => `Next restart by the timetable: ${time}`,
+      switch: (time: string) => `Next look for a better input: ${time}`,
+    },
+    command: 'The command of its next start',
+    copyCommand: 'Copy command',
     inUse: 'in use',
     preferred: 'preferred',
     notProbed: 'not probed',

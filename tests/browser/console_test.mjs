@@ -158,6 +158,15 @@ async function readCharts(page) {
   await page.getByRole('img', {name: /^Speed: .*should be 0\.90.* to 1\.20/}).waitFor();
 }
 
+/** What is in the input, what would run, and when the timetable acts. */
+async function lookInside(page) {
+  await page.getByRole('button', {name: 'Probe'}).click();
+  await page.getByRole('status').getByText(/rawvideo, 640×360/).waitFor();
+  await page.getByText('The command of its next start').click();
+  await page.locator('.command').getByText(/libx264/).waitFor();
+  await page.getByText(/^Next restart by the timetable: .*00:00/).waitFor();
+}
+
 async function readWhyItDied(page, server, id) {
   process.kill(server.transcoderOf(id), 'SIGKILL');
   await page.locator('.head').getByText(/ended by signal 9 \(Killed\).*starts again/).waitFor({timeout: 5000});
@@ -237,6 +246,7 @@ try {
   await lookAtPictures(page);
   await watch(page);
   await readCharts(page);
+  await lookInside(page);
   await readWhyItDied(page, server, id);
   await editBesideSomebodyElse(page, server, id);
   await seeFailover(page, server);

@@ -30,7 +30,7 @@ export function CopyButton({text, label = texts.list.copyAddress}: {text: string
     }, 1500);
   };
   return (
-    <button type="button" class="small" onClick={onClick} aria-label={`${label}: ${text}`}>
+    <button type="button" class="small" onClick={onClick} aria-label={label === texts.list.copyAddress ? `${label}: ${text}` : label}>
       {copied.value ? texts.list.copied : label}
     </button>
   );

@@ -1,13 +1,22 @@
+import {get} from '../../api/client';
 import type {Input, StreamRecord} from '../../api/types';
 import {CopyButton} from '../../parts/copy_button';
+import {Probe} from '../../parts/probe';
 import {now} from '../../state/clock';
-import {describeMedia, formatSeconds, formatSince} from '../../state/format';
+import {describeMedia, formatSeconds, formatSince, formatTime} from '../../state/format';
+import {mayOperate} from '../../state/session';
 import {texts} from '../../texts';
 
 function describeProbe({in_use, probe}: Input): string {
   if (in_use) return texts.stream.inUse;
   if (!probe) return texts.stream.notProbed;
   return probe.answers ? texts.stream.answers : texts.stream.silent(probe.reason ?? '');
+}
+
+// The record masks the secrets of addresses, the document has them.
+async function readInput(id: number, index: number): Promise<object> {
+  const {input} = await get<{input: Record<string, object>}>(`/api/streams/${id}/config`);
+  return input[index] ?? {};
 }
 
 export function Inputs({record}: {record: StreamRecord}) {
@@ -19,9 +28,14 @@ export function Inputs({record}: {record: StreamRecord}) {
           <li key={`${index} ${input.url}`} class={input.in_use ? 'used' : ''}>
             <code>{input.url}</code>
             <span class="quiet">{describeProbe(input)}</span>
+            {mayOperate.value && <Probe isPossible={true} read={() => readInput(record.id, index)} />}
           </li>
         ))}
       </ol>
+      {(['restart', 'switch'] as const).map((name) => {
+        const time = record.timetable?.[name];
+        return time ? <p key={name}>{texts.stream.timetable[name](formatTime(time))}</p> : null;
+      })}
     </section>
   );
 }

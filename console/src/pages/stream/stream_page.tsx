@@ -13,6 +13,7 @@ import {isStale, type StreamState, streams} from '../../state/streams';
 import {findTrouble} from '../../state/trouble';
 import {texts} from '../../texts';
 import {Charts} from './charts';
+import {Command} from './command';
 import {History} from './history';
 import {LogView} from './log_view';
 import {Inputs, Media, Outputs, Viewers} from './parts';
@@ -143,6 +144,7 @@ export function StreamPage({id}: {id: number}) {
       </div>
       <Charts state={state} />
       <History id={id} />
+      {mayOperate.value && <Command id={id} />}
       <LogView id={id} />
       <ConfirmDialog />
     </article>

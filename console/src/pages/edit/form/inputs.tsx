@@ -1,9 +1,6 @@
 import {useSignal} from '@preact/signals';
 import {useRef} from 'preact/hooks';
-import {post} from '../../../api/client';
-import type {MediaStream} from '../../../api/types';
-import {describeMedia} from '../../../state/format';
-import {useAttempt} from '../../../state/attempt';
+import {Probe} from '../../../parts/probe';
 import {texts} from '../../../texts';
 import type {Document} from '../document';
 import {useForm} from './context';
@@ -11,38 +8,6 @@ import {Fields} from './fields';
 import {Options} from './options';
 import {moved, numbered, renumbered} from './paths';
 import {memberOf, numberedOf, type Schema} from './schema';
-
-interface Probed {
-  of: string;
-  format: string;
-  streams: MediaStream[];
-}
-
-/** Asks the server what is in an input; the answer is shown until the input is changed. */
-function Probe({input}: {input: Document}) {
-  const probed = useSignal<Probed | null>(null);
-  const {failure, busy, attempt} = useAttempt();
-  const text = JSON.stringify(input);
-  const probe = () =>
-    attempt(async () => {
-      probed.value = null;
-      probed.value = {...(await post<Probed>('/api/probe', input)), of: text};
-    });
-  return (
-    <div class="probe">
-      <button type="button" disabled={busy.value || !input.url} onClick={() => void probe()}>
-        {busy.value ? texts.form.probing : texts.form.probe}
-      </button>
-      <p role="status">
-        {probed.value?.of === text &&
-          [probed.value.format, ...probed.value.streams.map(describeMedia)].map((line) => <span key={line}>{line}</span>)}
-      </p>
-      <p class="failure" role="alert">
-        {failure}
-      </p>
-    </div>
-  );
-}
 
 interface CardProps {
   index: number;
@@ -108,7 +73,7 @@ function InputCard({index, input, count, schema, move, remove, drag}: CardProps)
       </div>
       <Fields path={path} schema={schema} first={['url']} wide={['url']} without={['options']} />
       <Options path={[...path, 'options']} schema={memberOf(schema, 'options')} />
-      <Probe input={input} />
+      <Probe key={JSON.stringify(input)} isPossible={Boolean(input.url)} read={() => input} />
     </li>
   );
 }
