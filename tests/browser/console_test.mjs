@@ -151,6 +151,7 @@ async function watch(page) {
     return [video?.currentTime ?? 0, video?.getVideoPlaybackQuality().totalVideoFrames ?? 0];
   });
   await eventually('moving video', 30, async () => (await shown()).every((figure) => figure > 1));
+  await page.getByRole('heading', {name: 'Viewers (1)'}).waitFor();
 }
 
 async function readCharts(page) {

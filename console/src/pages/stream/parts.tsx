@@ -88,10 +88,16 @@ export function Media({record}: {record: StreamRecord}) {
   );
 }
 
-export function Viewers({record}: {record: StreamRecord}) {
-  const clients = Object.values(record.client_info ?? {}).flatMap(({protocol, clients: list}) =>
-    list.map((client) => ({protocol, ...client})),
+const listViewers = (record: StreamRecord) =>
+  Object.values(record.client_info ?? {}).flatMap(({protocol, clients}) =>
+    clients.map((client) => ({protocol, ...client})),
   );
+
+/** How many viewers the record lists. */
+export const countViewers = (record: StreamRecord): number => listViewers(record).length;
+
+export function Viewers({record}: {record: StreamRecord}) {
+  const clients = listViewers(record);
   return (
     <section class="panel">
       <h2>

@@ -9,14 +9,14 @@ import {now} from '../../state/clock';
 import {formatBitrate, formatNumber, formatSince} from '../../state/format';
 import {go} from '../../state/router';
 import {mayOperate} from '../../state/session';
-import {isStale, type StreamState, streams} from '../../state/streams';
+import {isStale, refresh, type StreamState, streams} from '../../state/streams';
 import {findTrouble} from '../../state/trouble';
 import {texts} from '../../texts';
 import {Charts} from './charts';
 import {Command} from './command';
 import {History} from './history';
 import {LogView} from './log_view';
-import {Inputs, Media, Outputs, Viewers} from './parts';
+import {countViewers, Inputs, Media, Outputs, Viewers} from './parts';
 import {TimelineStrip} from './timeline_strip';
 
 function Actions({state, name}: {state: StreamState; name: string}) {
@@ -106,6 +106,11 @@ function Head({state}: {state: StreamState}) {
   useEffect(() => {
     document.title = `${name} – ${texts.brand}`;
   }, [name]);
+  // Viewers come and go without an entry in the journal.
+  const viewers = state.figures.value.viewers ?? 0;
+  useEffect(() => {
+    if (viewers !== countViewers(record)) void refresh(record.id);
+  }, [viewers]);
   return (
     <div class="head">
       <div>
