@@ -88,7 +88,12 @@ async function editBesideSomebodyElse(page, server, id) {
   await page.getByText('Somebody else has changed the stream').waitFor();
   await page.getByRole('button', {name: /Keep theirs/}).click();
   await page.getByRole('button', {name: 'Save'}).click();
-  await page.getByText('Takes effect at the next start: video.bitrate').waitFor();
+  const pending = page.getByText('Takes effect at the next start: video.bitrate');
+  await pending.waitFor();
+  await page.getByRole('button', {name: 'Restart'}).click();
+  await page.getByRole('dialog').getByRole('button', {name: 'Restart'}).click();
+  await pending.waitFor({state: 'detached'});
+  await page.locator('.head').getByText('running').waitFor();
   assert.deepEqual((await server.request('GET', `/api/streams/${id}`)).tags, ['hd', 'theirs']);
 }
 
