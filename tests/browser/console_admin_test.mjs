@@ -56,18 +56,17 @@ async function useProfile(page, server) {
 /** A dry run names what is wrong in the file, and what a right one would do; nothing is changed before the import. */
 async function importFile(page, server) {
   const file = await server.request('GET', '/api/export');
-  const take = async (content) => {
-    await page.getByLabel('File of an export').setInputFiles(
-      {name: 'export.json', mimeType: 'application/json', buffer: Buffer.from(JSON.stringify(content))});
-    await page.getByRole('button', {name: 'Dry run'}).click();
-  };
+  const tryIt = () => page.getByRole('button', {name: 'Dry run'}).click();
   await page.goto(`${server.origin}/system`);
   const added = {...file.streams[0], id: 7, label: 'Imported', profile: null};
-  await take({...file, streams: [{...added, output: {0: {protocol: 'udp', hostname: 'h', port: 70000}}}]});
-  await page.getByText('streams.0.output.0.port').waitFor();
+  await page.getByLabel('File of an export').setInputFiles({name: 'export.json', mimeType: 'application/json',
+    buffer: Buffer.from(JSON.stringify({...file, streams: [{...added, output: {0: {protocol: 'udp', hostname: 'h', port: 70000}}}]}))});
+  await tryIt();
+  await page.getByRole('listitem').filter({hasText: 'stream 7, Imported: streams.0.output.0.port'}).waitFor();
   assert.ok(await page.getByRole('button', {name: 'Import'}).isDisabled());
-  await take({...file, streams: [added]});
-  await page.getByRole('cell', {name: '#7'}).waitFor();
+  await page.getByLabel('Or its text').fill(JSON.stringify({...file, streams: [added]}));
+  await tryIt();
+  await page.getByRole('row', {name: 'stream 7 added Imported'}).waitFor();
   const labels = async () => (await server.request('GET', '/api/streams')).map(({label}) => label);
   assert.deepEqual(await labels(), ['News']);
   await page.getByRole('button', {name: 'Import'}).click();
@@ -76,8 +75,8 @@ async function importFile(page, server) {
   assert.deepEqual(await labels(), ['News', 'Imported']);
 }
 
-/** A webhook is added, and its test arrives; then its receiver fails, and the page says so. */
-async function testWebhook(page) {
+/** A webhook is added, and its test arrives; then its receiver fails a test and an entry, and the page says so. */
+async function testWebhook(page, server) {
   const kinds = [];
   let status = 204;
   const receiver = createServer((request, response) => {
@@ -87,7 +86,8 @@ async function testWebhook(page) {
   await new Promise((resolve) => receiver.listen(0, '127.0.0.1', resolve));
   try {
     await page.getByLabel('Address').fill(`http://127.0.0.1:${receiver.address().port}/hook`);
-    await page.getByRole('textbox', {name: /^Kinds/}).fill('failed');
+    await page.getByText('Only some entries').click();
+    await page.getByRole('group', {name: /^Kinds/}).getByLabel('changed').check();
     await page.getByRole('button', {name: 'Add webhook'}).click();
     await page.getByRole('button', {name: /^Send a test/}).click();
     await page.getByText('The test arrived: status 204.').waitFor();
@@ -95,6 +95,8 @@ async function testWebhook(page) {
     status = 500;
     await page.getByRole('button', {name: /^Send a test/}).click();
     await page.getByText('The test did not arrive: status 500').waitFor();
+    await server.request('PATCH', '/api/streams/7', {label: 'Changed'});
+    await page.locator('.failure').filter({hasText: /latest .*: status 500/}).waitFor();
   } finally {
     receiver.close();
     receiver.closeAllConnections();
@@ -138,7 +140,7 @@ try {
   page.on('pageerror', (error) => faults.push(error.message));
   await useProfile(page, server);
   await importFile(page, server);
-  await testWebhook(page);
+  await testWebhook(page, server);
   await addUserAndToken(page, server);
   assert.deepEqual(faults, []);
 } finally {

@@ -1,34 +1,10 @@
-import {useSignal} from '@preact/signals';
-import {useEffect} from 'preact/hooks';
-import {get} from '../../api/client';
 import type {Disk, System} from '../../api/types';
 import {formatBytes, formatNumber, formatSeconds, unknown} from '../../state/format';
 import {texts} from '../../texts';
+import {useRenewed} from './renewed';
 import {findWarnings} from './warnings';
 
-const renewMilliseconds = 5000;
 const names = texts.system.figures;
-
-/** The machine as it is now, asked for every 5 s while the page is seen. */
-function useSystem() {
-  const system = useSignal<System | null>(null);
-  const failure = useSignal('');
-  useEffect(() => {
-    const read = async () => {
-      if (document.hidden) return;
-      try {
-        system.value = await get<System>('/api/system');
-        failure.value = '';
-      } catch (error) {
-        failure.value = (error as Error).message;
-      }
-    };
-    void read();
-    const timer = setInterval(() => void read(), renewMilliseconds);
-    return () => clearInterval(timer);
-  }, [system, failure]);
-  return {system: system.value, failure: failure.value};
-}
 
 function Warnings({system}: {system: System}) {
   const warnings = findWarnings(system);
@@ -55,10 +31,10 @@ function usedShare(total: number | null, free: number | null): string {
   return total && free !== null ? formatNumber((1 - free / total) * 100, 0, '%') : unknown;
 }
 
-const describeDisk = (name: string, {total_bytes: total, free_bytes: free}: Disk): Figure => ({
+const describeDisk = (name: string, {total_bytes: total, free_bytes: free, error}: Disk): Figure => ({
   name,
   value: usedShare(total, free),
-  more: texts.system.free(formatBytes(free), formatBytes(total)),
+  more: error ?? texts.system.free(formatBytes(free), formatBytes(total)),
 });
 
 function listFigures({processors, memory, disks, loop, descriptors, uptime_seconds: uptime}: System): Figure[] {
@@ -101,16 +77,17 @@ function Versions({versions}: {versions: System['versions']}) {
 
 /** Figures of the machine and the server, and what they call for. */
 export function Machine() {
-  const {system, failure} = useSystem();
-  if (!system) return <p class="notice">{failure || texts.loading}</p>;
+  const {value, failure} = useRenewed<System>('/api/system');
+  const system = value.value;
+  if (!system) return <p class="notice">{failure.value || texts.loading}</p>;
   return (
     <section class="panel">
       <h2>{texts.system.machine}</h2>
       <p class="failure" role="alert">
-        {failure && texts.system.old(failure)}
+        {failure.value && texts.system.old(failure.value)}
       </p>
       <Warnings system={system} />
-      <dl class="figures machine">
+      <dl class={`figures machine ${failure.value ? 'old' : ''}`}>
         {listFigures(system).map(({name, value, more}) => (
           <div key={name}>
             <dt>{name}</dt>

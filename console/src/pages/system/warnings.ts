@@ -65,11 +65,12 @@ function warnOfDescriptors({open, limit}: System['descriptors']): Warning[] {
 /** The warnings that the figures call for, the serious ones first. */
 export function findWarnings(system: System): Warning[] {
   const {disks, memory, processors, loop, descriptors, versions} = system;
+  const isOneDisk = disks.hls.free_bytes !== null && disks.hls.free_bytes === disks.recordings.free_bytes;
   const found = [
     ...(versions.ffmpeg ? [] : [{isSerious: true, text: words.noFfmpeg, remedy: words.noFfmpegRemedy}]),
     ...warnOfDisk('hls', disks.hls),
     // Often one disk: once is enough.
-    ...(disks.hls.free_bytes === disks.recordings.free_bytes ? [] : warnOfDisk('recordings', disks.recordings)),
+    ...(isOneDisk ? [] : warnOfDisk('recordings', disks.recordings)),
     ...warnOfMemory(memory),
     ...warnOfLoad(processors),
     ...warnOfLoop(loop),

@@ -1,25 +1,46 @@
 import {useSignal} from '@preact/signals';
-import {useEffect} from 'preact/hooks';
-import {get, patch, post, remove} from '../../api/client';
+import {patch, post, remove} from '../../api/client';
 import type {Webhook} from '../../api/types';
 import {confirm} from '../../parts/confirm';
 import {useAttempt} from '../../state/attempt';
 import {formatTime} from '../../state/format';
 import {texts} from '../../texts';
+import {useRenewed} from './renewed';
 
 const words = texts.webhooks;
 const pathOf = (id: string) => `/api/webhooks/${encodeURIComponent(id)}`;
 
-const readList = (text: unknown) =>
-  String(text ?? '')
-    .split(',')
-    .map((word) => word.trim())
-    .filter((word) => word);
+const kinds = 'started launched running ended stopped failed added changed deleted set_aside notice status'.split(' ');
+const causes = [
+  ...['exited', 'signalled', 'not_launched', 'no_input', 'stalled', 'speed', 'memory', 'directory_lost'],
+  ...['timetable', 'better_input', 'operator', 'server_end', 'failed'],
+];
 
 /** The form as the server takes it; an empty secret leaves the one that is there. */
 function readForm(form: HTMLFormElement) {
-  const {url, kinds, causes, secret} = Object.fromEntries(new FormData(form));
-  return {url, kinds: readList(kinds), causes: readList(causes), ...(secret ? {secret} : {})};
+  const fields = new FormData(form);
+  const secret = fields.has('unsigned') ? '' : fields.get('secret') || undefined;
+  return {url: fields.get('url'), kinds: fields.getAll('kinds'), causes: fields.getAll('causes'), secret};
+}
+
+interface ChoicesProps {
+  name: string;
+  title: string;
+  all: string[];
+  chosen: string[] | undefined;
+}
+
+function Choices({name, title, all, chosen}: ChoicesProps) {
+  return (
+    <fieldset class="choices">
+      <legend>{title}</legend>
+      {all.map((word) => (
+        <label key={word}>
+          <input type="checkbox" name={name} value={word} defaultChecked={chosen?.includes(word)} /> {word}
+        </label>
+      ))}
+    </fieldset>
+  );
 }
 
 interface FormProps {
@@ -30,6 +51,7 @@ interface FormProps {
 
 function WebhookForm({webhook, send, onDone}: FormProps) {
   const {failure, findings, busy, attempt} = useAttempt();
+  const isFiltered = webhook !== undefined && webhook.kinds.length + webhook.causes.length > 0;
   const submit = async (event: SubmitEvent) => {
     event.preventDefault();
     const form = event.currentTarget as HTMLFormElement;
@@ -45,17 +67,19 @@ function WebhookForm({webhook, send, onDone}: FormProps) {
         <input name="url" type="url" required defaultValue={webhook?.url ?? ''} />
       </label>
       <label>
-        {words.kinds}
-        <input name="kinds" defaultValue={webhook?.kinds.join(', ') ?? ''} />
-      </label>
-      <label>
-        {words.causes}
-        <input name="causes" defaultValue={webhook?.causes.join(', ') ?? ''} />
-      </label>
-      <label>
         {webhook ? words.newSecret : words.secret}
         <input name="secret" type="password" autocomplete="new-password" />
       </label>
+      {webhook?.signed && (
+        <label>
+          <input type="checkbox" name="unsigned" /> {words.unsigned}
+        </label>
+      )}
+      <details open={isFiltered}>
+        <summary>{words.filter}</summary>
+        <Choices name="kinds" title={words.kinds} all={kinds} chosen={webhook?.kinds} />
+        <Choices name="causes" title={words.causes} all={causes} chosen={webhook?.causes} />
+      </details>
       <button type="submit" class="primary" disabled={busy.value}>
         {webhook ? words.save : words.add}
       </button>
@@ -66,9 +90,27 @@ function WebhookForm({webhook, send, onDone}: FormProps) {
   );
 }
 
-function describeLatest({latest}: Webhook): string {
-  if (!latest) return '';
-  return words.latest(formatTime(latest.time), latest.error ?? words.status(latest.status ?? 0));
+/** The latest attempt: a receiver's refusal is as much of a failure as its silence. */
+function Latest({latest}: Pick<Webhook, 'latest'>) {
+  if (!latest) return null;
+  const {time, status = 0, error} = latest;
+  const hasArrived = status >= 200 && status < 300;
+  return (
+    <span class={hasArrived ? 'good' : 'failure'}>
+      {hasArrived ? '✓' : '✖'} {words.latest(formatTime(time), error ?? words.status(status))}
+    </span>
+  );
+}
+
+function describe(webhook: Webhook): string {
+  const only = [...webhook.kinds, ...webhook.causes];
+  const parts = [
+    words.counts(webhook.delivered, webhook.waiting, webhook.given_up + webhook.dropped),
+    only.length ? words.only(only) : null,
+    webhook.signed ? words.signed : null,
+    webhook.from_settings ? words.fromSettings : null,
+  ];
+  return parts.filter((part) => part).join(' · ');
 }
 
 function WebhookItem({webhook, onDone}: {webhook: Webhook; onDone(): void}) {
@@ -91,12 +133,8 @@ function WebhookItem({webhook, onDone}: {webhook: Webhook; onDone(): void}) {
     <li>
       <div class="item">
         <code class="name">{url}</code>
-        <span class="quiet">
-          {words.counts(webhook.delivered, webhook.waiting, webhook.given_up + webhook.dropped)}
-          {webhook.signed && ` · ${words.signed}`}
-          {webhook.from_settings && ` · ${words.fromSettings}`}
-        </span>
-        <span class={webhook.latest?.error ? 'failure' : 'quiet'}>{describeLatest(webhook)}</span>
+        <span class="quiet">{describe(webhook)}</span>
+        <Latest latest={webhook.latest} />
         <span class="buttons">
           <button type="button" aria-label={words.testOf(url)} disabled={busy.value} onClick={() => void test()}>
             {words.test}
@@ -138,13 +176,7 @@ function WebhookItem({webhook, onDone}: {webhook: Webhook; onDone(): void}) {
 
 /** Lists the webhooks with how their deliveries went; each can be tried, changed and deleted, and one can be added. */
 export function Webhooks() {
-  const webhooks = useSignal<Webhook[] | null>(null);
-  const {failure, attempt} = useAttempt();
-  const read = () =>
-    attempt(async () => {
-      webhooks.value = await get<Webhook[]>('/api/webhooks');
-    });
-  useEffect(() => void read(), []);
+  const {value: webhooks, failure, read} = useRenewed<Webhook[]>('/api/webhooks');
   return (
     <section class="panel">
       <h2>{words.title}</h2>
