@@ -1,6 +1,7 @@
 import {batch, computed, type Signal, signal} from '@preact/signals';
 import {ApiError, get} from '../api/client';
 import {follow} from '../api/events';
+import type {Stream} from '../api/openapi';
 import type {Entry, Figures, StreamRecord} from '../api/types';
 import {now} from './clock';
 import {identify, identity} from './session';
@@ -45,6 +46,12 @@ function putInto(map: Map<number, StreamState>, record: StreamRecord): void {
   }
 }
 
+// Documents that were written by hand may have anything as a label.
+const readRecord = (stream: Stream): StreamRecord => ({
+  ...stream,
+  label: (stream.label ?? null) === null ? null : String(stream.label),
+});
+
 function put(records: StreamRecord[]): void {
   const next = new Map(streams.value);
   batch(() => {
@@ -63,7 +70,7 @@ function drop(id: number): void {
 
 /** Asks for all records anew. */
 export async function load(): Promise<void> {
-  const records = await get<StreamRecord[]>('/api/streams');
+  const records = (await get<Stream[]>('/api/streams')).map(readRecord);
   const ids = new Set(records.map(({id}) => id));
   batch(() => {
     for (const id of streams.value?.keys() ?? []) if (!ids.has(id)) drop(id);
@@ -75,7 +82,7 @@ export async function load(): Promise<void> {
 /** Asks for one record anew. */
 export async function refresh(id: number): Promise<void> {
   try {
-    put([await get<StreamRecord>(`/api/streams/${id}`)]);
+    put([readRecord(await get<Stream>(`/api/streams/${id}`))]);
   } catch (failure) {
     if (failure instanceof ApiError && failure.status === 404) drop(id);
     else if (failure instanceof ApiError && failure.status === 401) identity.value = null;
@@ -126,7 +133,7 @@ export function followStreams(): () => void {
     status: refreshSoon,
     journal: (entry) => {
       latestEntry.value = entry;
-      if (entry.stream !== undefined) refreshSoon(entry.stream);
+      if (entry.stream !== null) refreshSoon(entry.stream);
     },
     resync: () => void load().catch(() => {}),
     connected: (is) => {

@@ -40,8 +40,8 @@ export function sortIds(states: Iterable<StreamState>, key: SortKey): number[] {
 export function matches(state: StreamState, text: string): boolean {
   if (!text) return true;
   const record = state.record.value;
-  const known = [record.label ?? '', `${record.id}`, ...(record.tags ?? []), ...(record.url_info?.inputs ?? [])];
-  return known.some((one) => one.toLowerCase().includes(text.toLowerCase()));
+  const known = [record.label, `${record.id}`, ...(record.tags ?? []), ...(record.url_info?.inputs ?? [])];
+  return known.some((one) => one?.toLowerCase().includes(text.toLowerCase()));
 }
 
 /** An empty tag is every stream's. */

@@ -1,7 +1,7 @@
 import {useSignal} from '@preact/signals';
 import {useEffect} from 'preact/hooks';
 import {get} from '../../api/client';
-import type {Entry} from '../../api/types';
+import type {Cause, Entry} from '../../api/types';
 import {formatTime} from '../../state/format';
 import {latestEntry} from '../../state/streams';
 import {texts} from '../../texts';
@@ -26,7 +26,7 @@ function HistoryEntry({entry}: {entry: Entry}) {
 /** What happened to the stream, newest first, with new entries as they come. */
 export function History({id}: {id: number}) {
   const entries = useSignal<Entry[]>([]);
-  const cause = useSignal('');
+  const cause = useSignal<Cause | ''>('');
   const hasMore = useSignal(false);
   const read = async (before?: number) => {
     const filter = cause.value ? `&cause=${cause.value}` : '';
@@ -45,7 +45,7 @@ export function History({id}: {id: number}) {
     <section class="panel">
       <h2>{texts.stream.history}</h2>
       <fieldset class="filters">
-        {['', ...causes].map((one) => (
+        {(['', ...causes] as const).map((one) => (
           <button type="button" key={one} aria-pressed={one === cause.value} onClick={() => (cause.value = one)}>
             {one || texts.stream.allCauses}
           </button>

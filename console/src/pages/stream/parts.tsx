@@ -106,9 +106,9 @@ export function Viewers({record}: {record: StreamRecord}) {
       {clients.length === 0 && <p class="quiet">{texts.stream.noViewers}</p>}
       <ul class="viewers">
         {clients.slice(0, 100).map((client, index) => (
-          <li key={`${client.addr}${client.port}${index}`}>
+          <li key={`${client.addr}${index}`}>
             {client.addr} <span class="quiet">{client.protocol}</span>{' '}
-            <span class="quiet">{client.time !== undefined && formatSeconds(client.time)}</span>
+            <span class="quiet">{formatSeconds(client.duration)}</span>
           </li>
         ))}
       </ul>
