@@ -156,6 +156,7 @@ async function watch(page) {
     return [video?.currentTime ?? 0, video?.getVideoPlaybackQuality().totalVideoFrames ?? 0];
   });
   await eventually('moving video', 30, async () => (await shown()).every((figure) => figure > 1));
+  await page.locator('.viewers li').filter({hasText: /127\.0\.0\.1 hls \d+ s$/}).waitFor();
   await page.getByRole('heading', {name: 'Viewers (1)'}).waitFor();
 }
 
